@@ -1,0 +1,38 @@
+# How every target of the project is compiled and linked.
+
+set(TESSEL_WARNINGS -Wall -Wextra -Werror)
+
+# The API set that holds DeriveCapabilitySidsFromName has no import library in mingw-w64 10.
+set(TESSEL_CAPABILITY_LIBRARY ${CMAKE_BINARY_DIR}/libcapability.a)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  set(TESSEL_DLLTOOL_MACHINE arm64)
+else()
+  set(TESSEL_DLLTOOL_MACHINE i386:x86-64)
+endif()
+add_custom_command(
+  OUTPUT ${TESSEL_CAPABILITY_LIBRARY}
+  COMMAND ${CMAKE_DLLTOOL} -m ${TESSEL_DLLTOOL_MACHINE}
+          -d ${CMAKE_SOURCE_DIR}/cmake/capability.def -l ${TESSEL_CAPABILITY_LIBRARY}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/capability.def VERBATIM)
+add_custom_target(capability_library DEPENDS ${TESSEL_CAPABILITY_LIBRARY})
+
+set(TESSEL_WINDOWS_LIBRARIES
+    ${TESSEL_CAPABILITY_LIBRARY} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
+
+# Warnings, include root and the flags that keep paths of the build machine out of the programs.
+function(tessel_configure target)
+  target_compile_options(${target} PRIVATE ${TESSEL_WARNINGS}
+    -ffunction-sections -fdata-sections -g "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  target_compile_definitions(${target} PRIVATE
+    UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 NTDDI_VERSION=0x0A000004)
+  target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
+  add_dependencies(${target} capability_library)
+endfunction()
+
+# A console program with the wide entry point wmain, needing no DLL but Windows' own.
+function(tessel_program target)
+  add_executable(${target} ${ARGN})
+  tessel_configure(${target})
+  tessel_link_static(${target})
+  tessel_wide_entry(${target})
+endfunction()

@@ -1,0 +1,35 @@
+# The Wine prefix of the build folder and how programs run in it; sourced by the scripts.
+
+TESSEL_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export WINEPREFIX=${TESSEL_PREFIX:-$TESSEL_ROOT/build/wine}
+export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
+# No desktop integration, no browser or .NET installers, no crash dialogs.
+export WINEDLLOVERRIDES="winemenubuilder.exe,explorer.exe,winedbg.exe=d;mscoree,mshtml="
+unset DISPLAY
+WINE_DIR=/usr/lib/wine
+
+# Runs a Windows program in the prefix, in the foreground.
+wine_program() {
+    "$WINE_DIR/wine64" "$@"
+}
+
+# Makes the prefix on first use and keeps its server alive, so services and drivers survive between
+# programs until wine_shutdown.
+wine_prefix_ready() {
+    mkdir -p "$WINEPREFIX" || return 1
+    (
+        flock 9
+        # Prints nothing and does nothing when the server is up already.
+        "$WINE_DIR/wineserver64" -p </dev/null >/dev/null 2>&1 9>&-
+        if [ ! -e "$WINEPREFIX/.ready" ]; then
+            timeout 180 "$WINE_DIR/wine64" wineboot -i </dev/null >/dev/null 2>&1 9>&- || exit 1
+            touch "$WINEPREFIX/.ready"
+        fi
+    ) 9>"$WINEPREFIX.lock"
+}
+
+# Ends every program of the prefix.
+wine_shutdown() {
+    "$WINE_DIR/wineserver64" -k </dev/null >/dev/null 2>&1
+    return 0
+}

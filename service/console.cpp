@@ -1,0 +1,22 @@
+#include "service/console.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cwchar>
+
+// Flushed at once: in console mode the process is killed in the end, and what it printed must be seen.
+void ConsolePrint(const wchar_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vwprintf(format, arguments);
+    va_end(arguments);
+    fflush(stdout);
+}
+
+void ConsolePrintNarrow(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vprintf(format, arguments);
+    va_end(arguments);
+    fflush(stdout);
+}
