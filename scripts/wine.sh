@@ -22,7 +22,9 @@ wine_prefix_ready() {
         # Prints nothing and does nothing when the server is up already.
         "$WINE_DIR/wineserver64" -p </dev/null >/dev/null 2>&1 9>&-
         if [ ! -e "$WINEPREFIX/.ready" ]; then
-            timeout 180 "$WINE_DIR/wine64" wineboot -i </dev/null >/dev/null 2>&1 9>&- || exit 1
+            # Any program makes the prefix. Naming wineboot here would run it twice, and leave two service
+            # managers that do not know each other's services.
+            timeout 180 "$WINE_DIR/wine64" cmd /c exit </dev/null >/dev/null 2>&1 9>&- || exit 1
             touch "$WINEPREFIX/.ready"
         fi
     ) 9>"$WINEPREFIX.lock"

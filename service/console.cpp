@@ -4,7 +4,8 @@
 #include <cstdio>
 #include <cwchar>
 
-// Flushed at once: in console mode the process is killed in the end, and what it printed must be seen.
+// Flushed at once: in console mode the process is killed in the end, and what it printed must be
+// seen.
 void ConsolePrint(const wchar_t* format, ...) {
     va_list arguments;
     va_start(arguments, format);

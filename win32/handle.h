@@ -20,5 +20,6 @@ struct FileHandleTraits {
     static void Close(Type handle) { CloseHandle(handle); }
 };
 
-// A handle from CreateFileW, which returns INVALID_HANDLE_VALUE on failure, closed with CloseHandle.
+// A handle from CreateFileW, which returns INVALID_HANDLE_VALUE on failure, closed with
+// CloseHandle.
 using FileHandle = UniqueResource<FileHandleTraits>;

@@ -3,11 +3,11 @@
 
 #include <utility>
 
-// Owns a value of Traits::Type and gives it to Traits::Close when the scope ends. Traits::Empty() is
-// the value that owns nothing. Movable, not copyable; the members do not throw.
+// Owns a value of Traits::Type and gives it to Traits::Close when the scope ends. Traits::Empty()
+// is the value that owns nothing. Movable, not copyable; the members do not throw.
 template <typename Traits>
 class UniqueResource {
-   public:
+ public:
     using Type = typename Traits::Type;
 
     UniqueResource() = default;
@@ -43,6 +43,6 @@ class UniqueResource {
         }
     }
 
-   private:
+ private:
     Type m_value = Traits::Empty();
 };

@@ -3,7 +3,8 @@
 
 #include <string>
 
-// Everything passed to ConsolePrint and ConsolePrintNarrow since the last clear, formatted, in order.
+// Everything passed to ConsolePrint and ConsolePrintNarrow since the last clear, formatted, in
+// order.
 std::wstring PrintedText();
 
 void ClearPrintedText();

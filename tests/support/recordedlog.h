@@ -1,4 +1,5 @@
-// WriteLog that keeps the lines instead of writing them. Including this and calling LoggedLines links it.
+// WriteLog that keeps the lines instead of writing them. Including this and calling LoggedLines
+// links it.
 #pragma once
 
 #include <string>

@@ -1,0 +1,7 @@
+#include "bledevice/blehelper.h"
+
+void BleHelperCommand(handle_t /*binding*/,
+                      const wchar_t* /*command*/,
+                      bool /*data_bool*/,
+                      long /*data_int*/,
+                      wchar_t* /*data_string*/) {}

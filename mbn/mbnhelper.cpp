@@ -1,0 +1,7 @@
+#include "mbn/mbnhelper.h"
+
+void MbnHelperCommand(handle_t /*binding*/,
+                      const wchar_t* /*command*/,
+                      bool /*data_bool*/,
+                      long /*data_int*/,
+                      wchar_t* /*data_string*/) {}

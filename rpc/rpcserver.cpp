@@ -1,0 +1,136 @@
+#include "rpc/rpcserver.h"
+
+#include <aclapi.h>
+#include <securitybaseapi.h>
+
+#include <iterator>
+
+#include "rpc/serverstub.h"
+#include "service/diagnosticlog.h"
+#include "win32/security.h"
+
+// In the import library but not in every header set.
+extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSpec,
+                                                              UUID* MgrTypeUuid,
+                                                              RPC_MGR_EPV* MgrEpv,
+                                                              unsigned int Flags,
+                                                              unsigned int MaxCalls,
+                                                              unsigned int MaxRpcSize,
+                                                              RPC_IF_CALLBACK_FN* IfCallback,
+                                                              void* SecurityDescriptor);
+
+namespace {
+
+constexpr wchar_t kSettingsAppPackage[] = L"BRAMBLEELECTRONICSCoLtd.TesselSettings_k2m8qz4tr7vnb";
+constexpr unsigned kProtocolCalls = 10;
+constexpr unsigned kConcurrentCalls = 1234;
+constexpr unsigned kMinimumCallThreads = 1;
+// Has no effect on local RPC.
+constexpr unsigned kMaximumRequestSize = 0;
+
+// The bindings that RpcServerStart registered, until RpcServerDisconnect frees them.
+RPC_BINDING_VECTOR* g_bindings = nullptr;
+
+// The RPC functions take their texts as writable unsigned short.
+RPC_WSTR RpcText(const wchar_t* text) {
+    return reinterpret_cast<RPC_WSTR>(const_cast<wchar_t*>(text));
+}
+
+RPC_IF_HANDLE InterfaceHandle() {
+    return Writable(&kServiceRpcServerInterface);
+}
+
+EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
+    EXPLICIT_ACCESS_W access = {};
+    access.grfAccessPermissions = GENERIC_ALL;
+    access.grfAccessMode = SET_ACCESS;
+    access.grfInheritance = NO_INHERITANCE;
+    access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+    access.Trustee.TrusteeType = type;
+    access.Trustee.ptstrName = static_cast<wchar_t*>(sid);
+    return access;
+}
+
+// Registers and listens under `descriptor`.
+RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
+    RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), kProtocolCalls,
+                                               RpcText(L"TesselRpcEndpoint"), descriptor);
+    if (status != RPC_S_OK) {
+        return status;
+    }
+    status = RpcServerRegisterIf3(InterfaceHandle(), nullptr, nullptr,
+                                  RPC_IF_AUTOLISTEN | RPC_IF_ALLOW_LOCAL_ONLY, kConcurrentCalls,
+                                  kMaximumRequestSize, nullptr, descriptor);
+    if (status != RPC_S_OK) {
+        return status;
+    }
+    status = RpcServerInqBindings(&g_bindings);
+    if (status != RPC_S_OK) {
+        return status;
+    }
+    status = RpcEpRegisterW(InterfaceHandle(), g_bindings, nullptr, nullptr);
+    if (status != RPC_S_OK) {
+        return status;
+    }
+    status = RpcServerListen(kMinimumCallThreads, kConcurrentCalls, FALSE);
+    return status == RPC_S_ALREADY_LISTENING ? RPC_S_OK : status;
+}
+
+}  // namespace
+
+RPC_STATUS RpcServerStart() {
+    WriteLog("RpcServerStart");
+
+    // Released in the reverse order: group SIDs, capability SIDs, the SID of everyone, the list.
+    LocalAcl acl;
+    AllocatedSid everyone;
+    LocalSidArray capabilities;
+    LocalSidArray groups;
+
+    if (!DeriveCapabilitySidsFromName(kSettingsAppPackage, &groups.sids, &groups.count,
+                                      &capabilities.sids, &capabilities.count)) {
+        return static_cast<RPC_STATUS>(GetLastError());
+    }
+    if (capabilities.count != 1) {
+        return ERROR_INVALID_PARAMETER;
+    }
+
+    SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
+    if (!AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0,
+                                  everyone.Receive())) {
+        return static_cast<RPC_STATUS>(GetLastError());
+    }
+
+    // A sandboxed app is not let in by the entry for everyone; its capability is what admits it.
+    EXPLICIT_ACCESS_W entries[] = {
+        FullAccess(everyone.Get(), TRUSTEE_IS_WELL_KNOWN_GROUP),
+        FullAccess(capabilities.sids[0], TRUSTEE_IS_UNKNOWN),
+    };
+    const DWORD error = SetEntriesInAclW(std::size(entries), entries, nullptr, acl.Receive());
+    if (error != ERROR_SUCCESS) {
+        return static_cast<RPC_STATUS>(error);
+    }
+
+    SECURITY_DESCRIPTOR descriptor = {};
+    if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
+        !SetSecurityDescriptorDacl(&descriptor, TRUE, acl.Get(), FALSE)) {
+        return static_cast<RPC_STATUS>(GetLastError());
+    }
+    return Serve(&descriptor);
+}
+
+void RpcServerDisconnect() {
+    WriteLog("RpcServerDisconnect");
+    if (RpcServerUnregisterIf(InterfaceHandle(), nullptr, FALSE) == RPC_S_OK) {
+        WriteLog("Rpc Server Unregister Success");
+    } else {
+        WriteLog("Rpc Server Unregister error");
+    }
+    RpcEpUnregister(InterfaceHandle(), g_bindings, nullptr);
+    WriteLog("RpcEpUnregister");
+    if (g_bindings != nullptr) {
+        RpcBindingVectorFree(&g_bindings);
+        g_bindings = nullptr;
+    }
+    WriteLog("RpcServerDisconnect end");
+}

@@ -1,0 +1,14 @@
+// The memory that the RPC runtime uses for a call's arguments.
+#include <windows.h>
+#include <rpc.h>
+#include <rpcndr.h>
+
+#include <cstdlib>
+
+void* __RPC_USER MIDL_user_allocate(std::size_t size) {
+    return std::malloc(size);
+}
+
+void __RPC_USER MIDL_user_free(void* memory) {
+    std::free(memory);
+}

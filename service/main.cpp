@@ -1,0 +1,56 @@
+// The program's entry: installer, remover, console server or service, by the first argument.
+#include <cstdlib>
+#include <cwchar>
+
+#include "rpc/rpcserver.h"
+#include "service/console.h"
+#include "service/serviceinstall.h"
+#include "service/tesselservice.h"
+
+namespace {
+
+// Serves requests from an ordinary console process, for diagnosis, until it is killed. Ends the
+// process with the RPC status if the server cannot start.
+void RunConsoleServer() {
+    CTesselService service;
+    service.SetRpcStarted();
+    service.WriteEventLogEntry(L"Starting Rpc Server..", kEventLevelInformation);
+    const RPC_STATUS status = RpcServerStart();
+    if (status != RPC_S_OK) {
+        ConsolePrintNarrow("RpcServerConnect returned: 0x%x\n", static_cast<unsigned>(status));
+        service.WriteEventLogEntry(L"Starting Rpc Server..", kEventLevelInformation);
+        std::exit(static_cast<int>(status));
+    }
+}
+
+void RunSwitch(const wchar_t* name) {
+    if (_wcsicmp(name, L"install") == 0) {
+        InstallService();
+    } else if (_wcsicmp(name, L"remove") == 0) {
+        RemoveService();
+    } else if (_wcsicmp(name, L"console") == 0) {
+        RunConsoleServer();
+    }
+}
+
+// The usage stands before every service run too: only whoever starts the program by hand sees it.
+void RunService() {
+    ConsolePrint(L"Parameters:\n");
+    ConsolePrint(L" -install  to install the service.\n");
+    ConsolePrint(L" -remove   to remove the service.\n");
+    CTesselService service;
+    if (!CServiceBase::Run(service)) {
+        ConsolePrint(L"Service failed to run w/err 0x%08lx\n", GetLastError());
+    }
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t* argv[]) {
+    if (argc > 1 && (argv[1][0] == L'-' || argv[1][0] == L'/')) {
+        RunSwitch(argv[1] + 1);
+    } else {
+        RunService();
+    }
+    return 0;
+}

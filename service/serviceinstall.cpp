@@ -1,0 +1,90 @@
+#include "service/serviceinstall.h"
+
+#include <windows.h>
+
+#include "service/console.h"
+#include "service/servicebase.h"
+#include "win32/servicehandle.h"
+
+namespace {
+
+constexpr wchar_t kServiceAccount[] = L"NT AUTHORITY\\LocalService";
+constexpr DWORD kStopPollMilliseconds = 1000;
+
+void PrintFailure(const wchar_t* function) {
+    ConsolePrint(L"%ls failed w/err 0x%08lx\n", function, GetLastError());
+}
+
+// Asks the service to stop and follows it until it has left the stop-pending state. A service that
+// cannot be asked (it does not run, for one) is passed over in silence.
+void StopAndWait(SC_HANDLE service) {
+    SERVICE_STATUS status = {};
+    if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
+        return;
+    }
+    ConsolePrint(L"Stopping %ls.", kServiceName);
+    Sleep(kStopPollMilliseconds);
+    while (QueryServiceStatus(service, &status) && status.dwCurrentState == SERVICE_STOP_PENDING) {
+        ConsolePrint(L".");
+        Sleep(kStopPollMilliseconds);
+    }
+    if (status.dwCurrentState == SERVICE_STOPPED) {
+        ConsolePrint(L"\n%ls is stopped.\n", kServiceName);
+    } else {
+        ConsolePrint(L"\n%ls failed to stop.\n", kServiceName);
+    }
+}
+
+}  // namespace
+
+void InstallService() {
+    wchar_t path[MAX_PATH] = {};
+    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    // A path that fills the buffer has been cut and would register a program that does not exist.
+    if (length == 0 || length == MAX_PATH) {
+        PrintFailure(L"GetModuleFileName");
+        return;
+    }
+
+    const ServiceHandle manager(
+        OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
+    if (!manager) {
+        PrintFailure(L"OpenSCManager");
+        return;
+    }
+
+    const ServiceHandle service(CreateServiceW(manager.Get(), kServiceName, kServiceName,
+                                               SERVICE_QUERY_STATUS, SERVICE_WIN32_OWN_PROCESS,
+                                               SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, path,
+                                               /*lpLoadOrderGroup=*/nullptr, /*lpdwTagId=*/nullptr,
+                                               /*lpDependencies=*/L"", kServiceAccount,
+                                               /*lpPassword=*/nullptr));
+    if (!service) {
+        PrintFailure(L"CreateService");
+        return;
+    }
+    ConsolePrint(L"%ls is installed.\n", kServiceName);
+}
+
+void RemoveService() {
+    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager) {
+        PrintFailure(L"OpenSCManager");
+        return;
+    }
+
+    const ServiceHandle service(
+        OpenServiceW(manager.Get(), kServiceName, DELETE | SERVICE_STOP | SERVICE_QUERY_STATUS));
+    if (!service) {
+        PrintFailure(L"OpenService");
+        return;
+    }
+
+    StopAndWait(service.Get());
+
+    if (DeleteService(service.Get())) {
+        ConsolePrint(L"%ls is removed.\n", kServiceName);
+    } else {
+        PrintFailure(L"DeleteService");
+    }
+}

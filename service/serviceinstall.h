@@ -1,0 +1,10 @@
+// Registration of this program with the service control manager.
+#pragma once
+
+// Registers the running program as the service: own process, automatic start, account
+// "NT AUTHORITY\LocalService". Prints the outcome. Stands on CreateServiceW.
+void InstallService();
+
+// Stops the service if it runs, waiting without limit while the stop is pending, and deletes it.
+// Prints the outcome. Stands on ControlService and DeleteService.
+void RemoveService();

@@ -1,0 +1,43 @@
+#include "service/tesselservice.h"
+
+#include "rpc/rpcserver.h"
+#include "service/diagnosticlog.h"
+
+namespace {
+constexpr DWORD kStartPollMilliseconds = 1;
+}  // namespace
+
+CTesselService::CTesselService() : m_hStoppedEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    if (!m_hStoppedEvent) {
+        throw GetLastError();
+    }
+}
+
+void CTesselService::OnStart(DWORD /*argc*/, wchar_t** /*argv*/) {
+    WriteEventLogEntry(L"CppWindowsService in OnStart", kEventLevelInformation);
+    m_work = CreateThreadpoolWork(RpcStartWork, this, nullptr);
+    SubmitThreadpoolWork(m_work);
+}
+
+void CTesselService::OnStop() {
+    WriteEventLogEntry(L"CppWindowsService in OnStop", kEventLevelInformation);
+    WriteLog("Service OnStop");
+    m_fStopping = TRUE;
+    RpcServerDisconnect();
+    WriteLog("Service OnStop end");
+}
+
+void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,
+                                           void* context,
+                                           PTP_WORK /*work*/) {
+    auto* service = static_cast<CTesselService*>(context);
+    if (RpcServerStart() == RPC_S_OK) {
+        return;
+    }
+    // A failure can be quicker than the report that the service runs. Stopped must be the last
+    // report, or the service control manager would hold a dead service for a running one.
+    while (!service->StartReported()) {
+        Sleep(kStartPollMilliseconds);
+    }
+    service->Stop();
+}

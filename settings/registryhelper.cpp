@@ -1,0 +1,175 @@
+#include "settings/registryhelper.h"
+
+#include <cstdint>
+#include <cwchar>
+#include <string>
+
+#include "rpc/reportresult.h"
+#include "service/diagnosticlog.h"
+#include "settings/registryaccess.h"
+
+namespace {
+
+struct RegistryValue {
+    const wchar_t* key;
+    const wchar_t* name;
+};
+
+constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Bramble\\BrambleSettings";
+constexpr wchar_t kPenOptionKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption";
+
+constexpr RegistryValue kButtonAction = {kPenOptionKey, L"ButtonAction"};
+constexpr RegistryValue kClickAction = {kPenOptionKey, L"ClickAction"};
+constexpr RegistryValue kPressureThreshold = {L"SOFTWARE\\Bramble\\BrambleSettings\\PenPressureTH",
+                                              L"PressureTH"};
+constexpr RegistryValue kScreenMode = {kSettingsKey, L"ScreenMode"};
+constexpr RegistryValue kColorProfile = {kSettingsKey, L"ColorProfile"};
+constexpr RegistryValue kProductName = {L"HARDWARE\\DESCRIPTION\\System\\BIOS",
+                                        L"SystemProductName"};
+
+constexpr std::int32_t kScreenModeDefault = 99;
+constexpr std::int32_t kColorProfileDefault = 3;
+
+// What a read that found nothing usable is reported as, by most commands.
+constexpr std::int32_t kNothingRead = -1;
+
+// The colour profile last read or written; -1 after a failed read. Kept for whoever debugs the
+// process: the service does not read it.
+volatile std::int32_t LastColorProfile = kNothingRead;
+
+// The values that a command may change in its answer.
+struct Answer {
+    bool flag;
+    std::int32_t number;
+};
+
+std::int32_t Read(const RegistryValue& value) {
+    return RegistryReadDword(value.key, value.name);
+}
+
+bool Write(const RegistryValue& value, std::int32_t number) {
+    return RegistryWriteDword(value.key, value.name, number) == 1;
+}
+
+void CheckAdditionalPenSetting(Answer& answer) {
+    answer.flag = EnsurePenCustomProtocol();
+}
+
+void GetPenSetting(Answer& answer) {
+    answer.number = Read(kButtonAction);
+    if (answer.number == kRegistryReadError) {
+        answer.number = kNothingRead;
+    } else {
+        WriteLog("GetPenSetting Success");
+    }
+}
+
+void SetPenSetting(Answer& answer) {
+    answer.flag = Write(kButtonAction, answer.number);
+}
+
+// Passes a failed read on as it is, unlike the other reads.
+void GetPenClickSetting(Answer& answer) {
+    answer.number = Read(kClickAction);
+}
+
+void SetPenClickSetting(Answer& answer) {
+    answer.flag = Write(kClickAction, answer.number);
+}
+
+void GetPenPressureSensitivity(Answer& answer) {
+    answer.number = Read(kPressureThreshold);
+    if (answer.number == kRegistryReadError) {
+        answer.number = kNothingRead;
+    }
+    WriteLog("GetPenPressureSensitivity : " + std::to_string(answer.number));
+}
+
+// Reports success whatever becomes of the write.
+void SetPenPressureSensitivity(Answer& answer) {
+    Write(kPressureThreshold, answer.number);
+    answer.flag = true;
+}
+
+void SetScreenMode(Answer& answer) {
+    answer.flag = Write(kScreenMode, answer.number);
+    const std::int32_t profile =
+        answer.number == kScreenModeDefault ? kColorProfileDefault : answer.number;
+    Write(kColorProfile, profile);
+    LastColorProfile = profile;
+    WriteLog(answer.flag ? "Set Screen Mode Success" : "Set Screen Mode Failure");
+}
+
+void RepairScreenMode() {
+    Write(kScreenMode, kScreenModeDefault);
+    Write(kColorProfile, kColorProfileDefault);
+}
+
+// The mode follows from the colour profile alone.
+std::int32_t ScreenModeOf(std::int32_t profile) {
+    switch (profile) {
+        case kRegistryReadError:
+        case kNothingRead:
+        case kColorProfileDefault:
+        case 4:
+        case 6:
+            return kScreenModeDefault;
+        default:
+            return profile;
+    }
+}
+
+void GetScreenMode(Answer& answer) {
+    const std::int32_t profile = Read(kColorProfile);
+    const bool unusable = profile == kRegistryReadError || profile == kNothingRead;
+    LastColorProfile = unusable ? kNothingRead : profile;
+    if (unusable) {
+        RepairScreenMode();
+    }
+    answer.number = ScreenModeOf(profile);
+    WriteLog("GetScreenMode : " + std::to_string(answer.number));
+}
+
+void IsVzwQ(Answer& /*answer*/) {}
+
+// The name is read and goes nowhere.
+void GetDeviceName(Answer& /*answer*/) {
+    RegistryReadString(kProductName.key, kProductName.name);
+}
+
+struct Command {
+    const wchar_t* name;
+    void (*action)(Answer& answer);
+};
+
+// The three dimming commands are routed here and are not answered: they have no row.
+constexpr Command kCommands[] = {
+    {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", CheckAdditionalPenSetting},
+    {L"REGISTRYHELPER_GETPENSETTING", GetPenSetting},
+    {L"REGISTRYHELPER_SETPENSETTING", SetPenSetting},
+    {L"REGISTRYHELPER_GETPENCLICKSETTING", GetPenClickSetting},
+    {L"REGISTRYHELPER_SETPENCLICKSETTING", SetPenClickSetting},
+    {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY", GetPenPressureSensitivity},
+    {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY", SetPenPressureSensitivity},
+    {L"REGISTRYHELPER_SETSCREENMODE", SetScreenMode},
+    {L"REGISTRYHELPER_GETSCREENMODE", GetScreenMode},
+    {L"REGISTRYHELPER_ISVZWQ", IsVzwQ},
+    {L"REGISTRYHELPER_GETDEVICENAME", GetDeviceName},
+};
+
+}  // namespace
+
+void RegistryHelperCommand(handle_t /*binding*/,
+                           const wchar_t* command,
+                           bool data_bool,
+                           long data_int,
+                           wchar_t* data_string) {
+    for (const Command& known : kCommands) {
+        if (std::wcscmp(command, known.name) == 0) {
+            Answer answer = {data_bool, data_int};
+            known.action(answer);
+            ReportResult(command, answer.flag, answer.number, data_string);
+            return;
+        }
+    }
+}

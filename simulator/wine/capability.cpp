@@ -1,0 +1,100 @@
+#include "simulator/wine/capability.h"
+
+#include <sddl.h>
+#include <wincrypt.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace {
+
+using Hash = std::array<std::uint32_t, 8>;
+
+Hash Sha256(std::wstring_view text) {
+    Hash hash = {};
+    DWORD size = sizeof(hash);
+    HCRYPTPROV provider = 0;
+    HCRYPTHASH state = 0;
+    if (CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT)) {
+        if (CryptCreateHash(provider, CALG_SHA_256, 0, 0, &state)) {
+            CryptHashData(state, reinterpret_cast<const BYTE*>(text.data()),
+                          static_cast<DWORD>(text.size() * sizeof(wchar_t)), 0);
+            CryptGetHashParam(state, HP_HASHVAL, reinterpret_cast<BYTE*>(hash.data()), &size, 0);
+            CryptDestroyHash(state);
+        }
+        CryptReleaseContext(provider, 0);
+    }
+    return hash;
+}
+
+std::wstring UpperCase(std::wstring_view text) {
+    std::wstring upper(text);
+    CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    return upper;
+}
+
+// The capabilities that are older than the hashed form, by their number.
+constexpr const wchar_t* kNumberedCapabilities[] = {
+    L"INTERNETCLIENT",
+    L"INTERNETCLIENTSERVER",
+    L"PRIVATENETWORKCLIENTSERVER",
+    L"PICTURESLIBRARY",
+    L"VIDEOSLIBRARY",
+    L"MUSICLIBRARY",
+    L"DOCUMENTSLIBRARY",
+    L"ENTERPRISEAUTHENTICATION",
+    L"SHAREDUSERCERTIFICATES",
+    L"REMOVABLESTORAGE",
+    L"APPOINTMENTS",
+    L"CONTACTS",
+};
+
+// An array of one SID, both for the caller to free with LocalFree.
+PSID* OneSid(const std::wstring& name) {
+    auto* array = static_cast<PSID*>(LocalAlloc(LMEM_FIXED, sizeof(PSID)));
+    if (array != nullptr && !ConvertStringSidToSidW(name.c_str(), array)) {
+        LocalFree(array);
+        return nullptr;
+    }
+    return array;
+}
+
+}  // namespace
+
+CapabilitySidNames DeriveCapabilitySidNames(std::wstring_view name) {
+    const std::wstring upper = UpperCase(name);
+    std::wstring hash;
+    for (const std::uint32_t part : Sha256(upper)) {
+        hash += L"-" + std::to_wstring(part);
+    }
+    CapabilitySidNames names = {L"S-1-5-32" + hash, L"S-1-15-3-1024" + hash};
+    const auto* numbered = std::ranges::find(kNumberedCapabilities, upper);
+    if (numbered != std::end(kNumberedCapabilities)) {
+        names.capability =
+            L"S-1-15-3-" + std::to_wstring(numbered - std::begin(kNumberedCapabilities) + 1);
+    } else if (upper.starts_with(L"ISOLATEDWIN32-")) {
+        names.capability = L"S-1-15-3-65536" + hash;
+    }
+    return names;
+}
+
+BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
+                                                  PSID** group_sids,
+                                                  DWORD* group_count,
+                                                  PSID** capability_sids,
+                                                  DWORD* capability_count) {
+    const CapabilitySidNames names = DeriveCapabilitySidNames(name);
+    *group_sids = OneSid(names.group);
+    *capability_sids = OneSid(names.capability);
+    *group_count = *group_sids != nullptr ? 1 : 0;
+    *capability_count = *capability_sids != nullptr ? 1 : 0;
+    return *group_count == 1 && *capability_count == 1;
+}
+
+// The import pointer itself: calls of the program never reach the missing function.
+extern "C" {
+extern void* const __imp_DeriveCapabilitySidsFromName;
+void* const __imp_DeriveCapabilitySidsFromName =
+    reinterpret_cast<void*>(&SimulatedDeriveCapabilitySidsFromName);
+}

@@ -1,0 +1,58 @@
+// ReportResult of the simulated notebook: blocks the handler as the callback does, and fails with a
+// structured exception when the client is gone, as the callback does.
+#include "rpc/reportresult.h"
+
+#include <windows.h>
+#include <rpc.h>
+#include <rpcdcep.h>
+
+#include "answerchannel.h"
+#include "simulator/wine/answerendpoint.h"
+
+namespace {
+
+// A thread answers one client many times. The binding belongs to the thread, so a failing call does
+// not lose it.
+class ClientBinding {
+ public:
+    ClientBinding() = default;
+    ClientBinding(const ClientBinding&) = delete;
+    ClientBinding& operator=(const ClientBinding&) = delete;
+    ~ClientBinding() { Free(); }
+
+    RPC_BINDING_HANDLE To(unsigned long process_id) {
+        if (m_binding == nullptr || process_id != m_processId) {
+            Free();
+            std::wstring address = L"ncalrpc:[" + AnswerEndpoint(process_id) + L"]";
+            RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address.data()), &m_binding);
+            m_processId = process_id;
+        }
+        return m_binding;
+    }
+
+ private:
+    void Free() {
+        if (m_binding != nullptr) {
+            RpcBindingFree(&m_binding);
+        }
+    }
+
+    RPC_BINDING_HANDLE m_binding = nullptr;
+    unsigned long m_processId = 0;
+};
+
+RPC_BINDING_HANDLE BindingToCaller() {
+    thread_local ClientBinding binding;
+    unsigned long process_id = 0;
+    const RPC_STATUS status = I_RpcBindingInqLocalClientPID(nullptr, &process_id);
+    if (status != RPC_S_OK) {
+        RpcRaiseException(status);
+    }
+    return binding.To(process_id);
+}
+
+}  // namespace
+
+void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+    DeliverAnswer(BindingToCaller(), command, static_cast<boolean>(flag), number, text);
+}

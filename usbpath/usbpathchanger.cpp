@@ -1,0 +1,7 @@
+#include "usbpath/usbpathchanger.h"
+
+void UsbPathChangerCommand(handle_t /*binding*/,
+                           const wchar_t* /*command*/,
+                           bool /*data_bool*/,
+                           long /*data_int*/,
+                           wchar_t* /*data_string*/) {}
