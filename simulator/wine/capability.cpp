@@ -91,10 +91,3 @@ BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
     *capability_count = *capability_sids != nullptr ? 1 : 0;
     return *group_count == 1 && *capability_count == 1;
 }
-
-// The import pointer itself: calls of the program never reach the missing function.
-extern "C" {
-extern void* const __imp_DeriveCapabilitySidsFromName;
-void* const __imp_DeriveCapabilitySidsFromName =
-    reinterpret_cast<void*>(&SimulatedDeriveCapabilitySidsFromName);
-}

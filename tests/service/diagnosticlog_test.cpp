@@ -1,0 +1,78 @@
+#include "service/diagnosticlog.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <ctime>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/replacedimport.h"
+
+// This program is linked with the log switched on.
+const bool g_logEnabled = true;
+
+namespace {
+
+__time64_t g_now = 0;
+
+__time64_t __cdecl FixedTime(__time64_t* result) {
+    if (result != nullptr) {
+        *result = g_now;
+    }
+    return g_now;
+}
+REPLACE_IMPORT(_time64, FixedTime);
+
+// Opened while the program holds the log open for writing: it denies other openers nothing.
+std::vector<std::string> ReadLog() {
+    std::ifstream file("C:\\TesselServicelog.txt");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem) {
+    std::tm moment = {};
+    moment.tm_year = 124;
+    moment.tm_mday = 31;
+    moment.tm_hour = 23;
+    moment.tm_min = 59;
+    moment.tm_sec = 59;
+    moment.tm_isdst = -1;
+    g_now = std::mktime(&moment);
+
+    EXPECT_TRUE(ReadLog().empty()) << "each start of a program empties the log";
+    WriteLog(std::string("Service OnStop"));
+    WriteLog(std::wstring(L"wide \x1234"));
+    EXPECT_EQ(ReadLog(), (std::vector<std::string>{"20240131_235959 : Service OnStop",
+                                                   "20240131_235959 : wide \x34"}));
+
+    std::vector<std::thread> writers;
+    for (int writer = 0; writer < 8; ++writer) {
+        writers.emplace_back([writer] {
+            for (int line = 0; line < 200; ++line) {
+                WriteLog(std::string(100, static_cast<char>('a' + writer)) + std::to_string(line));
+            }
+        });
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    const auto lines = ReadLog();
+    ASSERT_EQ(lines.size(), 2U + 8 * 200);
+    std::set<std::string> distinct(lines.begin() + 2, lines.end());
+    EXPECT_EQ(distinct.size(), 8U * 200);
+    for (const std::string& line : distinct) {
+        ASSERT_EQ(line.substr(0, 18), "20240131_235959 : ");
+        ASSERT_EQ(line.find_first_not_of(line[18], 18), 118U) << line;
+    }
+}
+
+}  // namespace
