@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "client/answers.h"
+#include "client/commandhelp.h"
+#include "client/options.h"
+
+namespace {
+
+std::optional<Options> Parse(std::vector<const wchar_t*> arguments, std::wstring* error = nullptr) {
+    arguments.insert(arguments.begin(), L"tesselctl");
+    std::wstring wrong;
+    auto options = ParseOptions(static_cast<int>(arguments.size()), arguments.data(), wrong);
+    EXPECT_EQ(options.has_value(), wrong.empty());
+    if (error != nullptr) {
+        *error = wrong;
+    }
+    return options;
+}
+
+TEST(OptionsTest, RequestTakesItsValuesInAnyOrder) {
+    const auto options = Parse({L"--int", L"-2147483648", L"CMD", L"--bool", L"true", L"--text",
+                                L"--x", L"--json", L"--repeat", L"3", L"--parallel", L"1234"});
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->command, L"CMD");
+    EXPECT_TRUE(options->data_bool);
+    EXPECT_EQ(options->data_int, -2147483647L - 1);
+    EXPECT_EQ(options->text, L"--x");
+    EXPECT_TRUE(options->json);
+    EXPECT_EQ(options->repeat, 3);
+    EXPECT_EQ(options->parallel, 1234);
+
+    const auto plain = Parse({L""});
+    ASSERT_TRUE(plain) << "the empty command is a command";
+    EXPECT_FALSE(plain->text.has_value());
+}
+
+TEST(OptionsTest, WrongUsageSaysWhatIsWrong) {
+    const std::vector<std::vector<const wchar_t*>> wrong = {
+        {},
+        {L"A", L"B"},
+        {L"A", L"--int"},
+        {L"A", L"--int", L""},
+        {L"A", L"--int", L"1x"},
+        {L"A", L"--int", L"2147483648"},
+        {L"A", L"--int", L"99999999999999999999999"},
+        {L"A", L"--bool", L"1"},
+        {L"A", L"--repeat", L"0"},
+        {L"A", L"--parallel", L"1235"},
+        {L"A", L"--nonsense"}};
+    for (const auto& arguments : wrong) {
+        std::wstring error;
+        EXPECT_FALSE(Parse(arguments, &error));
+        EXPECT_FALSE(error.empty());
+    }
+}
+
+TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
+    EXPECT_EQ(FormatAnswer(AnswerFormat::kJson, L"", L"C", true, -1, L"a\"\\\n\r\t\x01\xE9\xFFE9"),
+              L"{\"command\":\"C\",\"flag\":true,\"number\":-1,"
+              L"\"text\":\"a\\\"\\\\\\n\\r\\t\\u0001\xE9\xFFE9\"}");
+    // Surrogates stay together and are escaped alone.
+    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, L"", L"C", false, 0, L"\xD83D\xDE00\xDE00\xD83D"),
+              L"C  flag=false  number=0  text=\"\xD83D\xDE00\\ude00\\ud83d\"");
+}
+
+TEST(AnswersTest, PaddingThatCameBackIsShownAsUnread) {
+    const std::wstring room(8, L' ');
+    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, room, L"C", false, 0, room),
+              L"C  flag=false  number=0  text=\"\" (nothing was read)");
+    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, room, L"C", false, 0, L"8901"),
+              L"C  flag=false  number=0  text=\"8901\"");
+}
+
+TEST(CommandHelpTest, EveryRoutedCommandHasHelpAndOnlyIdentitiesNeedRoom) {
+    EXPECT_EQ(AllCommandHelp().size(), 37U);
+    int need_room = 0;
+    for (const CommandHelp& row : AllCommandHelp()) {
+        EXPECT_GT(std::wstring_view(row.help).size(), 10U) << row.command;
+        need_room += row.needs_room ? 1 : 0;
+    }
+    EXPECT_EQ(need_room, 4);
+    EXPECT_TRUE(FindCommandHelp(L"MBNHELPER_GETSIMICCID")->needs_room);
+    EXPECT_EQ(FindCommandHelp(L"REGISTRYHELPER_GETDEVICENAME"), nullptr);
+}
+
+}  // namespace
