@@ -83,43 +83,52 @@ void PrintList() {
     }
 }
 
-struct Job {
+// One connection of a run, and what is sent over it.
+struct Connection {
     const Options& options;
     const std::wstring& text;
+    RPC_BINDING_HANDLE binding = nullptr;
+    REQUEST_CONTEXT_HANDLE context = nullptr;
+
+    void Open() {
+        wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
+        const RPC_STATUS status =
+            RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
+        if (status != RPC_S_OK) {
+            RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
+        }
+        RemoteOpen(binding, &context);
+        if (context == nullptr) {
+            RaiseException(RPC_S_OUT_OF_MEMORY, 0, 0, nullptr);
+        }
+    }
+
+    void SendRequests() const {
+        for (int i = 0; i < options.repeat; ++i) {
+            RemoteRequest(context, options.command.c_str(), static_cast<boolean>(options.data_bool),
+                          options.data_int, text.c_str());
+        }
+    }
+
+    void Close() {
+        RemoteClose(&context);
+        RpcBindingFree(&binding);
+    }
 };
 
-// One thread of a run, with a connection of its own.
-DWORD WINAPI SendRequests(void* parameter) {
-    const Job& job = *static_cast<const Job*>(parameter);
-    RPC_BINDING_HANDLE binding = nullptr;
-    wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-    const RPC_STATUS status =
-        RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
-    if (status != RPC_S_OK) {
-        RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
-    }
-    REQUEST_CONTEXT_HANDLE context = nullptr;
-    RemoteOpen(binding, &context);
-    if (context == nullptr) {
-        RaiseException(RPC_S_OUT_OF_MEMORY, 0, 0, nullptr);
-    }
-    for (int i = 0; i < job.options.repeat; ++i) {
-        RemoteRequest(context, job.options.command.c_str(),
-                      static_cast<boolean>(job.options.data_bool), job.options.data_int,
-                      job.text.c_str());
-    }
-    RemoteClose(&context);
-    RpcBindingFree(&binding);
+DWORD WINAPI SendRequests(void* connection) {
+    static_cast<const Connection*>(connection)->SendRequests();
     return 0;
 }
 
-// Runs the job on as many threads as asked for. False when a thread could not be made.
-bool RunInParallel(Job& job) {
+// Sends over every connection at once, each on a thread of its own. False when a thread could not
+// be made.
+bool SendInParallel(std::vector<Connection>& connections) {
     std::vector<HANDLE> threads;
-    for (int i = 0; i < job.options.parallel; ++i) {
-        HANDLE thread = CreateThread(nullptr, 0, SendRequests, &job, 0, nullptr);
+    for (Connection& connection : connections) {
+        HANDLE thread = CreateThread(nullptr, 0, SendRequests, &connection, 0, nullptr);
         if (thread == nullptr) {
-            PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(i));
+            PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
             break;
         }
         threads.push_back(thread);
@@ -128,7 +137,26 @@ bool RunInParallel(Job& job) {
         WaitForSingleObject(thread, INFINITE);
         CloseHandle(thread);
     }
-    return threads.size() == static_cast<std::size_t>(job.options.parallel);
+    return threads.size() == connections.size();
+}
+
+// Opens all connections before the first request and closes them after the last.
+bool SendAll(const Options& options, const std::wstring& text) {
+    std::vector<Connection> connections(static_cast<std::size_t>(options.parallel),
+                                        Connection{options, text});
+    for (Connection& connection : connections) {
+        connection.Open();
+    }
+    bool sent = true;
+    if (options.parallel == 1) {
+        connections.front().SendRequests();
+    } else {
+        sent = SendInParallel(connections);
+    }
+    for (Connection& connection : connections) {
+        connection.Close();
+    }
+    return sent;
 }
 
 int Request(const Options& options) {
@@ -139,10 +167,7 @@ int Request(const Options& options) {
     PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, room);
 
     const ULONGLONG start = GetTickCount64();
-    Job job = {options, text};
-    if (options.parallel == 1) {
-        SendRequests(&job);
-    } else if (!RunInParallel(job)) {
+    if (!SendAll(options, text)) {
         return kUnreachable;
     }
 

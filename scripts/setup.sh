@@ -1,0 +1,48 @@
+# What the builds and tests need from Debian; sourced by the scripts.
+
+# Installs those of the named packages that are missing. Says so when it cannot.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "These packages are missing; install them as root: ${missing[*]}" >&2
+        return 1
+    fi
+    echo "Installing ${missing[*]} ..."
+    local log
+    log=$(mktemp)
+    if ! { apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
+        --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+        tail -20 "$log" >&2
+        echo "Could not install ${missing[*]}" >&2
+        return 1
+    fi
+    rm -f "$log"
+}
+
+# The compiler, the interface compiler and Wine for the x64 programs.
+setup_x64() {
+    install_packages cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64
+}
+
+# Runs a command, showing its output only when it fails.
+quietly() {
+    local log
+    log=$(mktemp)
+    "$@" >"$log" 2>&1
+    local code=$?
+    [ $code -eq 0 ] || { cat "$log"; echo "failed: $*"; } >&2
+    rm -f "$log"
+    return $code
+}
+
+# build_preset PRESET [TARGET...]: configures when needed and builds.
+build_preset() {
+    local preset=$1
+    shift
+    quietly cmake --preset "$preset" && quietly cmake --build --preset "$preset" ${1:+--target "$@"}
+}

@@ -1,0 +1,123 @@
+#!/usr/bin/env bash
+# Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
+# remove; and clients that die in the middle.
+# end_to_end.sh DIRECTORY-OF-PROGRAMS LOGGED-SERVICE CRASHING-CLIENT
+set -u
+programs=$1 logged=$2 crashclient=$3
+. "$(dirname "$0")/../../scripts/wine.sh"
+. "$(dirname "$0")/../../scripts/notebook.sh"
+failures=0
+log=$WINEPREFIX/drive_c/TesselServicelog.txt
+
+# expect NAME EXIT-CODE TEXT COMMAND...: the command ends with the code and prints the text, \r\n or \n.
+expect() {
+    local name=$1 code=$2 text=$3 output got
+    shift 3
+    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
+    got=$?
+    if [ "$got" != "$code" ] || [ "$output" != "$text" ]; then
+        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted\n%s\n' \
+            "$name" "$got" "$code" "$output" "$text"
+        failures=$((failures + 1))
+    fi
+}
+
+# A part of the output is enough.
+expect_part() {
+    local name=$1 code=$2 part=$3 output got
+    shift 3
+    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
+    got=$?
+    if [ "$got" != "$code" ] || [[ "$output" != *"$part"* ]]; then
+        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted in it\n%s\n' \
+            "$name" "$got" "$code" "$output" "$part"
+        failures=$((failures + 1))
+    fi
+}
+
+wait_for_service() {
+    local i
+    for i in $(seq 100); do
+        tesselctl '' >/dev/null 2>&1
+        [ $? = 1 ] && return 0
+        sleep 0.1
+    done
+    echo "FAILED: the service does not come up"
+    failures=$((failures + 1))
+}
+
+wine_prefix_ready || exit 1
+notebook_install_programs "$programs"
+cp "$logged" "$crashclient" "$WINEPREFIX/drive_c/Tessel/"
+tessel_service -remove >/dev/null
+rm -f "$log"
+
+# A program that the service manager did not start is refused after some seconds: meanwhile the rest goes on.
+refused=$(mktemp)
+tessel_service >"$refused" &
+refused_job=$!
+
+usage=$'Parameters:\n -install  to install the service.\n -remove   to remove the service.'
+expect "unknown switch" 0 "" tessel_service -nonsense
+expect "double dash" 0 "" tessel_service --install
+expect "remove nothing" 0 "OpenService failed w/err 0x00000424" tessel_service -remove
+expect "install" 0 "Tessel Service is installed." tessel_service -INSTALL
+expect "install twice" 0 "CreateService failed w/err 0x00000431" tessel_service /Install
+expect "configuration" 0 'DisplayName Tessel Service
+ErrorControl 0x1
+ImagePath C:\Tessel\tessel-service.exe
+ObjectName NT AUTHORITY\LocalService
+Start 0x2
+Type 0x10' sh -c "'$TESSEL_ROOT/scripts/wine-run' reg query 'HKLM\\System\\CurrentControlSet\\Services\\Tessel Service' |
+    tr -d '\r' | sed -nE 's/^ +(\w+) +REG_\w+ +/\1 /p' | grep -v PreshutdownTimeout"
+
+expect_part "no service" 3 'net start "Tessel Service"' tesselctl REGISTRYHELPER_ISVZWQ
+expect_part "start" 0 "was started successfully" notebook_run net start "Tessel Service"
+wait_for_service
+expect "echo" 0 'REGISTRYHELPER_ISVZWQ  flag=true  number=-2147483648  text="é\"\\ 日"' \
+    tesselctl REGISTRYHELPER_ISVZWQ --bool true --int -2147483648 --text 'é"\ 日'
+expect "json" 0 '{"command":"REGISTRYHELPER_SETSCREENMODE","flag":true,"number":5,"text":"x"}' \
+    tesselctl REGISTRYHELPER_SETSCREENMODE --int 5 --text x --json
+expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  text=""' \
+    tesselctl REGISTRYHELPER_GETSCREENMODE
+expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
+expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
+expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense
+expect_part "load" 0 "1000 requests, 1000 answers" \
+    tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20
+for moment in answer context; do
+    expect "client dies: $moment" 7 "" notebook_run 'C:\Tessel\crashclient.exe' $moment
+    expect_part "served after a dead client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
+done
+expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
+    tessel_service -remove
+expect_part "gone" 3 "not running" tesselctl REGISTRYHELPER_ISVZWQ
+[ ! -e "$log" ] || { echo "FAILED: the shipped service wrote a log"; failures=$((failures + 1)); }
+
+wait $refused_job
+expect "console start" 0 "$usage"$'\n'"Service failed to run w/err 0x00000427" cat "$refused"
+rm -f "$refused"
+
+# The log of a service that a client left in the middle: its context is run down.
+logged_service() { notebook_run 'C:\Tessel\tessel-service-logged.exe' "$@"; }
+expect_part "install logged" 0 "installed" logged_service -install
+notebook_run net start "Tessel Service" >/dev/null
+wait_for_service
+before=$(wc -l <"$log")
+notebook_run 'C:\Tessel\crashclient.exe' answer
+sleep 1
+expect "log of a dead client" 0 "RemoteOpen
+Data Recieved requestString : REGISTRYHELPER_ISVZWQ / data_bool : true / data_int : 7 / data_string : dying
+RemoteClose" sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log"
+before=$(wc -l <"$log")
+# By the shipped program: any start of the logged one would empty the log.
+expect_part "remove logged" 0 "is removed" tessel_service -remove
+expect "log of the stop" 0 "Service OnStop
+RpcServerDisconnect
+Rpc Server Unregister Success
+RpcEpUnregister
+RpcServerDisconnect end
+Service OnStop end" tail -n 6 <(sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r')
+
+echo "end to end: $failures failed"
+[ $failures -eq 0 ]

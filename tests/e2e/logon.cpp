@@ -1,0 +1,3 @@
+#include "service/diagnosticlog.h"
+
+const bool g_logEnabled = true;
