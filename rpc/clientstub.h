@@ -20,4 +20,4 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE context,
 
 // Supplied by the program: receives one answer, during RemoteRequest. The strings live until it
 // returns.
-void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text);
+void ReportResult(const wchar_t* command, boolean flag, long number, const wchar_t* text);

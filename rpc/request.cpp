@@ -1,5 +1,6 @@
 #include "rpc/request.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cwchar>
 #include <exception>
@@ -30,12 +31,8 @@ const CommandFamily kFamilies[] = {
 };
 
 bool Holds(const CommandFamily& family, const wchar_t* command) {
-    for (const wchar_t* name : family.commands) {
-        if (std::wcscmp(command, name) == 0) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(
+        family.commands, [=](const wchar_t* name) { return std::wcscmp(command, name) == 0; });
 }
 
 // A fixed line; lost when there is no memory for it.

@@ -50,6 +50,8 @@ void WriteLog(std::string message) {
     std::fflush(g_logStream);
 }
 
+// By value as its narrow sibling.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void WriteLog(std::wstring message) {
     WriteLog(LowBytes(message));
 }

@@ -40,5 +40,5 @@ void DeliverAnswer(handle_t /*binding*/,
                    boolean flag,
                    long number,
                    const wchar_t* text) {
-    ReportResult(const_cast<wchar_t*>(command), flag, number, const_cast<wchar_t*>(text));
+    ReportResult(command, flag, number, text);
 }

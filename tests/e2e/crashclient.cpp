@@ -1,5 +1,5 @@
-// A client that dies at the worst moment: crashclient answer|context, in the middle of a request whose answer
-// it is taking, or with a context open. Ends with exit code 7.
+// A client that dies at the worst moment: crashclient answer|context, in the middle of a request
+// whose answer it is taking, or with a context open. Ends with exit code 7.
 #include <windows.h>
 #include <rpc.h>
 
@@ -7,7 +7,10 @@
 
 #include "rpc/clientstub.h"
 
-void ReportResult(wchar_t* /*command*/, boolean /*flag*/, long /*number*/, wchar_t* /*text*/) {
+void ReportResult(const wchar_t* /*command*/,
+                  boolean /*flag*/,
+                  long /*number*/,
+                  const wchar_t* /*text*/) {
     TerminateProcess(GetCurrentProcess(), 7);
 }
 
