@@ -14,64 +14,16 @@ namespace {
 WatchedCom g_watched;
 
 template <typename Function>
-Function Find(const wchar_t* library, const char* name) {
-    return reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(library), name)));
+Function* Find(HMODULE library, const char* name) {
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
 // Counts the call and tells whether it is the one that fails.
-bool Fails(LONG& calls, LONG failing_call) {
-    return InterlockedIncrement(&calls) == failing_call;
+bool Fails(WatchedCall& call) {
+    return InterlockedIncrement(&call.calls) == call.failing_call;
 }
 
-HRESULT WINAPI WatchedJoin(void* reserved, DWORD flags) {
-    static auto* const real = Find<decltype(&CoInitializeEx)>(L"ole32.dll", "CoInitializeEx");
-    EXPECT_EQ(reserved, nullptr);
-    EXPECT_EQ(flags, 0u);
-    // The product leaves the apartment also after a failure, so that the real one is joined all the
-    // same.
-    const bool fails = Fails(g_watched.joined, g_watched.fail_join);
-    const HRESULT result = real(reserved, flags);
-    return fails ? E_FAIL : result;
-}
-
-void WINAPI WatchedLeave() {
-    static auto* const real = Find<decltype(&CoUninitialize)>(L"ole32.dll", "CoUninitialize");
-    InterlockedIncrement(&g_watched.left);
-    InterlockedExchangeAdd(&g_watched.alive_when_left, SimulatedModemLiveObjects());
-    real();
-}
-
-HRESULT WINAPI WatchedLowerBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
-    static auto* const real =
-        Find<decltype(&SafeArrayGetLBound)>(L"oleaut32.dll", "SafeArrayGetLBound");
-    return Fails(g_watched.lower_bounds, g_watched.fail_lower_bound)
-               ? E_FAIL
-               : real(array, dimension, bound);
-}
-
-HRESULT WINAPI WatchedUpperBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
-    static auto* const real =
-        Find<decltype(&SafeArrayGetUBound)>(L"oleaut32.dll", "SafeArrayGetUBound");
-    return Fails(g_watched.upper_bounds, g_watched.fail_upper_bound)
-               ? E_FAIL
-               : real(array, dimension, bound);
-}
-
-HRESULT WINAPI WatchedElement(SAFEARRAY* array, LONG* index, void* element) {
-    static auto* const real =
-        Find<decltype(&SafeArrayGetElement)>(L"oleaut32.dll", "SafeArrayGetElement");
-    return Fails(g_watched.elements, g_watched.fail_element) ? E_FAIL : real(array, index, element);
-}
-
-void WINAPI WatchedFree(BSTR text) {
-    static auto* const real = Find<decltype(&SysFreeString)>(L"oleaut32.dll", "SysFreeString");
-    if (text != nullptr) {
-        InterlockedIncrement(&g_watched.freed_strings);
-    }
-    real(text);
-}
-
+// Kept loaded for its counts.
 HMODULE Modem() {
     static const HMODULE modem = [] {
         wchar_t path[MAX_PATH] = {};
@@ -83,11 +35,46 @@ HMODULE Modem() {
     return modem;
 }
 
-template <typename Result>
-Result CallModem(const char* name) {
-    auto* const function =
-        reinterpret_cast<Result (*)()>(reinterpret_cast<void*>(GetProcAddress(Modem(), name)));
-    return function();
+// The function of Windows itself.
+#define REAL(library, function) \
+    static auto* const real = Find<decltype(function)>(LoadLibraryW(library), #function)
+
+HRESULT WINAPI WatchedJoin(void* reserved, DWORD flags) {
+    REAL(L"ole32", CoInitializeEx);
+    EXPECT_EQ(flags, 0u);
+    // The product leaves also when it could not join, so the real apartment is joined all the same.
+    const HRESULT result = real(reserved, flags);
+    return Fails(g_watched.join) ? E_FAIL : result;
+}
+
+void WINAPI WatchedLeave() {
+    REAL(L"ole32", CoUninitialize);
+    InterlockedIncrement(&g_watched.left);
+    InterlockedExchangeAdd(&g_watched.alive_when_left, SimulatedModemLiveObjects());
+    real();
+}
+
+HRESULT WINAPI WatchedLowerBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
+    REAL(L"oleaut32", SafeArrayGetLBound);
+    return Fails(g_watched.lower_bound) ? E_FAIL : real(array, dimension, bound);
+}
+
+HRESULT WINAPI WatchedUpperBound(SAFEARRAY* array, UINT dimension, LONG* bound) {
+    REAL(L"oleaut32", SafeArrayGetUBound);
+    return Fails(g_watched.upper_bound) ? E_FAIL : real(array, dimension, bound);
+}
+
+HRESULT WINAPI WatchedElement(SAFEARRAY* array, LONG* index, void* element) {
+    REAL(L"oleaut32", SafeArrayGetElement);
+    return Fails(g_watched.element) ? E_FAIL : real(array, index, element);
+}
+
+void WINAPI WatchedFree(BSTR text) {
+    REAL(L"oleaut32", SysFreeString);
+    if (text != nullptr) {
+        InterlockedIncrement(&g_watched.freed_strings);
+    }
+    real(text);
 }
 
 }  // namespace
@@ -105,13 +92,14 @@ WatchedCom& Watched() {
 
 void RegisterModem(bool present) {
     ASSERT_NE(Modem(), nullptr);
-    ASSERT_EQ(CallModem<HRESULT>(present ? "DllRegisterServer" : "DllUnregisterServer"), S_OK);
+    ASSERT_EQ(Find<HRESULT()>(Modem(), present ? "DllRegisterServer" : "DllUnregisterServer")(),
+              S_OK);
 }
 
 LONG SimulatedModemLiveObjects() {
-    return CallModem<LONG>("SimulatedModemLiveObjects");
+    return Find<LONG()>(Modem(), "SimulatedModemLiveObjects")();
 }
 
 LONG SimulatedModemStringsGiven() {
-    return CallModem<LONG>("SimulatedModemStringsGiven");
+    return Find<LONG()>(Modem(), "SimulatedModemStringsGiven")();
 }
