@@ -8,13 +8,13 @@
 
 #include <windows.h>
 
-// What to read, and the storage that it is read into.
+// What to read, and the storage that it is read into: an MBN_READY_STATE, an MBN_PROVIDER, a BSTR,
+// a BSTR. The home provider is read only from an interface whose ready state is "initialized".
 enum class MbnQuerySelector : uint32_t {
-    kReadyState = 0,  // MBN_READY_STATE
-    kHomeProvider =
-        1,          // MBN_PROVIDER; read only from an interface whose ready state is "initialized"
-    kSimIccId = 2,  // BSTR
-    kSubscriberId = 3,  // BSTR
+    kReadyState = 0,
+    kHomeProvider = 1,
+    kSimIccId = 2,
+    kSubscriberId = 3,
 };
 
 // Reads the selected value of every interface into `out`, so that the last interface that gives one
