@@ -1,0 +1,91 @@
+#include "mbn/mbnprofile.h"
+
+#include "mbn/homeprovider.h"
+#include "mbn/interfacewalk.h"
+#include "mbn/mbnapi.h"
+#include "mbn/mbninterface.h"
+#include "service/console.h"
+#include "win32/bstr.h"
+#include "win32/comapartment.h"
+#include "win32/comptr.h"
+#include "win32/safearray.h"
+
+namespace {
+
+// Also said of a profile that could not be created.
+constexpr wchar_t kProfileManagerError[] =
+    L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
+
+HRESULT CreateProfileManager(ComPtr<IMbnConnectionProfileManager>& manager) {
+    return CoCreateInstance(CLSID_MbnConnectionProfileManager, nullptr, CLSCTX_ALL,
+                            IID_IMbnConnectionProfileManager, ReceiveUntyped(manager));
+}
+
+WalkStep DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& manager) {
+    SafeArray profiles;
+    HRESULT result = manager.GetConnectionProfiles(&modem, profiles.Receive());
+    if (!SucceededOrPrint(result, L"GetConnectionProfiles error")) {
+        return {result, false};
+    }
+    return WalkArray<IMbnConnectionProfile>(
+        profiles.Get(), IID_IMbnConnectionProfile, L"SafeArrayGetLBound profile error",
+        L"SafeArrayGetUBound profile error",
+        [](IMbnConnectionProfile& profile) -> WalkStep { return {profile.Delete()}; });
+}
+
+const wchar_t* TextOf(BSTR text) {
+    return text != nullptr ? text : L"";
+}
+
+}  // namespace
+
+HRESULT DeleteAllConnectionProfiles() {
+    ComApartment apartment;
+    if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
+        return apartment.Result();
+    }
+    ComPtr<IMbnConnectionProfileManager> manager;
+    HRESULT result = CreateProfileManager(manager);
+    if (!SucceededOrPrint(result, kProfileManagerError)) {
+        return result;
+    }
+    return WalkInterfacesInApartment(
+        L"CoCreateInstance CLSID_MbnInterfaceManager error",
+        [&](IMbnInterface& modem) { return DeleteProfilesOf(modem, *manager.Get()); });
+}
+
+ProfileDocument BuildProfileXml(wchar_t* data_string) {
+    ApnFields fields;
+    for (size_t excess = SplitApnFields(data_string, fields); excess > 0; --excess) {
+        ConsolePrint(L"fail over");
+    }
+
+    Bstr icc_id;
+    QueryMbnInterface(MbnQuerySelector::kSimIccId, icc_id.Receive());
+    // Nothing depends on the answer; the modem is asked because the sequence of requests to it is
+    // fixed.
+    MBN_READY_STATE ready_state = MBN_READY_STATE_OFF;
+    QueryMbnInterface(MbnQuerySelector::kReadyState, &ready_state);
+    HomeProvider provider;
+    QueryMbnInterface(MbnQuerySelector::kHomeProvider, static_cast<MBN_PROVIDER*>(&provider));
+    Bstr subscriber_id;
+    QueryMbnInterface(MbnQuerySelector::kSubscriberId, subscriber_id.Receive());
+
+    return AssembleProfileDocument(
+        fields, {TextOf(icc_id.Get()), TextOf(provider.providerName), TextOf(subscriber_id.Get())});
+}
+
+HRESULT CreateProfileFromRequest(wchar_t* data_string) {
+    const ProfileDocument document = BuildProfileXml(data_string);
+    ComApartment apartment;
+    if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
+        return apartment.Result();
+    }
+    ComPtr<IMbnConnectionProfileManager> manager;
+    HRESULT result = CreateProfileManager(manager);
+    if (SUCCEEDED(result)) {
+        result = manager.Get()->CreateConnectionProfile(document.text);
+    }
+    SucceededOrPrint(result, kProfileManagerError);
+    return result;
+}

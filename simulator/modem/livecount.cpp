@@ -1,0 +1,41 @@
+#include "simulator/modem/livecount.h"
+
+#include <atomic>
+#include <mutex>
+
+#include "simulator/modem/modemstate.h"
+
+namespace {
+// Guards the count together with its image in the registry, which would otherwise settle on the
+// wrong value when one thread's last object goes while another's first one comes.
+std::mutex g_mutex;
+LONG g_live = 0;
+std::atomic<LONG> g_strings = 0;
+}  // namespace
+
+LiveCount::LiveCount() {
+    std::lock_guard lock(g_mutex);
+    if (++g_live == 1) {
+        WriteNumber(L"", L"ObjectsAlive", 1);
+    }
+}
+
+LiveCount::~LiveCount() {
+    std::lock_guard lock(g_mutex);
+    if (--g_live == 0) {
+        WriteNumber(L"", L"ObjectsAlive", 0);
+    }
+}
+
+void CountGivenString() {
+    ++g_strings;
+}
+
+LONG SimulatedModemLiveObjects() {
+    std::lock_guard lock(g_mutex);
+    return g_live;
+}
+
+LONG SimulatedModemStringsGiven() {
+    return g_strings;
+}

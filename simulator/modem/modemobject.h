@@ -1,0 +1,46 @@
+// What all COM objects of the simulated modem have in common.
+#pragma once
+
+#include <windows.h>
+#include <unknwn.h>
+
+#include <atomic>
+
+#include "simulator/modem/livecount.h"
+
+// An object of one interface, made with one reference, that ends with its last one.
+template <typename Interface, const GUID& interface_id>
+class ModemObject : public Interface {
+ public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) final {
+        if (object == nullptr) {
+            return E_POINTER;
+        }
+        if (!IsEqualGUID(iid, IID_IUnknown) && !IsEqualGUID(iid, interface_id)) {
+            *object = nullptr;
+            return E_NOINTERFACE;
+        }
+        *object = static_cast<Interface*>(this);
+        AddRef();
+        return S_OK;
+    }
+
+    ULONG STDMETHODCALLTYPE AddRef() final { return ++m_references; }
+
+    ULONG STDMETHODCALLTYPE Release() final {
+        const ULONG left = --m_references;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
+
+ protected:
+    ModemObject() = default;
+    // Behind the slots of the interface, so it does not disturb them.
+    virtual ~ModemObject() = default;
+
+ private:
+    std::atomic<ULONG> m_references = 1;
+    LiveCount m_live;
+};

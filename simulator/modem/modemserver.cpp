@@ -1,0 +1,128 @@
+// The DLL's entry points as a COM server.
+#include <windows.h>
+#include <objbase.h>
+#include <olectl.h>
+
+#include <atomic>
+#include <iterator>
+#include <string>
+
+#include "mbn/mbnapi.h"
+#include "simulator/modem/livecount.h"
+#include "simulator/modem/modemobject.h"
+#include "simulator/modem/modemobjects.h"
+#include "win32/comptr.h"
+
+namespace {
+
+struct ModemClass {
+    const GUID& id;
+    HRESULT (*create)(REFIID iid, void** object);
+};
+
+constexpr ModemClass kClasses[] = {
+    {CLSID_MbnInterfaceManager, CreateInterfaceManager},
+    {CLSID_MbnConnectionProfileManager, CreateProfileManager},
+};
+
+std::atomic<LONG> g_server_locks = 0;
+
+class ClassFactory final : public ModemObject<IClassFactory, IID_IClassFactory> {
+ public:
+    explicit ClassFactory(const ModemClass& modem_class) : m_class(modem_class) {}
+
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+        if (outer != nullptr) {
+            *object = nullptr;
+            return CLASS_E_NOAGGREGATION;
+        }
+        return m_class.create(iid, object);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+        g_server_locks += lock ? 1 : -1;
+        return S_OK;
+    }
+
+ private:
+    const ModemClass& m_class;
+};
+
+std::wstring ModulePath() {
+    HMODULE module = nullptr;
+    wchar_t path[MAX_PATH] = {};
+    if (GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<const wchar_t*>(&g_server_locks), &module)) {
+        GetModuleFileNameW(module, path, MAX_PATH);
+    }
+    return path;
+}
+
+std::wstring FileName(const std::wstring& path) {
+    return path.substr(path.find_last_of(L"\\/") + 1);
+}
+
+std::wstring ClassKey(const GUID& id) {
+    wchar_t text[40] = {};
+    StringFromGUID2(id, text, static_cast<int>(std::size(text)));
+    return std::wstring(L"SOFTWARE\\Classes\\CLSID\\") + text;
+}
+
+// Whether the class belongs to another server: a real modem's registration must survive.
+bool IsForeign(const GUID& id) {
+    wchar_t server[MAX_PATH] = {};
+    DWORD size = sizeof(server);
+    LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, (ClassKey(id) + L"\\InprocServer32").c_str(),
+                                  nullptr, RRF_RT_REG_SZ, nullptr, server, &size);
+    return status != ERROR_FILE_NOT_FOUND &&
+           _wcsicmp(FileName(server).c_str(), FileName(ModulePath()).c_str()) != 0;
+}
+
+LSTATUS SetText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
+    return RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, REG_SZ, text.c_str(),
+                           static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+}  // namespace
+
+STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
+    *object = nullptr;
+    for (const ModemClass& known : kClasses) {
+        if (IsEqualGUID(class_id, known.id)) {
+            ComPtr<ClassFactory> factory(new ClassFactory(known));
+            return factory.Get()->QueryInterface(iid, object);
+        }
+    }
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+STDAPI DllCanUnloadNow() {
+    return SimulatedModemLiveObjects() == 0 && g_server_locks == 0 ? S_OK : S_FALSE;
+}
+
+STDAPI DllRegisterServer() {
+    for (const ModemClass& known : kClasses) {
+        if (IsForeign(known.id)) {
+            return SELFREG_E_CLASS;
+        }
+        const std::wstring key = ClassKey(known.id) + L"\\InprocServer32";
+        if (SetText(key, nullptr, ModulePath()) != ERROR_SUCCESS ||
+            SetText(key, L"ThreadingModel", L"Both") != ERROR_SUCCESS) {
+            return SELFREG_E_CLASS;
+        }
+    }
+    return S_OK;
+}
+
+STDAPI DllUnregisterServer() {
+    for (const ModemClass& known : kClasses) {
+        if (IsForeign(known.id)) {
+            return SELFREG_E_CLASS;
+        }
+        LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey(known.id).c_str());
+        if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) {
+            return SELFREG_E_CLASS;
+        }
+    }
+    return S_OK;
+}

@@ -1,0 +1,33 @@
+// The simulated modem's state in the registry (README.md) and what changes it. Places are paths
+// below the modem's key: "" is the modem, "0" its first interface, "0\Profiles\0" a profile of
+// that. Any thread may call; changes exclude each other within the process.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// The interfaces, in order.
+std::vector<std::wstring> Interfaces();
+
+// The profiles of an interface.
+std::vector<std::wstring> Profiles(const std::wstring& mbn_interface);
+
+// A value, or nothing if it is absent or of the wrong type.
+std::optional<DWORD> ReadNumber(const std::wstring& place, const wchar_t* name);
+std::optional<std::wstring> ReadText(const std::wstring& place, const wchar_t* name);
+
+// Sets a value, making the place if need be.
+void WriteNumber(const std::wstring& place, const wchar_t* name, DWORD value);
+
+// The HRESULT that the value `name` of `place`, or of the nearest place above it that has one, asks
+// a call to give; S_OK if none does.
+HRESULT RequestedResult(std::wstring place, const wchar_t* name);
+
+// What the calls of the same names do. HRESULTs are those of the real modem service.
+HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profile_name);
+HRESULT DisconnectInterface(const std::wstring& mbn_interface);
+HRESULT CreateProfile(const wchar_t* document);
+HRESULT DeleteProfile(const std::wstring& profile);
