@@ -1,0 +1,27 @@
+// The vendor control device, which holds one 32-bit switch value. Every routine returns 0 when it
+// succeeded, and 1 when the device is missing or refused; then its output variable is untouched.
+// A control call that fails leaves the device handle open for good: only a successful one closes
+// it.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+// The switch values in use.
+inline constexpr std::uint32_t kControlDeviceOn = 85;
+inline constexpr std::uint32_t kControlDeviceOff = 0;
+
+// Opens the first present device of the class for reading and writing; the caller closes `device`
+// with CloseHandle. A list of devices longer than 256 characters counts as no device. Stands on
+// CM_Get_Device_Interface_List_SizeW, CM_Get_Device_Interface_ListW and CreateFileW.
+int OpenControlDevice(HANDLE* device);
+
+// Stores 1 if the device supports the switch, 0 if it does not. Stands on DeviceIoControl.
+int QueryControlDeviceSupport(std::uint32_t* supported);
+
+// Stores the current switch value. Stands on DeviceIoControl.
+int ReadControlDeviceValue(std::uint32_t* value);
+
+// Sets the switch value. Stands on DeviceIoControl.
+int WriteControlDeviceValue(std::uint32_t value);
