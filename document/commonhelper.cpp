@@ -1,7 +1,54 @@
 #include "document/commonhelper.h"
 
-void CommonHelperCommand(handle_t /*binding*/,
-                         const wchar_t* /*command*/,
-                         bool /*data_bool*/,
-                         long /*data_int*/,
-                         wchar_t* /*data_string*/) {}
+#include <sys/stat.h>
+
+#include <cwchar>
+#include <exception>
+#include <string>
+
+#include "document/documenttext.h"
+#include "rpc/reportresult.h"
+
+namespace {
+
+// Asks the C runtime for the path made of the low bytes of `path`; a directory exists too.
+bool PathExists(const wchar_t* path) {
+    try {
+        std::string narrow_path;
+        for (; *path != L'\0'; ++path) {
+            narrow_path += static_cast<char>(*path);
+        }
+        struct _stat64i32 status;
+        return _stat64i32(narrow_path.c_str(), &status) == 0;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+// The text as the calling thread's; empty if memory does not hold it.
+const wchar_t* DocumentText(const wchar_t* path) {
+    // What a vanished client left behind must not add to this one.
+    DropThreadText();
+    try {
+        return KeepThreadText(ReadDocumentText(path));
+    } catch (const std::exception&) {
+        return L"";
+    }
+}
+
+}  // namespace
+
+void CommonHelperCommand(handle_t,
+                         const wchar_t* command,
+                         bool data_bool,
+                         long data_int,
+                         wchar_t* data_string) {
+    if (std::wcscmp(command, L"COMMONHELPER_ISFILE_EXISTS") == 0) {
+        ReportResult(command, PathExists(data_string), data_int, L"");
+    }
+    if (std::wcscmp(command, L"COMMONHELPER_READEULADOCUMENT") == 0) {
+        ReportResult(command, data_bool, data_int, DocumentText(data_string));
+        // Not reached when the client has vanished.
+        DropThreadText();
+    }
+}
