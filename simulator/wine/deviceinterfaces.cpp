@@ -1,0 +1,92 @@
+// Device interface lists for Wine, which has none. Defines the import pointers of both functions, so a
+// program that links this object never asks Windows. The interfaces of the control device's class are
+// the paths in the REG_MULTI_SZ "Interfaces" under
+// HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice (none if it is missing), all of them present;
+// every other class has none.
+#include <windows.h>
+#include <cfgmgr32.h>
+
+#include <cwchar>
+#include <string>
+
+namespace {
+
+constexpr GUID kControlDeviceClass = {
+    0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
+
+// Stores the list with every terminator and the final empty string, which alone is the empty list.
+CONFIGRET MakeList(const GUID* device_class,
+                   const wchar_t* device,
+                   ULONG flags,
+                   std::wstring* list) {
+    constexpr wchar_t kKey[] = L"SOFTWARE\\Tessel Simulator\\ControlDevice";
+    if (device_class == nullptr) {
+        return CR_INVALID_POINTER;
+    }
+    if ((flags & ~CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) != 0) {
+        return CR_INVALID_FLAG;
+    }
+    // The interfaces belong to no device instance.
+    const bool wanted = (device == nullptr || *device == L'\0') &&
+                        IsEqualGUID(*device_class, kControlDeviceClass);
+    DWORD size = 0;
+    if (wanted && RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"Interfaces", RRF_RT_REG_MULTI_SZ,
+                               nullptr, nullptr, &size) == ERROR_SUCCESS) {
+        list->resize(size / sizeof(wchar_t));
+        if (RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"Interfaces", RRF_RT_REG_MULTI_SZ, nullptr,
+                         list->data(), &size) != ERROR_SUCCESS) {
+            size = 0;
+        }
+        list->resize(size / sizeof(wchar_t));
+    }
+    // However the value was stored: one terminator for the last path and one for the list.
+    while (!list->empty() && list->back() == L'\0') {
+        list->pop_back();
+    }
+    list->append(list->empty() ? 1 : 2, L'\0');
+    return CR_SUCCESS;
+}
+
+CONFIGRET WINAPI DeviceInterfaceListSize(PULONG length,
+                                         LPGUID device_class,
+                                         DEVINSTID_W device,
+                                         ULONG flags) {
+    if (length == nullptr) {
+        return CR_INVALID_POINTER;
+    }
+    std::wstring list;
+    const CONFIGRET result = MakeList(device_class, device, flags, &list);
+    *length = static_cast<ULONG>(list.size());
+    return result;
+}
+
+CONFIGRET WINAPI DeviceInterfaceList(LPGUID device_class,
+                                     DEVINSTID_W device,
+                                     PZZWSTR buffer,
+                                     ULONG length,
+                                     ULONG flags) {
+    if (buffer == nullptr || length == 0) {
+        return CR_INVALID_POINTER;
+    }
+    std::wstring list;
+    const CONFIGRET result = MakeList(device_class, device, flags, &list);
+    if (result != CR_SUCCESS) {
+        return result;
+    }
+    if (list.size() > length) {
+        *buffer = L'\0';
+        return CR_BUFFER_SMALL;
+    }
+    std::wmemcpy(buffer, list.data(), list.size());
+    return CR_SUCCESS;
+}
+
+}  // namespace
+
+extern "C" {
+extern void* const __imp_CM_Get_Device_Interface_List_SizeW;
+void* const __imp_CM_Get_Device_Interface_List_SizeW =
+    reinterpret_cast<void*>(&DeviceInterfaceListSize);
+extern void* const __imp_CM_Get_Device_Interface_ListW;
+void* const __imp_CM_Get_Device_Interface_ListW = reinterpret_cast<void*>(&DeviceInterfaceList);
+}
