@@ -1,8 +1,7 @@
-// Device interface lists for Wine, which has none. Defines the import pointers of both functions, so a
-// program that links this object never asks Windows. The interfaces of the control device's class are
-// the paths in the REG_MULTI_SZ "Interfaces" under
-// HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice (none if it is missing), all of them present;
-// every other class has none.
+// Device interface lists for Wine, which has none. Defines the import pointers of both functions,
+// so a program that links this object never asks Windows. The interfaces of the control device's
+// class are the paths in the REG_MULTI_SZ "Interfaces" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel
+// Simulator\ControlDevice (none if it is missing), all of them present; every other class has none.
 #include <windows.h>
 #include <cfgmgr32.h>
 
@@ -11,8 +10,10 @@
 
 namespace {
 
-constexpr GUID kControlDeviceClass = {
-    0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
+constexpr GUID kControlDeviceClass = {0xE5A92EF2,
+                                      0x3663,
+                                      0x46C0,
+                                      {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
 
 // Stores the list with every terminator and the final empty string, which alone is the empty list.
 CONFIGRET MakeList(const GUID* device_class,
@@ -27,8 +28,8 @@ CONFIGRET MakeList(const GUID* device_class,
         return CR_INVALID_FLAG;
     }
     // The interfaces belong to no device instance.
-    const bool wanted = (device == nullptr || *device == L'\0') &&
-                        IsEqualGUID(*device_class, kControlDeviceClass);
+    const bool wanted =
+        (device == nullptr || *device == L'\0') && IsEqualGUID(*device_class, kControlDeviceClass);
     DWORD size = 0;
     if (wanted && RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"Interfaces", RRF_RT_REG_MULTI_SZ,
                                nullptr, nullptr, &size) == ERROR_SUCCESS) {

@@ -1,0 +1,345 @@
+#include "usbpath/usbpathchanger.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/recordedconsole.h"
+#include "tests/support/recordedreport.h"
+#include "tests/support/replacedimport.h"
+
+namespace {
+
+const std::wstring kControlSet = L"SYSTEM\\ControlSet001\\";
+const wchar_t kToCp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
+const wchar_t kToAp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
+
+// Registry calls of the product, and those that are to fail.
+std::vector<std::wstring> g_calls;
+std::wstring g_unopenable_key;
+std::wstring g_unwritable_value;
+
+template <typename Function>
+Function Real(const char* name) {
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), name)));
+}
+
+LSTATUS WINAPI CreateKey(HKEY root,
+                         const wchar_t* path,
+                         DWORD reserved,
+                         wchar_t* key_class,
+                         DWORD options,
+                         REGSAM access,
+                         SECURITY_ATTRIBUTES* security,
+                         HKEY* key,
+                         DWORD* disposition) {
+    const bool as_agreed = root == HKEY_LOCAL_MACHINE && reserved == 0 && key_class != nullptr &&
+                           *key_class == L'\0' && options == 0 && access == 0x20006 &&
+                           security == nullptr;
+    g_calls.push_back(as_agreed ? L"create" : L"create in another way");
+    if (path == kControlSet + g_unopenable_key) {
+        return ERROR_ACCESS_DENIED;
+    }
+    return Real<decltype(&RegCreateKeyExW)>("RegCreateKeyExW")(
+        root, path, reserved, key_class, options, access, security, key, disposition);
+}
+
+LSTATUS WINAPI OpenKey(HKEY root, const wchar_t* path, DWORD options, REGSAM access, HKEY* key) {
+    g_calls.push_back(root == HKEY_LOCAL_MACHINE && options == 0 && access == 0xF003F
+                          ? L"open"
+                          : L"open in another way");
+    if (path == kControlSet + g_unopenable_key) {
+        return ERROR_ACCESS_DENIED;
+    }
+    return Real<decltype(&RegOpenKeyExW)>("RegOpenKeyExW")(root, path, options, access, key);
+}
+
+LSTATUS WINAPI
+SetValue(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
+    g_calls.push_back(std::wstring(L"set ") + name);
+    if (name == g_unwritable_value) {
+        SetLastError(4711);
+        return ERROR_DISK_FULL;
+    }
+    return Real<decltype(&RegSetValueExW)>("RegSetValueExW")(key, name, reserved, type, data, size);
+}
+
+LSTATUS WINAPI DeleteValue(HKEY key, const wchar_t* name) {
+    g_calls.push_back(std::wstring(L"delete ") + name);
+    return Real<decltype(&RegDeleteValueW)>("RegDeleteValueW")(key, name);
+}
+
+LSTATUS WINAPI CloseKey(HKEY key) {
+    g_calls.push_back(L"close");
+    return Real<decltype(&RegCloseKey)>("RegCloseKey")(key);
+}
+
+REPLACE_IMPORT(RegCreateKeyExW, CreateKey);
+REPLACE_IMPORT(RegOpenKeyExW, OpenKey);
+REPLACE_IMPORT(RegSetValueExW, SetValue);
+REPLACE_IMPORT(RegDeleteValueW, DeleteValue);
+REPLACE_IMPORT(RegCloseKey, CloseKey);
+
+// clang-format off
+const wchar_t* const kKeys[] = {
+    L"Control\\USB", L"Control\\USBFN", L"Control\\USBFN\\Configurations\\Default",
+    L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"Control\\USBFN\\Default",
+    L"Control\\USBFN\\Interfaces\\IpOverUsb", L"Control\\USBFN\\Interfaces\\MTP",
+    L"Control\\USBFN\\Interfaces\\VidStream", L"Services\\QCDIAGROUTER",
+    L"Services\\QCDiagBridge", L"Services\\QCUSBFNSS\\Parameters",
+};
+
+// What the modem's route leaves in the registry, as StoredValues shows it, written down independently of
+// the product's table. {compatible}, {vendor} and the like stand for binary data.
+const wchar_t kCpValues[] = LR"([Control\USB]
+RoleSwitchMode=4:03000000
+[Control\USBFN]
+BOSDescriptor=3:{bos}
+CurrentConfiguration=1:RmNetCompositeConfig|
+IncludeDefaultCfg=4:00000000
+ManufacturerString=1:QUALCOMM|
+ProductString=1:Qualcomm_Composite_Device|
+SerialNumber=1:55378018|
+bDeviceClass=4:00000000
+bDeviceProtocol=4:00000000
+bDeviceSubClass=4:00000000
+iManufacturer=4:01000000
+iProduct=4:02000000
+iSerialNumber=4:03000000
+idProduct=4:01900000
+idVendor=4:C6050000
+[Control\USBFN\Configurations\Default]
+InterfaceList=7:MTP|IpOverUsb|VidStream||
+MSOSCompatIdDescriptor=3:{compatible}
+[Control\USBFN\Configurations\RmNetCompositeConfig]
+InterfaceList=7:DIAG|NMEA|MODEM|RMNET||
+bMaxPower=4:FA000000
+bmAttributes=4:80000000
+[Control\USBFN\Default]
+ManufacturerString=1:Microsoft|
+ProductString=1:Windows 10 Mobile Device|
+bDeviceClass=4:00000000
+bDeviceProtocol=4:00000000
+bDeviceSubClass=4:00000000
+bcdDevice=4:01000000
+iManufacturer=4:01000000
+iProduct=4:02000000
+iSerialNumber=4:03000000
+idProduct=4:CAF00000
+idVendor=4:5E040000
+[Control\USBFN\Interfaces\IpOverUsb]
+InterfaceDescriptor=3:{vendor}
+InterfaceGuid=1:{30613563-7df3-4afb-80e0-e8c427c7e9bf}|
+MSOSExtendedPropertyDescriptor=3:{ipoverusb}
+[Control\USBFN\Interfaces\MTP]
+InterfaceDescriptor=3:{mtp}
+InterfaceGuid=1:{61fd7822-e8d4-44c4-9065-aaad0a3beff0}|
+[Control\USBFN\Interfaces\VidStream]
+InterfaceDescriptor=3:{vendor}
+InterfaceGuid=1:{31648E59-6FCB-4D81-9C97-D00999B0459A}|
+MSOSExtendedPropertyDescriptor=3:{vidstream}
+[Services\QCDIAGROUTER]
+TransportType=4:01000000
+[Services\QCUSBFNSS\Parameters]
+EnableU1U2=4:00000000
+)";
+const wchar_t kApValues[] = L"[Services\\QCDIAGROUTER]\nTransportType=4:02000000\n";
+
+std::wstring Hex(const void* data, std::size_t size) {
+    std::wstring hex;
+    for (std::size_t i = 0; i < size; ++i) {
+        wchar_t digits[3];
+        swprintf(digits, 3, L"%02X", static_cast<const BYTE*>(data)[i]);
+        hex += digits;
+    }
+    return hex;
+}
+
+std::wstring HexOfText(const std::wstring& text) {
+    return Hex(text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+}
+
+std::wstring HexOfDword(const wchar_t* head, const wchar_t* name, const wchar_t* value) {
+    return head + HexOfText(name) + L"04000000" + value;
+}
+
+std::wstring ExtendedProperties(const wchar_t* guid) {
+    return L"74010000" L"000105000500"
+           L"84000000" L"01000000" L"2800" + HexOfText(L"DeviceInterfaceGUID") +
+           L"4E000000" + HexOfText(guid) +
+           HexOfDword(L"36000000" L"04000000" L"2400", L"DeviceIdleEnabled", L"01000000") +
+           HexOfDword(L"34000000" L"04000000" L"2200", L"DefaultIdleState", L"01000000") +
+           HexOfDword(L"38000000" L"04000000" L"2600", L"DefaultIdleTimeout", L"10270000") +
+           HexOfDword(L"44000000" L"04000000" L"3200", L"UserSetDeviceIdleEnabled", L"01000000");
+}
+
+std::wstring CpValues() {
+    const std::pair<std::wstring, std::wstring> binaries[] = {
+        {L"{bos}", L"050F160002" L"07100202000000" L"0A1003000E0001076500"},
+        {L"{compatible}", L"58000000" L"0001" L"0400" L"03" L"00000000000000"
+            L"0001" L"4D54500000000000" L"0000000000000000" L"000000000000"
+            L"0101" L"57494E5553420000" L"0000000000000000" L"000000000000"
+            L"0201" L"57494E5553420000" L"0000000000000000" L"000000000000"},
+        {L"{mtp}", L"090400000306010100" L"07058102000200" L"07050202000200" L"07058303400004"},
+        {L"{vendor}", L"0904000002FFFFFF00" L"07058102000200" L"07050202000200"},
+        {L"{vendor}", L"0904000002FFFFFF00" L"07058102000200" L"07050202000200"},
+        {L"{ipoverusb}", ExtendedProperties(L"{26fedc4e-6ac3-4241-9e4d-e3d4b2c5c534}")},
+        {L"{vidstream}", ExtendedProperties(L"{31648E59-6FCB-4D81-9C97-D00999B0459A}")},
+    };
+    std::wstring values = kCpValues;
+    for (const auto& [name, hex] : binaries) {
+        values.replace(values.find(name), name.size(), hex);
+    }
+    return values;
+}
+// clang-format on
+
+// Every value of the keys: under "[key]" sorted lines "name=type:data". All units of strings are
+// shown, zero as "|"; other data as hexadecimal bytes.
+std::wstring StoredValues() {
+    std::wstring all;
+    for (const wchar_t* key_path : kKeys) {
+        HKEY key;
+        if (Real<decltype(&RegOpenKeyExW)>("RegOpenKeyExW")(
+                HKEY_LOCAL_MACHINE, (kControlSet + key_path).c_str(), 0, KEY_READ, &key) != 0) {
+            continue;
+        }
+        std::set<std::wstring> lines;
+        wchar_t name[100];
+        BYTE data[1000];
+        DWORD type;
+        for (DWORD i = 0, length = 100, size = sizeof(data);
+             RegEnumValueW(key, i, name, &length, nullptr, &type, data, &size) == 0;
+             ++i, length = 100, size = sizeof(data)) {
+            std::wstring text = Hex(data, size);
+            if (type == REG_SZ || type == REG_MULTI_SZ) {
+                text.assign(reinterpret_cast<wchar_t*>(data), size / sizeof(wchar_t));
+                std::replace(text.begin(), text.end(), L'\0', L'|');
+            }
+            lines.insert(std::wstring(name) + L"=" + std::to_wstring(type) + L":" + text + L"\n");
+        }
+        Real<decltype(&RegCloseKey)>("RegCloseKey")(key);
+        if (!lines.empty()) {
+            all += std::wstring(L"[") + key_path + L"]\n";
+        }
+        for (const std::wstring& line : lines) {
+            all += line;
+        }
+    }
+    return all;
+}
+
+std::wstring DeleteFailure(const std::wstring& name) {
+    return L"RegistryDeleteValue fail, the value(" + name + L") does not exist\n";
+}
+
+void SetDword(const wchar_t* key, const wchar_t* name) {
+    DWORD value = 9;
+    ASSERT_EQ(0, RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kControlSet + key).c_str(), name, REG_DWORD,
+                                 &value, sizeof(value)));
+}
+
+class UsbPathChanger : public testing::Test {
+ protected:
+    UsbPathChanger() { Clean(); }
+    ~UsbPathChanger() override { Clean(); }
+
+    static void Clean() {
+        g_unopenable_key = g_unwritable_value = L"-";
+        for (const wchar_t* key : {L"Control\\USBFN", L"Services\\QCUSBFNSS",
+                                   L"Services\\QCDIAGROUTER", L"Services\\QCDiagBridge"}) {
+            RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kControlSet + key).c_str());
+        }
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, (kControlSet + L"Control\\USB").c_str(),
+                           L"RoleSwitchMode");
+        g_calls.clear();
+        ClearPrintedText();
+        TakeReports();
+    }
+
+    // Runs the command and gives what it printed.
+    static std::wstring Run(const wchar_t* command) {
+        g_calls.clear();
+        ClearPrintedText();
+        wchar_t text[] = L"text";
+        UsbPathChangerCommand(nullptr, command, true, 7, text);
+        EXPECT_EQ(TakeReports(), (std::vector<Report>{{command, true, 7, L"text"}}));
+        return PrintedText();
+    }
+};
+
+TEST_F(UsbPathChanger, RoutesToModemAndBackAndAgain) {
+    // The key is there by then, the value is not.
+    EXPECT_EQ(Run(kToCp), DeleteFailure(L"InterfaceList"));
+    EXPECT_EQ(StoredValues(), CpValues());
+
+    SetDword(L"Services\\QCDiagBridge", L"Start");
+    EXPECT_EQ(Run(kToAp), L"");
+    EXPECT_EQ(StoredValues(), kApValues);
+
+    std::wstring failures;
+    for (const std::wstring& call : g_calls) {
+        if (call.starts_with(L"delete ")) {
+            failures += DeleteFailure(call.substr(7));
+        }
+    }
+    EXPECT_EQ(Run(kToAp), failures);
+
+    // A value of another type in its place.
+    SetDword(L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"InterfaceList");
+    EXPECT_EQ(Run(kToCp), L"");
+    EXPECT_EQ(StoredValues(), CpValues());
+}
+
+TEST_F(UsbPathChanger, EveryValueHasItsKeyOpenedAfresh) {
+    Run(kToCp);
+    ASSERT_EQ(g_calls.size(), 42u * 3);
+    for (std::size_t i = 0; i < g_calls.size(); i += 3) {
+        EXPECT_EQ(g_calls[i], g_calls[i + 1].starts_with(L"set ") ? L"create" : L"open");
+        EXPECT_EQ(g_calls[i + 2], L"close");
+    }
+    EXPECT_EQ(g_calls[3 * 3 + 1], L"delete InterfaceList");
+    EXPECT_EQ(g_calls[4 * 3 + 1], L"set InterfaceList");
+
+    SetDword(L"Services\\QCDiagBridge", L"Start");
+    Run(kToAp);
+    ASSERT_EQ(g_calls.size(), 42u * 3);
+    EXPECT_EQ(g_calls[1], L"delete RoleSwitchMode");
+    EXPECT_EQ(g_calls[40 * 3 + 1], L"set TransportType");
+    EXPECT_EQ(g_calls[41 * 3 + 1], L"delete Start");
+}
+
+TEST_F(UsbPathChanger, FailuresAreSkippedOver) {
+    g_unwritable_value = L"SerialNumber";
+    g_unopenable_key = L"Control\\USBFN\\Default";
+    // The thread's last error is told, not the status of the call.
+    EXPECT_EQ(Run(kToCp), DeleteFailure(L"InterfaceList") +
+                              L"RegSetValueEx fail, GetLastError(4711) ValueName[SerialNumber]\n");
+    const std::wstring stored = StoredValues();
+    EXPECT_EQ(stored.find(L"\nSerialNumber"), std::wstring::npos);
+    EXPECT_EQ(stored.find(L"USBFN\\Default"), std::wstring::npos);
+    EXPECT_NE(stored.find(L"TransportType=4:01000000"), std::wstring::npos);
+
+    // Of the keys that hold values to delete only the first is there: nothing is said about the
+    // others.
+    Clean();
+    EXPECT_EQ(Run(kToAp), DeleteFailure(L"RoleSwitchMode"));
+    EXPECT_EQ(StoredValues(), kApValues);
+}
+
+TEST_F(UsbPathChanger, StatusEchoesAndTheUnknownIsSilent) {
+    Run(L"USBPATHCHANGER_SMGETMUICSTATUS");
+    wchar_t text[] = L"";
+    UsbPathChangerCommand(nullptr, L"USBPATHCHANGER_changeusbpathtocp", false, 0, text);
+    UsbPathChangerCommand(nullptr, L"", false, 0, text);
+    EXPECT_TRUE(TakeReports().empty());
+    EXPECT_TRUE(g_calls.empty());
+}
+
+}  // namespace
