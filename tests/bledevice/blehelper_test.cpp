@@ -1,0 +1,198 @@
+// Against the simulated control device, which the fixture of this test has loaded.
+#include "bledevice/blehelper.h"
+
+#include <gtest/gtest.h>
+
+#include <cfgmgr32.h>
+
+#include <string>
+#include <vector>
+
+#include "bledevice/controldevice.h"
+#include "tests/support/recordedreport.h"
+#include "tests/support/replacedimport.h"
+
+namespace {
+
+const wchar_t kGet[] = L"BLEHELPER_GETBLE";
+const wchar_t kSet[] = L"BLEHELPER_SETBLE";
+const wchar_t kIsSupported[] = L"BLEHELPER_ISBLESUPPORT";
+
+const std::wstring kDevice = L"\\\\.\\TesselControl";
+const std::wstring kNoDevice = L"\\\\.\\NoSuchDevice";
+const wchar_t kState[] = L"SOFTWARE\\Tessel Simulator\\ControlDevice";
+
+std::vector<std::wstring> g_opened;
+
+HANDLE WINAPI OpenFile(const wchar_t* path,
+                       DWORD access,
+                       DWORD share,
+                       SECURITY_ATTRIBUTES* security,
+                       DWORD creation,
+                       DWORD flags,
+                       HANDLE pattern) {
+    g_opened.push_back(path);
+    EXPECT_EQ(access, 3u);
+    EXPECT_EQ(share, 3u);
+    EXPECT_EQ(creation, static_cast<DWORD>(OPEN_EXISTING));
+    EXPECT_EQ(flags, 0x40000000u);
+    static const auto real = reinterpret_cast<decltype(&CreateFileW)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateFileW")));
+    return real(path, access, share, security, creation, flags, pattern);
+}
+
+REPLACE_IMPORT(CreateFileW, OpenFile);
+
+void SetState(const wchar_t* name, DWORD value) {
+    ASSERT_EQ(0,
+              RegSetKeyValueW(HKEY_LOCAL_MACHINE, kState, name, REG_DWORD, &value, sizeof(value)));
+}
+
+DWORD State(const wchar_t* name) {
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    EXPECT_EQ(0, RegGetValueW(HKEY_LOCAL_MACHINE, kState, name, RRF_RT_REG_DWORD, nullptr, &value,
+                              &size));
+    return value;
+}
+
+void SetInterfaces(const std::vector<std::wstring>& paths) {
+    std::wstring list;
+    for (const std::wstring& path : paths) {
+        list += path + L'\0';
+    }
+    ASSERT_EQ(0, RegSetKeyValueW(HKEY_LOCAL_MACHINE, kState, L"Interfaces", REG_MULTI_SZ,
+                                 list.c_str(), (list.size() + 1) * sizeof(wchar_t)));
+}
+
+// The device learns of a closed handle a moment later.
+bool OpenHandlesBecome(DWORD count) {
+    for (int i = 0; i < 200 && State(L"OpenHandles") != count; ++i) {
+        Sleep(10);
+    }
+    return State(L"OpenHandles") == count;
+}
+
+Report Ask(const wchar_t* command, bool data_bool) {
+    wchar_t text[] = L"text";
+    BleHelperCommand(nullptr, command, data_bool, -7, text);
+    const std::vector<Report> reports = TakeReports();
+    EXPECT_EQ(reports.size(), 1u);
+    return reports.empty() ? Report{} : reports[0];
+}
+
+class BleHelper : public testing::Test {
+ protected:
+    void SetUp() override {
+        SetInterfaces({kDevice});
+        SetState(L"Value", 0);
+        SetState(L"Support", 1);
+        SetState(L"Fail", 0);
+        std::uint32_t value = 0;
+        ASSERT_EQ(0, ReadControlDeviceValue(&value)) << "the driver is not loaded";
+        g_opened.clear();
+    }
+
+    ~BleHelper() override {
+        SetInterfaces({kDevice});
+        SetState(L"Fail", 0);
+    }
+
+    static void ExpectNoDevice() {
+        EXPECT_EQ(Ask(kGet, true), (Report{kGet, false, 0, L"text"}));
+        EXPECT_EQ(Ask(kSet, true), (Report{kSet, true, -7, L"text"}));
+        EXPECT_EQ(Ask(kIsSupported, true), (Report{kIsSupported, true, 0, L"text"}));
+    }
+};
+
+TEST_F(BleHelper, ReadsTheSwitch) {
+    SetState(L"Value", 85);
+    EXPECT_EQ(Ask(kGet, false), (Report{kGet, true, 85, L"text"}));
+    SetState(L"Value", 1);
+    EXPECT_EQ(Ask(kGet, true), (Report{kGet, false, 1, L"text"}));
+    SetState(L"Value", 0xFFFFFFFE);
+    EXPECT_EQ(Ask(kGet, true), (Report{kGet, false, -2, L"text"}));
+}
+
+TEST_F(BleHelper, SetsTheSwitchAndEchoes) {
+    EXPECT_EQ(Ask(kSet, true), (Report{kSet, true, -7, L"text"}));
+    EXPECT_EQ(State(L"Value"), 85u);
+    EXPECT_EQ(Ask(kSet, false), (Report{kSet, false, -7, L"text"}));
+    EXPECT_EQ(State(L"Value"), 0u);
+}
+
+TEST_F(BleHelper, TellsSupportInTheNumber) {
+    EXPECT_EQ(Ask(kIsSupported, false), (Report{kIsSupported, false, 1, L"text"}));
+    SetState(L"Support", 0x100);
+    EXPECT_EQ(Ask(kIsSupported, true), (Report{kIsSupported, true, 1, L"text"}));
+    SetState(L"Support", 0);
+    EXPECT_EQ(Ask(kIsSupported, true), (Report{kIsSupported, true, 0, L"text"}));
+}
+
+TEST_F(BleHelper, WithoutADeviceNothingIsOpened) {
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kState, L"Interfaces");
+    ExpectNoDevice();
+    EXPECT_TRUE(g_opened.empty());
+    HANDLE device = nullptr;
+    std::uint32_t value = 42;
+    EXPECT_EQ(OpenControlDevice(&device), 1);
+    EXPECT_EQ(QueryControlDeviceSupport(&value), 1);
+    EXPECT_EQ(ReadControlDeviceValue(&value), 1);
+    EXPECT_EQ(WriteControlDeviceValue(85), 1);
+    EXPECT_EQ(device, nullptr);
+    EXPECT_EQ(value, 42u);
+}
+
+TEST_F(BleHelper, OnlyTheFirstDeviceIsUsed) {
+    SetState(L"Value", 85);
+    SetInterfaces({kDevice, kNoDevice});
+    EXPECT_TRUE(Ask(kGet, false).flag);
+    EXPECT_EQ(g_opened, (std::vector<std::wstring>{kDevice}));
+    SetInterfaces({kNoDevice, kDevice});
+    ExpectNoDevice();
+    EXPECT_EQ(g_opened.back(), kNoDevice);
+}
+
+TEST_F(BleHelper, AListThatDoesNotFitIsNoDevice) {
+    SetState(L"Value", 85);
+    // With both terminators and the empty string at the end: 256 characters.
+    std::wstring second(256 - kDevice.size() - 3, L'x');
+    SetInterfaces({kDevice, second});
+    EXPECT_TRUE(Ask(kGet, false).flag);
+    g_opened.clear();
+    SetInterfaces({kDevice, second + L'x'});
+    ExpectNoDevice();
+    EXPECT_TRUE(g_opened.empty());
+}
+
+TEST_F(BleHelper, OnlyASuccessfulCallClosesTheDevice) {
+    SetState(L"Value", 85);
+    ASSERT_TRUE(OpenHandlesBecome(0));
+    SetState(L"Fail", 1);
+    ExpectNoDevice();
+    EXPECT_EQ(State(L"Value"), 85u);
+    EXPECT_EQ(State(L"OpenHandles"), 3u);
+    SetState(L"Fail", 0);
+    EXPECT_TRUE(Ask(kGet, false).flag);
+    Ask(kSet, false);
+    Ask(kIsSupported, false);
+    EXPECT_TRUE(OpenHandlesBecome(3));
+}
+
+TEST_F(BleHelper, TheStandInForDeviceListsKeepsWindowsSizes) {
+    GUID control_class = {
+        0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 4}};
+    GUID other_class = {};
+    wchar_t list[40];
+    ULONG length = 0;
+    EXPECT_EQ(CM_Get_Device_Interface_List_SizeW(&length, &control_class, nullptr, 0), CR_SUCCESS);
+    ASSERT_EQ(length, kDevice.size() + 2);
+    EXPECT_EQ(CM_Get_Device_Interface_ListW(&control_class, nullptr, list, length - 1, 0),
+              CR_BUFFER_SMALL);
+    EXPECT_EQ(CM_Get_Device_Interface_ListW(&control_class, nullptr, list, length, 0), CR_SUCCESS);
+    EXPECT_EQ(std::wstring(list, length), kDevice + std::wstring(2, L'\0'));
+    EXPECT_EQ(CM_Get_Device_Interface_List_SizeW(&length, &other_class, nullptr, 0), CR_SUCCESS);
+    EXPECT_EQ(length, 1u);
+}
+
+}  // namespace
