@@ -1,0 +1,244 @@
+#include "document/commonhelper.h"
+
+#include <gtest/gtest.h>
+
+#include <csetjmp>
+#include <cstdlib>
+#include <malloc.h>
+
+#include <atomic>
+#include <new>
+#include <string>
+#include <thread>
+
+#include "rpc/reportresult.h"
+#include "win32/handle.h"
+
+namespace {
+
+const wchar_t kExists[] = L"COMMONHELPER_ISFILE_EXISTS";
+const wchar_t kRead[] = L"COMMONHELPER_READEULADOCUMENT";
+
+constexpr DWORD kClientGone = 0x6BE;
+
+struct Answer {
+    int count = 0;
+    std::wstring command;
+    bool flag = false;
+    long number = 0;
+    std::wstring text;
+};
+
+Answer g_answer;
+bool g_client_gone = false;
+jmp_buf g_request_end;
+
+// The heap, so that tests see what a request holds and can take memory away.
+std::atomic<std::size_t> g_live_bytes;
+std::atomic<std::size_t> g_peak_bytes;
+std::size_t g_peak_at_answer = 0;
+std::atomic<std::size_t> g_largest_block = SIZE_MAX;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* block = size <= g_largest_block ? std::malloc(size) : nullptr;
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    g_live_bytes += _msize(block);
+    if (g_live_bytes > g_peak_bytes) {
+        g_peak_bytes = g_live_bytes.load();
+    }
+    return block;
+}
+
+void operator delete(void* block) noexcept {
+    if (block != nullptr) {
+        g_live_bytes -= _msize(block);
+        std::free(block);
+    }
+}
+
+void operator delete(void* block, std::size_t) noexcept {
+    operator delete(block);
+}
+
+void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+    if (g_client_gone) {
+        RaiseException(kClientGone, 0, 0, nullptr);
+    }
+    g_peak_at_answer = g_peak_bytes.load();
+    g_answer = {g_answer.count + 1, command, flag, number, text};
+}
+
+namespace {
+
+// Stands for the handler of the RPC runtime that ends a request whose callback raised.
+LONG WINAPI EndRequest(EXCEPTION_POINTERS* exception) {
+    if (exception->ExceptionRecord->ExceptionCode == kClientGone) {
+        longjmp(g_request_end, 1);
+    }
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+const Answer& Ask(const wchar_t* command, const std::wstring& path) {
+    g_answer = {};
+    CommonHelperCommand(nullptr, command, true, -3, const_cast<wchar_t*>(path.c_str()));
+    EXPECT_EQ(g_answer.count, 1);
+    EXPECT_EQ(g_answer.command, command);
+    EXPECT_EQ(g_answer.number, -3);
+    return g_answer;
+}
+
+std::wstring ReadText(const std::wstring& path) {
+    EXPECT_TRUE(Ask(kRead, path).flag);
+    return g_answer.text;
+}
+
+bool Exists(const std::wstring& path) {
+    EXPECT_EQ(Ask(kExists, path).text, L"");
+    return g_answer.flag;
+}
+
+// A client that vanishes while it is answered.
+void AskAndVanish(const std::wstring& path) {
+    g_client_gone = true;
+    void* handler = AddVectoredExceptionHandler(1, &EndRequest);
+    if (setjmp(g_request_end) == 0) {
+        CommonHelperCommand(nullptr, kRead, true, -3, const_cast<wchar_t*>(path.c_str()));
+        ADD_FAILURE() << "the answer came back";
+    }
+    RemoveVectoredExceptionHandler(handler);
+    g_client_gone = false;
+}
+
+class CommonHelper : public testing::Test {
+ protected:
+    CommonHelper() {
+        wchar_t temp[MAX_PATH];
+        GetTempPathW(MAX_PATH, temp);
+        m_folder = std::wstring(temp) + L"document_test";
+        CreateDirectoryW(m_folder.c_str(), nullptr);
+    }
+
+    ~CommonHelper() override {
+        g_largest_block = SIZE_MAX;
+        for (const std::wstring& path : m_files) {
+            DeleteFileW(path.c_str());
+        }
+        RemoveDirectoryW(m_folder.c_str());
+    }
+
+    std::wstring Path(const std::wstring& name) const { return m_folder + L"\\" + name; }
+
+    std::wstring Write(const std::wstring& name, const std::string& bytes) {
+        const std::wstring path = Path(name);
+        FileHandle file(
+            CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+        EXPECT_TRUE(static_cast<bool>(file));
+        DWORD written;
+        EXPECT_TRUE(WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
+                              nullptr));
+        m_files.push_back(path);
+        return path;
+    }
+
+    std::wstring m_folder;
+    std::vector<std::wstring> m_files;
+};
+
+TEST_F(CommonHelper, ReadsLinesAndEndsTheLast) {
+    EXPECT_EQ(ReadText(Write(L"a", "a\r\nb")), L"a\nb\n");
+    EXPECT_EQ(ReadText(Write(L"b", "a\nb\r\n\r\n")), L"a\nb\n\n");
+    EXPECT_EQ(ReadText(Write(L"c", "a\rb\r")), L"a\rb\r\n");
+    EXPECT_EQ(ReadText(Write(L"d", "")), L"");
+    EXPECT_EQ(ReadText(Write(L"e", "\n")), L"\n");
+    EXPECT_EQ(ReadText(Write(L"f", "\x7F\x80\xE9\xFF")), L"\x7F\xFF80\xFFE9\xFFFF\n");
+    // The client's string ends at the first zero.
+    EXPECT_EQ(ReadText(Write(L"g", std::string("ab\0cd", 5))), L"ab");
+}
+
+TEST_F(CommonHelper, WhatCannotBeReadIsEmpty) {
+    EXPECT_EQ(ReadText(Path(L"missing")), L"");
+    EXPECT_EQ(ReadText(m_folder), L"");
+    EXPECT_EQ(ReadText(L""), L"");
+    const std::wstring path = Write(L"held", "text");
+    FileHandle exclusive(
+        CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_EQ(ReadText(path), L"");
+}
+
+TEST_F(CommonHelper, ReadsWhileAnotherWrites) {
+    const std::wstring path = Write(L"shared", "text");
+    FileHandle writer(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                                  nullptr));
+    ASSERT_TRUE(static_cast<bool>(writer));
+    EXPECT_EQ(ReadText(path), L"text\n");
+}
+
+TEST_F(CommonHelper, TellsWhetherAPathExists) {
+    const std::wstring path = Write(L"there", "");
+    EXPECT_TRUE(Exists(path));
+    EXPECT_TRUE(Exists(m_folder));
+    EXPECT_FALSE(Exists(Path(L"missing")));
+    EXPECT_FALSE(Exists(path + L"\\below"));
+    EXPECT_FALSE(Exists(L""));
+}
+
+TEST_F(CommonHelper, OnlyTheQueryTakesLowBytes) {
+    // U+0141 has the low byte of "A".
+    Write(L"A", "plain");
+    const std::wstring wide = Path(L"\x0141");
+    EXPECT_TRUE(Exists(wide));
+    EXPECT_EQ(ReadText(wide), L"");
+    Write(L"\x0142", "wide");
+    EXPECT_EQ(ReadText(Path(L"\x0142")), L"wide\n");
+    EXPECT_FALSE(Exists(Path(L"\x0142")));
+}
+
+TEST_F(CommonHelper, ALargeDocumentIsHeldOnceAndReleased) {
+    std::string bytes;
+    std::wstring expected;
+    while (bytes.size() < 10'000'000) {
+        // Lengths with no common factor with any buffer, so that pairs fall across its end.
+        bytes += "line of the agreement \xE4\r\n";
+        expected += L"line of the agreement \xFFE4\n";
+    }
+    const std::wstring path = Write(L"large", bytes);
+    const std::size_t before = g_live_bytes;
+    g_peak_bytes = before;
+    EXPECT_TRUE(ReadText(path) == expected);
+    EXPECT_LT(g_peak_at_answer - before, sizeof(wchar_t) * bytes.size() + 100'000);
+    std::wstring().swap(g_answer.text);
+    EXPECT_LT(g_live_bytes - before, 1000u);
+
+    // Memory that holds nothing of this size: the answer is empty, and it comes.
+    g_largest_block = 1'000'000;
+    EXPECT_EQ(ReadText(path), L"");
+}
+
+TEST_F(CommonHelper, AVanishedClientLeavesNothingForGood) {
+    const std::wstring path = Write(L"large", std::string(1'000'000, 'x'));
+    const std::size_t before = g_live_bytes;
+    for (int i = 0; i < 5; ++i) {
+        AskAndVanish(path);
+        EXPECT_LT(g_live_bytes - before, 2'100'000u);
+    }
+    // The thread's next document, whichever it is.
+    EXPECT_EQ(ReadText(m_folder), L"");
+    EXPECT_LT(g_live_bytes - before, 10'000u);
+
+    std::thread([&] { AskAndVanish(path); }).join();
+    EXPECT_LT(g_live_bytes - before, 10'000u);
+}
+
+TEST_F(CommonHelper, AnUnknownCommandIsNotAnswered) {
+    wchar_t path[] = L"C:\\";
+    g_answer = {};
+    CommonHelperCommand(nullptr, L"COMMONHELPER_isfile_exists", true, 0, path);
+    EXPECT_EQ(g_answer.count, 0);
+}
+
+}  // namespace
