@@ -4,22 +4,18 @@
 
 #include <cwchar>
 #include <exception>
-#include <string>
 
 #include "document/documenttext.h"
 #include "rpc/reportresult.h"
+#include "text/lowbytes.h"
 
 namespace {
 
 // Asks the C runtime for the path made of the low bytes of `path`; a directory exists too.
 bool PathExists(const wchar_t* path) {
     try {
-        std::string narrow_path;
-        for (; *path != L'\0'; ++path) {
-            narrow_path += static_cast<char>(*path);
-        }
         struct _stat64i32 status;
-        return _stat64i32(narrow_path.c_str(), &status) == 0;
+        return _stat64i32(LowBytes(path).c_str(), &status) == 0;
     } catch (const std::exception&) {
         return false;
     }
