@@ -34,6 +34,7 @@ int Control(DWORD code, const std::uint32_t* input, std::uint32_t* output) {
                          input != nullptr ? sizeof(in_value) : 0,
                          output != nullptr ? &out_value : nullptr,
                          output != nullptr ? sizeof(out_value) : 0, &returned, nullptr)) {
+        // Stays open for good.
         device.Release();
         return 1;
     }
