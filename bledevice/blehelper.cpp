@@ -5,7 +5,7 @@
 #include "bledevice/controldevice.h"
 #include "rpc/reportresult.h"
 
-void BleHelperCommand(handle_t,
+void BleHelperCommand(handle_t /*binding*/,
                       const wchar_t* command,
                       bool data_bool,
                       long data_int,

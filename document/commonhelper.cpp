@@ -34,7 +34,7 @@ const wchar_t* DocumentText(const wchar_t* path) {
 
 }  // namespace
 
-void CommonHelperCommand(handle_t,
+void CommonHelperCommand(handle_t /*binding*/,
                          const wchar_t* command,
                          bool data_bool,
                          long data_int,

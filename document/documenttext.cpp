@@ -37,7 +37,7 @@ std::wstring ReadDocumentText(const wchar_t* path) {
     while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), file.Get())) {
         const std::size_t old_length = text.size();
         text.resize(old_length + count);
-        std::transform(chunk.begin(), chunk.begin() + count, text.begin() + old_length,
+        std::transform(chunk.data(), chunk.data() + count, text.data() + old_length,
                        [](signed char byte) { return static_cast<wchar_t>(byte); });
     }
     if (!text.empty() && text.back() != L'\n') {

@@ -44,7 +44,7 @@ void Apply(const UsbfnStep& step) {
 
 }  // namespace
 
-void UsbPathChangerCommand(handle_t,
+void UsbPathChangerCommand(handle_t /*binding*/,
                            const wchar_t* command,
                            bool data_bool,
                            long data_int,
