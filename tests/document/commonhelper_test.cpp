@@ -234,11 +234,4 @@ TEST_F(CommonHelper, AVanishedClientLeavesNothingForGood) {
     EXPECT_LT(g_live_bytes - before, 10'000u);
 }
 
-TEST_F(CommonHelper, AnUnknownCommandIsNotAnswered) {
-    wchar_t path[] = L"C:\\";
-    g_answer = {};
-    CommonHelperCommand(nullptr, L"COMMONHELPER_isfile_exists", true, 0, path);
-    EXPECT_EQ(g_answer.count, 0);
-}
-
 }  // namespace
