@@ -50,3 +50,32 @@ notebook_control_device_unload() {
 notebook_control_device_set() {
     notebook_quiet reg add "$NOTEBOOK_CONTROL_DEVICE_KEY" /f /v "$1" /t REG_DWORD /d "$2"
 }
+
+# The modem. simulator/modem/README.md says what its state means.
+NOTEBOOK_MODEM_KEY='HKLM\SOFTWARE\Tessel Simulator\Modem'
+
+# Registers the modem (its DLL is the argument) and gives it one interface with a SIM.
+notebook_modem_insert() {
+    cp "$1" "$WINEPREFIX/drive_c/Tessel/tesselmodem.dll" || return 1
+    notebook_quiet regsvr32 /s 'C:\Tessel\tesselmodem.dll' || return 1
+    notebook_quiet reg delete "$NOTEBOOK_MODEM_KEY" /f
+    notebook_modem_set ReadyState 1
+    notebook_modem_set ActivationState 3
+    notebook_modem_set SimIccId 8949012345678901234
+    notebook_modem_set SubscriberId 262011234567890
+    notebook_modem_set ProviderId 26201
+    notebook_modem_set ProviderName 'Bramble Mobile'
+}
+
+# Sets a value of the modem's first interface: a number for states and failures, else a text.
+notebook_modem_set() {
+    local type=REG_SZ
+    case $1 in *State | Fail*) type=REG_DWORD ;; esac
+    notebook_quiet reg add "$NOTEBOOK_MODEM_KEY\\0" /f /v "$1" /t $type /d "$2"
+}
+
+# A document to read.
+notebook_write_documents() {
+    printf 'End-user agreement\r\n\r\nBe kind to your notebook.' \
+        >"$WINEPREFIX/drive_c/Tessel/agreement.txt"
+}
