@@ -1,0 +1,36 @@
+# Zig's clang for ARM64 Windows: the programs that ship, run under emulation on the development machine.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(ZIG_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}/zig)
+set(CMAKE_C_COMPILER ${ZIG_DIRECTORY}/bin/cc)
+set(CMAKE_CXX_COMPILER ${ZIG_DIRECTORY}/bin/c++)
+set(CMAKE_AR ${ZIG_DIRECTORY}/bin/ar)
+set(CMAKE_RANLIB ${ZIG_DIRECTORY}/bin/ranlib)
+set(CMAKE_DLLTOOL ${ZIG_DIRECTORY}/bin/dlltool)
+set(CMAKE_WIDL x86_64-w64-mingw32-widl)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/arm64-run)
+
+# Resources are the same for every machine until the linker has them: x64's compiler serves.
+set(TESSEL_WINDRES x86_64-w64-mingw32-windres --preprocessor=cat -O res)
+set(TESSEL_RESOURCE_SUFFIX .res)
+
+# Zig compiles its runtime anew for each level of optimisation: one level for everything, and no program
+# linked by CMake's own checks. The smaller one: nothing here waits for the processor.
+set(TESSEL_OPTIMISATION -Os)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+
+get_property(in_try_compile GLOBAL PROPERTY IN_TRY_COMPILE)
+if(NOT in_try_compile)
+  execute_process(COMMAND ${ZIG_DIRECTORY}/install ${TESSEL_OPTIMISATION}
+                  COMMAND_ERROR_IS_FATAL ANY)
+endif()
+
+# Zig's own defaults are a static runtime, randomised high-entropy addresses and no execution of data, but
+# stacks of 16 MB. -g writes the symbols to a .pdb beside the program.
+function(tessel_link_static target)
+  target_link_options(${target} PRIVATE -g -Wl,--stack,1048576)
+endfunction()
+
+function(tessel_wide_entry target)
+  target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/wideentry.c)
+endfunction()
