@@ -35,3 +35,8 @@ wine_shutdown() {
     "$WINE_DIR/wineserver64" -k </dev/null >/dev/null 2>&1
     return 0
 }
+
+# The same for ARM64 programs.
+if [ "${TESSEL_MACHINE:-x64}" = arm64 ]; then
+    . "$TESSEL_ROOT/scripts/arm64.sh"
+fi

@@ -1,0 +1,149 @@
+# Runs ARM64 Windows programs on an x64 machine: Debian's ARM64 Wine under an emulator, in private namespaces
+# that leave the machine as it is. Sourced through wine.sh (TESSEL_MACHINE=arm64), whose functions it replaces.
+
+ARM64_RUNTIME=$TESSEL_ROOT/build/arm64-runtime
+ARM64_ROOT=$ARM64_RUNTIME/root
+export WINEPREFIX=${TESSEL_PREFIX:-$TESSEL_ROOT/build/wine-arm64}
+# With the emulator's own choice of processor Wine never ends; without the locale, names of files are ASCII.
+export QEMU_CPU=cortex-a72 LC_ALL=C.UTF-8
+
+# What building and running for ARM64 needs from Debian.
+arm64_install() {
+    . "$TESSEL_ROOT/scripts/setup.sh"
+    local packages=(ca-certificates cmake ninja-build binutils-mingw-w64-x86-64 mingw-w64-tools
+        qemu-user-static util-linux dpkg debian-archive-keyring)
+    # Other sources than Debian's have npm inside nodejs.
+    command -v npm >/dev/null || packages+=(nodejs npm)
+    install_packages "${packages[@]}"
+}
+
+# The mirror that the machine has its own Debian packages from.
+arm64_mirror() {
+    apt-get indextargets --format '$(CREATED_BY) $(LABEL) $(COMPONENT) $(REPO_URI)' 2>/dev/null |
+        sed -n 's/^Packages Debian main //p' | head -n 1
+}
+
+# Downloads Wine for ARM64 and what it needs, with lists and state of its own, and unpacks it; quick when
+# that is done.
+arm64_runtime_ready() {
+    [ -e "$ARM64_ROOT/.ready" ] && return 0
+    mkdir -p "$ARM64_RUNTIME" || return 1
+    (
+        flock 9
+        [ -e "$ARM64_ROOT/.ready" ] && exit 0
+        arm64_download >"$ARM64_RUNTIME/log" 2>&1 </dev/null 9>&- ||
+            { tail -n 20 "$ARM64_RUNTIME/log"; echo "Could not fetch Wine for ARM64"; exit 1; } >&2
+    ) 9>"$ARM64_RUNTIME/lock"
+}
+
+arm64_download() {
+    local apt=$ARM64_RUNTIME/apt keyring=/usr/share/keyrings/debian-archive-keyring.gpg mirror package
+    mirror=$(arm64_mirror)
+    if [ -z "$mirror" ] && [ "$(id -u)" -eq 0 ]; then
+        apt-get update -q
+        mirror=$(arm64_mirror)
+    fi
+    [ -n "$mirror" ] || { echo "apt knows no Debian mirror: run apt-get update"; return 1; }
+    rm -rf "$ARM64_ROOT" "$apt"
+    mkdir -p "$apt"/{state/lists/partial,cache/archives/partial,packages} "$ARM64_ROOT" || return 1
+    : >"$apt/status"
+    echo "deb [arch=arm64 signed-by=$keyring] $mirror trixie main" >"$apt/sources.list"
+    cat >"$apt/apt.conf" <<END
+APT::Architecture "arm64";
+APT::Architectures { "arm64"; };
+APT::Sandbox::User "root";
+Acquire::Languages "none";
+Dir::Etc::SourceList "$apt/sources.list";
+Dir::Etc::SourceParts "/dev/null";
+Dir::Etc::Preferences "/dev/null";
+Dir::Etc::PreferencesParts "/dev/null";
+Dir::State "$apt/state";
+Dir::State::Status "$apt/status";
+Dir::Cache "$apt/cache";
+APT::Update::Post-Invoke { };
+#clear APT::Update::Post-Invoke-Success;
+END
+    (
+        export APT_CONFIG=$apt/apt.conf
+        cd "$apt/packages" && apt-get update -q &&
+            apt-get download -q libc6 libc-bin libgcc-s1 libwine wine64
+    ) || return 1
+    for package in "$apt"/packages/*.deb; do
+        # The DLLs of other machines are most of it.
+        dpkg-deb --fsys-tarfile "$package" |
+            tar -x -C "$ARM64_ROOT" --no-same-owner --exclude='*/wine/i386-windows' \
+                --exclude='*/wine/x86_64-windows' || return 1
+    done
+    ln -s usr/lib "$ARM64_ROOT/lib"
+    ln -sf wineserver64 "$ARM64_ROOT/usr/lib/wine/wineserver"
+    mkdir -p "$ARM64_ROOT"/{dev,proc,tmp,binfmt} "$ARM64_ROOT$TESSEL_ROOT"
+    rm -rf "$apt"
+    touch "$ARM64_ROOT/.ready"
+}
+
+# The process that holds the namespaces of this prefix; nothing if there is none.
+arm64_machine() {
+    local pid
+    read -r pid 2>/dev/null <"$WINEPREFIX.machine" || return 1
+    [ "$(readlink "/proc/$pid/root")" = "$ARM64_ROOT" ] && echo "$pid"
+}
+
+# Starts that process.
+arm64_machine_start() {
+    local log=$WINEPREFIX.machine.log i
+    rm -f "$WINEPREFIX.machine"
+    setsid unshare --user --map-root-user --mount --pid --fork --propagation private \
+        "$TESSEL_ROOT/scripts/arm64-machine" "$ARM64_ROOT" "$TESSEL_ROOT" "$WINEPREFIX.machine" \
+        >"$log" 2>&1 </dev/null &
+    local starter=$!
+    for ((i = 0; i < 100; i++)); do
+        arm64_machine >/dev/null && return 0
+        [ -d "/proc/$starter" ] || break
+        sleep 0.1
+    done
+    {
+        cat "$log"
+        echo "ARM64 programs cannot run here: they need user, mount and process namespaces, and in them"
+        echo "an own binfmt_misc, which Linux has since 6.7; this is Linux $(uname -r)."
+    } >&2
+    return 1
+}
+
+# Runs an ARM64 Linux program of the unpacked packages in the namespaces, in the foreground.
+arm64_enter() {
+    local pid
+    pid=$(arm64_machine) || { echo "the namespaces of $WINEPREFIX are gone" >&2; return 1; }
+    timeout -k 5 "${ARM64_TIMEOUT:-600}" nsenter --target "$pid" --user --mount --pid --root \
+        --preserve-credentials --wdns="${ARM64_DIRECTORY:-$PWD}" "$@"
+}
+
+wine_program() {
+    arm64_enter "$WINE_DIR/wine64" "$@"
+}
+
+wine_prefix_ready() {
+    arm64_runtime_ready && mkdir -p "$WINEPREFIX" || return 1
+    (
+        flock 9
+        arm64_machine >/dev/null || arm64_machine_start 9>&- || exit 1
+        ARM64_DIRECTORY=/
+        arm64_enter "$WINE_DIR/wineserver64" -p </dev/null >/dev/null 2>&1 9>&-
+        if [ ! -e "$WINEPREFIX/.ready" ]; then
+            arm64_enter "$WINE_DIR/wine64" cmd /c exit </dev/null >/dev/null 2>&1 9>&- ||
+                { echo "Wine for ARM64 does not start" >&2; exit 1; }
+            touch "$WINEPREFIX/.ready"
+        fi
+    ) 9>"$WINEPREFIX.lock"
+}
+
+# Ends every program of the prefix, Wine's server in good order so that the registry is kept.
+wine_shutdown() {
+    local pid
+    pid=$(arm64_machine) || return 0
+    ARM64_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -k </dev/null >/dev/null 2>&1
+    ARM64_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -w </dev/null >/dev/null 2>&1
+    # All that is left in its namespace ends with it.
+    kill -KILL "$pid" 2>/dev/null
+    rm -f "$WINEPREFIX.machine"
+    return 0
+}
