@@ -1,0 +1,119 @@
+// Another compiler's reading of rpc/tesselservice.idl: widl's NDR 2.0 strings become ours by the
+// differences listed here and no others. widl knows no callbacks, so it takes the callback for the
+// fourth procedure, with an automatic binding; it writes neither NDR64 nor the placement of ARM64.
+#include <gtest/gtest.h>
+
+#include "rpc/stubs.h"
+#include "tests/rpc/stubtables.h"
+
+// widl's server stub: what it gives, and what it asks for.
+extern "C" {
+extern const RPC_SERVER_INTERFACE* const ServiceRpcInterface_v1_0_s_ifspec;
+void RemoteOpen() {}
+void RemoteClose() {}
+void RemoteRequest() {}
+void ReportResult() {}
+void REQUEST_CONTEXT_HANDLE_rundown() {}
+}
+
+namespace {
+
+// The lengths of widl's strings.
+constexpr std::size_t kTypesSize = 39;
+constexpr std::size_t kProceduresSize = 193;
+
+// At `offset` of widl's string stands `widl`, where `ours` stands in ours.
+struct Difference {
+    std::size_t offset;
+    const char* widl;
+    const char* ours;
+    const char* why;
+};
+
+const char kRobust[] = "checked correlation descriptors, which widl does not write";
+const char kBounds[] = "widl counts a context as 24 or 20 bytes, we as 56 or 36, upper bounds both";
+const char kUnserialized[] = "widl drops that calls on the context are not serialized";
+const char kBoolean[] = "widl takes a boolean for a character, the same byte on the wire";
+const char kOneString[] = "every string has an entry of its own in widl, all share one in ours";
+
+const Difference kTypes[] = {
+    {3, "00", "04", "the pointer itself lies on the stack"},
+    {7, "a0", "a4", kUnserialized},
+    {11, "00", "04", "the pointer itself lies on the stack"},
+    {15, "e0", "e5", "not serialized; and a context to close cannot be null"},
+    {19, "41", "45", kUnserialized},
+    {26, "11 08 25 5c 11 08 25 5c 11 08 25 5c", "", kOneString},
+};
+
+const Difference kProcedures[] = {
+    {16, "1800", "3800", kBounds},
+    {19, "02", "01", "a handle_t is a parameter in widl, a binding alone in ours"},
+    {21, "00", "01", kRobust},
+    {30, "4800 0000 08 00", "", "the handle_t as widl's parameter"},
+    {53, "e0", "e4", kUnserialized},
+    {58, "1800 1800", "3800 3800", kBounds},
+    {65, "00", "01", kRobust},
+    {91, "41", "44", "not serialized; a binding's flags do not say that it cannot be null"},
+    {96, "2500", "3100", kBounds},
+    {103, "00", "01", kRobust},
+    {128, "02", "03", kBoolean},
+    {140, "1c00", "1800", kOneString},
+    {142, "33", "34", "bound to the call in progress, not automatically"},
+    {148, "0300", "0000", "callbacks have numbers of their own"},
+    {159, "00", "01", kRobust},
+    {172, "2000", "1800", kOneString},
+    {178, "02", "03", kBoolean},
+    {190, "2400", "1800", kOneString},
+};
+
+// widl's string with the differences made, each of which must be there to make.
+template <std::size_t count>
+std::vector<std::uint8_t> Ours(const unsigned char* widl,
+                               std::size_t size,
+                               const Difference (&differences)[count]) {
+    std::vector<std::uint8_t> ours;
+    std::size_t at = 0;
+    for (const Difference& difference : differences) {
+        const std::vector<std::uint8_t> theirs = Bytes(difference.widl);
+        if (difference.offset < at || difference.offset + theirs.size() > size) {
+            ADD_FAILURE() << "no place for " << difference.offset << ": " << difference.why;
+            break;
+        }
+        ours.insert(ours.end(), widl + at, widl + difference.offset);
+        at = difference.offset + theirs.size();
+        EXPECT_EQ(std::vector<std::uint8_t>(widl + difference.offset, widl + at), theirs)
+            << difference.offset << ": " << difference.why;
+        EXPECT_STRNE(difference.widl, difference.ours);
+        const std::vector<std::uint8_t> replacement = Bytes(difference.ours);
+        ours.insert(ours.end(), replacement.begin(), replacement.end());
+    }
+    ours.insert(ours.end(), widl + at, widl + size);
+    return ours;
+}
+
+template <typename T>
+std::vector<std::uint8_t> BytesOf(const T& object) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&object);
+    return {bytes, bytes + sizeof(object)};
+}
+
+TEST(WidlCompare, TablesDifferOnlyAsListed) {
+    const RPC_SERVER_INTERFACE& served = *ServiceRpcInterface_v1_0_s_ifspec;
+    EXPECT_EQ(BytesOf(served.InterfaceId), BytesOf(kServiceRpcInterfaceId));
+    EXPECT_EQ(BytesOf(served.TransferSyntax), BytesOf(kNdr20Syntax));
+
+    const auto& info = *static_cast<const MIDL_SERVER_INFO*>(served.InterpreterInfo);
+    EXPECT_EQ(Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes),
+              BytesOf(ndr20::kTypeFormat.format));
+    EXPECT_EQ(Ours(info.ProcString, kProceduresSize, kProcedures),
+              BytesOf(ndr20::kProcFormat<NdrTarget::kX64>.format));
+
+    // widl's first procedure has one parameter more.
+    const auto& calls = ndr20::kProcOffsets<NdrTarget::kX64>;
+    EXPECT_EQ(info.FmtStringOffset[0], calls[0]);
+    EXPECT_EQ(info.FmtStringOffset[1], calls[1] + 6);
+    EXPECT_EQ(info.FmtStringOffset[2], calls[2] + 6);
+    EXPECT_EQ(info.FmtStringOffset[3], ndr20::kCallbackOffsets<NdrTarget::kX64>[0] + 6);
+}
+
+}  // namespace
