@@ -8,6 +8,7 @@ set(CMAKE_AR ${ZIG_DIRECTORY}/bin/ar)
 set(CMAKE_RANLIB ${ZIG_DIRECTORY}/bin/ranlib)
 set(CMAKE_DLLTOOL ${ZIG_DIRECTORY}/bin/dlltool)
 set(CMAKE_WIDL x86_64-w64-mingw32-widl)
+set(TESSEL_MACHINE arm64)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/arm64-run)
 
 # Resources are the same for every machine until the linker has them: x64's compiler serves.
@@ -17,10 +18,13 @@ set(TESSEL_RESOURCE_SUFFIX .res)
 # Zig compiles its runtime anew for each level of optimisation: one level for everything, and no program
 # linked by CMake's own checks. The smaller one: nothing here waits for the processor.
 set(TESSEL_OPTIMISATION -Os)
+set(CMAKE_C_FLAGS_INIT ${TESSEL_OPTIMISATION})
+set(CMAKE_CXX_FLAGS_INIT ${TESSEL_OPTIMISATION})
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 get_property(in_try_compile GLOBAL PROPERTY IN_TRY_COMPILE)
 if(NOT in_try_compile)
+  message(STATUS "Preparing the ARM64 compiler")
   execute_process(COMMAND ${ZIG_DIRECTORY}/install ${TESSEL_OPTIMISATION}
                   COMMAND_ERROR_IS_FATAL ANY)
 endif()

@@ -21,9 +21,9 @@ tesselctl() {
 # The control device. Its driver lives no longer than the prefix's server.
 NOTEBOOK_CONTROL_DEVICE_KEY='HKLM\SOFTWARE\Tessel Simulator\ControlDevice'
 
-# Runs a Windows program for its effect alone: nothing printed, and no pipe held by what it starts.
+# Runs a Windows program for its effect alone: nothing printed.
 notebook_quiet() {
-    timeout 60 "$WINE_DIR/wine64" "$@" </dev/null >/dev/null 2>&1
+    notebook_run "$@" >/dev/null
 }
 
 # Installs the driver (its .sys file is the argument), starts it, and lists it as the one device interface.

@@ -36,7 +36,8 @@ wine_shutdown() {
     return 0
 }
 
-# The same for ARM64 programs.
-if [ "${TESSEL_MACHINE:-x64}" = arm64 ]; then
+# Whose programs run is handed on to the scripts that this one starts.
+export TESSEL_MACHINE=${TESSEL_MACHINE:-x64}
+if [ "$TESSEL_MACHINE" = arm64 ]; then
     . "$TESSEL_ROOT/scripts/arm64.sh"
 fi
