@@ -6,13 +6,41 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "answerchannel.h"
 #include "rpc/clientstub.h"
-#include "simulator/wine/answerendpoint.h"
+#include "simulator/wine/answerchannel.h"
 
 namespace {
 
 constexpr unsigned kConcurrentCalls = 1234;
+
+void DeliverAnswer(handle_t /*binding*/,
+                   const wchar_t* command,
+                   boolean flag,
+                   long number,
+                   const wchar_t* text) {
+    ReportResult(command, flag, number, text);
+}
+
+const RPC_DISPATCH_FUNCTION kFunctions[] = {NdrServerCall2, nullptr};
+const RPC_DISPATCH_TABLE kDispatch = {1, Writable(kFunctions), 0};
+const SERVER_ROUTINE kRoutines[] = {
+    reinterpret_cast<SERVER_ROUTINE>(reinterpret_cast<void (*)()>(DeliverAnswer))};
+constexpr unsigned short kOffsets[] = {0};
+
+extern const MIDL_SERVER_INFO kServerInfo;
+
+const RPC_SERVER_INTERFACE kAnswerChannelServer = {sizeof(RPC_SERVER_INTERFACE),
+                                                   kAnswerChannelId,
+                                                   kNdr20Syntax,
+                                                   Writable(&kDispatch),
+                                                   0,
+                                                   nullptr,
+                                                   nullptr,
+                                                   &kServerInfo,
+                                                   0};
+const MIDL_STUB_DESC kStub = AnswerChannelStub(&kAnswerChannelServer);
+const MIDL_SERVER_INFO kServerInfo = {
+    &kStub, kRoutines, AnswerChannelProcString(), kOffsets, nullptr, nullptr, 0, nullptr};
 
 bool Serve() {
     std::wstring endpoint = AnswerEndpoint(GetCurrentProcessId());
@@ -21,7 +49,7 @@ bool Serve() {
         RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol), kConcurrentCalls,
                                reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
     if (status == RPC_S_OK) {
-        status = RpcServerRegisterIfEx(AnswerChannel_v1_0_s_ifspec, nullptr, nullptr,
+        status = RpcServerRegisterIfEx(Writable(&kAnswerChannelServer), nullptr, nullptr,
                                        RPC_IF_AUTOLISTEN, kConcurrentCalls, nullptr);
     }
     if (status != RPC_S_OK) {
@@ -34,11 +62,3 @@ bool Serve() {
 const bool g_serving = Serve();
 
 }  // namespace
-
-void DeliverAnswer(handle_t /*binding*/,
-                   const wchar_t* command,
-                   boolean flag,
-                   long number,
-                   const wchar_t* text) {
-    ReportResult(command, flag, number, text);
-}

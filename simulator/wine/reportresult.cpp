@@ -6,10 +6,20 @@
 #include <rpc.h>
 #include <rpcdcep.h>
 
-#include "answerchannel.h"
-#include "simulator/wine/answerendpoint.h"
+#include "simulator/wine/answerchannel.h"
 
 namespace {
+
+const RPC_CLIENT_INTERFACE kAnswerChannelClient = {sizeof(RPC_CLIENT_INTERFACE),
+                                                   kAnswerChannelId,
+                                                   kNdr20Syntax,
+                                                   nullptr,
+                                                   0,
+                                                   nullptr,
+                                                   0,
+                                                   nullptr,
+                                                   0};
+const MIDL_STUB_DESC kStub = AnswerChannelStub(&kAnswerChannelClient);
 
 // A thread answers one client many times. The binding belongs to the thread, so a failing call does
 // not lose it.
@@ -54,5 +64,6 @@ RPC_BINDING_HANDLE BindingToCaller() {
 }  // namespace
 
 void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    DeliverAnswer(BindingToCaller(), command, static_cast<boolean>(flag), number, text);
+    NdrClientCall2(&kStub, AnswerChannelProcString(), BindingToCaller(), command,
+                   static_cast<boolean>(flag), number, text);
 }
