@@ -7,16 +7,6 @@ export WINEPREFIX=${TESSEL_PREFIX:-$TESSEL_ROOT/build/wine-arm64}
 # With the emulator's own choice of processor Wine never ends; without the locale, names of files are ASCII.
 export QEMU_CPU=cortex-a72 LC_ALL=C.UTF-8
 
-# What building and running for ARM64 needs from Debian.
-arm64_install() {
-    . "$TESSEL_ROOT/scripts/setup.sh"
-    local packages=(ca-certificates cmake ninja-build binutils-mingw-w64-x86-64 mingw-w64-tools
-        qemu-user-static util-linux dpkg debian-archive-keyring)
-    # Other sources than Debian's have npm inside nodejs.
-    command -v npm >/dev/null || packages+=(nodejs npm)
-    install_packages "${packages[@]}"
-}
-
 # The mirror that the machine has its own Debian packages from.
 arm64_mirror() {
     apt-get indextargets --format '$(CREATED_BY) $(LABEL) $(COMPONENT) $(REPO_URI)' 2>/dev/null |

@@ -29,6 +29,15 @@ setup_x64() {
     install_packages cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64
 }
 
+# The same for the ARM64 programs, and the emulator that runs them.
+setup_arm64() {
+    local packages=(ca-certificates cmake ninja-build binutils-mingw-w64-x86-64 mingw-w64-tools
+        qemu-user-static debian-archive-keyring)
+    # Other sources than Debian's have npm inside nodejs.
+    command -v npm >/dev/null || packages+=(nodejs npm)
+    install_packages "${packages[@]}"
+}
+
 # Runs a command, showing its output only when it fails.
 quietly() {
     local log
