@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <oleauto.h>
 #include <rpc.h>
+#include <securitybaseapi.h>
 #include <share.h>
 
 #include <cstdio>
@@ -198,6 +199,14 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
 }
 
 int wmain() {
+    // The service derives its capability at the start. On the notebook that brings a cryptographic
+    // library with it, of which the comparison is not.
+    PSID* groups = nullptr;
+    PSID* capabilities = nullptr;
+    DWORD group_count = 0;
+    DWORD capability_count = 0;
+    DeriveCapabilitySidsFromName(L"bare", &groups, &group_count, &capabilities, &capability_count);
+
     std::wstring protocol = L"ncalrpc";
     std::wstring endpoint = kBareEndpoint;
     constexpr unsigned kCalls = 1234;

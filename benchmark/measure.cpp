@@ -1,6 +1,7 @@
 // Measures the service against the bare server, request by request, side by side.
-//   measure requests ROUNDS DOCUMENT     one line per kind of request
-//   measure start ROUNDS SERVICE BARE    from the start of each program to its first answer
+//   measure requests ROUNDS DOCUMENT     latency, one line per kind of request
+//   measure load ROUNDS CLIENTS          throughput of so many clients at once
+//   measure start ENDPOINT COMMAND       from the start of the program to its first answer
 //   measure hold ENDPOINT CLIENTS        so many clients answered and connected, until killed
 // Lines are fields separated by tabs, times in microseconds.
 #include <windows.h>
@@ -75,7 +76,8 @@ std::vector<Connection> Connect(const wchar_t* endpoint, int count) {
     return connections;
 }
 
-// A kind of request. `batch` requests make one round.
+// A kind of request. `batch` requests to each server make one round. Before each of them
+// `preparation`, if there is one, is sent to the service and not timed.
 struct Kind {
     const char* name;
     const wchar_t* command;
@@ -83,16 +85,13 @@ struct Kind {
     std::wstring text;
     BareWork bare;
     int batch;
+    const wchar_t* preparation = nullptr;
 };
 
-Times SendBatch(const Connection& connection, const Kind& kind) {
-    Times times;
-    for (int i = 0; i < kind.batch; ++i) {
-        const double start = Now();
-        connection.Send(kind.command, true, kind.number, kind.text.c_str());
-        times.push_back(Now() - start);
-    }
-    return times;
+double Send(const Connection& connection, const Kind& kind) {
+    const double start = Now();
+    connection.Send(kind.command, true, kind.number, kind.text.c_str());
+    return Now() - start;
 }
 
 Answer AnswerOf(const Connection& connection, const Kind& kind) {
@@ -110,7 +109,9 @@ struct Load {
 
 DWORD WINAPI SendLoad(void* load) {
     const auto& [connection, kind] = *static_cast<Load*>(load);
-    SendBatch(*connection, *kind);
+    for (int i = 0; i < kind->batch; ++i) {
+        Send(*connection, *kind);
+    }
     return 0;
 }
 
@@ -133,7 +134,7 @@ double Throughput(const std::vector<Connection>& connections, const Kind& kind) 
 }
 
 // One line: name, both medians, the median ratio of the rounds with its quartiles, both 99th
-// percentiles, and for throughput instead of those nothing.
+// percentiles.
 void Print(const char* name, const Times& ours, const Times& bare, const Times& ratios) {
     std::printf("%s\t%.1f\t%.1f\t%.3f\t%.3f\t%.3f\t%.1f\t%.1f\n", name, Median(ours), Median(bare),
                 Median(ratios), Quantile(ratios, 0.25), Quantile(ratios, 0.75),
@@ -141,99 +142,85 @@ void Print(const char* name, const Times& ours, const Times& bare, const Times& 
     std::fflush(stdout);
 }
 
-// Rounds of ours and bare; which one goes first changes from round to round.
-template <typename MeasureOurs, typename MeasureBare>
-void Alternate(int rounds, MeasureOurs ours, MeasureBare bare) {
-    for (int round = 0; round < rounds; ++round) {
-        if (round % 2 == 0) {
-            ours();
-            bare();
-        } else {
-            bare();
-            ours();
-        }
-    }
-}
-
-void Append(Times& all, const Times& more) {
-    all.insert(all.end(), more.begin(), more.end());
-}
-
+// One request to each in turn, and which one goes first changes as well, so that whatever else the
+// machine does meets both.
 void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const Connection& bare) {
     bare.Send(kChooseWork, false, static_cast<long>(kind.bare), kind.text.c_str());
-    if (kind.bare != BareWork::kSendDocument && AnswerOf(ours, kind) != AnswerOf(bare, kind)) {
+    if (AnswerOf(ours, kind) != AnswerOf(bare, kind)) {
         std::printf("%s: the bare server answers differently\n", kind.name);
         std::exit(1);
     }
-    SendBatch(ours, kind);
-    SendBatch(bare, kind);
     Times our_times;
     Times bare_times;
-    Times our_medians;
-    Times bare_medians;
-    Alternate(
-        rounds,
-        [&] {
-            const Times times = SendBatch(ours, kind);
-            our_medians.push_back(Median(times));
-            Append(our_times, times);
-        },
-        [&] {
-            const Times times = SendBatch(bare, kind);
-            bare_medians.push_back(Median(times));
-            Append(bare_times, times);
-        });
     Times ratios;
-    for (std::size_t i = 0; i < our_medians.size(); ++i) {
-        ratios.push_back(our_medians[i] / bare_medians[i]);
+    for (int round = 0; round <= rounds; ++round) {
+        Times our_round;
+        Times bare_round;
+        for (int i = 0; i < 2 * kind.batch; ++i) {
+            if (kind.preparation != nullptr) {
+                ours.Send(kind.preparation, false, 0, L"");
+            }
+            if (((i >> 1) ^ i) % 2 == 0) {
+                our_round.push_back(Send(ours, kind));
+            } else {
+                bare_round.push_back(Send(bare, kind));
+            }
+        }
+        if (round > 0) {
+            ratios.push_back(Median(our_round) / Median(bare_round));
+            our_times.insert(our_times.end(), our_round.begin(), our_round.end());
+            bare_times.insert(bare_times.end(), bare_round.begin(), bare_round.end());
+        }
     }
     Print(kind.name, our_times, bare_times, ratios);
 }
 
-void MeasureThroughput(const Kind& kind, int rounds, int clients) {
+int MeasureLoad(int rounds, int clients) {
+    const Kind kind = {
+        "requests per second", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 100};
     const std::vector<Connection> ours = Connect(L"TesselRpcEndpoint", clients);
     const std::vector<Connection> bare = Connect(kBareEndpoint, clients);
     bare.front().Send(kChooseWork, false, static_cast<long>(kind.bare), L"");
-    Throughput(ours, kind);
-    Throughput(bare, kind);
     Times our_rates;
     Times bare_rates;
-    Alternate(
-        rounds, [&] { our_rates.push_back(Throughput(ours, kind)); },
-        [&] { bare_rates.push_back(Throughput(bare, kind)); });
     Times ratios;
-    for (std::size_t i = 0; i < our_rates.size(); ++i) {
-        // As for times: above 1 is slower than bare.
-        ratios.push_back(bare_rates[i] / our_rates[i]);
+    for (int round = 0; round <= rounds; ++round) {
+        const double our_rate = Throughput(ours, kind);
+        const double bare_rate = Throughput(bare, kind);
+        if (round > 0) {
+            our_rates.push_back(our_rate);
+            bare_rates.push_back(bare_rate);
+            // As for times: above 1 is worse than bare.
+            ratios.push_back(bare_rate / our_rate);
+        }
     }
     Print(kind.name, our_rates, bare_rates, ratios);
+    return 0;
 }
 
 int MeasureRequests(int rounds, const wchar_t* document) {
     const Connection ours(L"TesselRpcEndpoint");
     const Connection bare(kBareEndpoint);
     const std::wstring room(64, L' ');
+    constexpr wchar_t kToModem[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
+    constexpr wchar_t kToWindows[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
     const Kind kinds[] = {
         {"no work", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 200},
         {"setting written", L"REGISTRYHELPER_SETPENSETTING", 7, L"", BareWork::kWriteSetting, 200},
         {"setting read", L"REGISTRYHELPER_GETPENSETTING", 0, L"", BareWork::kReadSetting, 200},
-        {"USB to the modem", L"USBPATHCHANGER_CHANGEUSBPATHTOCP", 0, L"", BareWork::kRouteToModem,
-         10},
-        {"USB to Windows", L"USBPATHCHANGER_CHANGEUSBPATHTOAP", 0, L"", BareWork::kRouteToWindows,
-         10},
+        {"USB to the modem", kToModem, 0, L"", BareWork::kRouteToModem, 20},
+        {"USB to Windows", kToWindows, 0, L"", BareWork::kRouteToWindows, 20, kToModem},
+        {"USB to Windows, nothing there", kToWindows, 0, L"", BareWork::kRouteToWindows, 20},
         {"modem state", L"MBNHELPER_CHECKINTERFACE", 0, L"", BareWork::kReadyState, 20},
         {"SIM number", L"MBNHELPER_GETSIMICCID", 0, room, BareWork::kSimIccId, 20},
         {"document, file read", L"COMMONHELPER_READEULADOCUMENT", 0, document,
-         BareWork::kReadAndSendDocument, 5},
+         BareWork::kReadAndSendDocument, 10},
         {"document, reply alone", L"COMMONHELPER_READEULADOCUMENT", 0, document,
-         BareWork::kSendDocument, 5},
+         BareWork::kSendDocument, 10},
     };
     for (const Kind& kind : kinds) {
         MeasureLatency(kind, rounds, ours, bare);
     }
-    const Kind load = {
-        "requests per second", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 200};
-    MeasureThroughput(load, rounds, 8);
     return 0;
 }
 
@@ -251,7 +238,7 @@ DWORD WINAPI AskOnce(void* context) {
 }
 
 // Starts the program and asks until it answers; the program is ended then.
-double TimeToFirstAnswer(std::wstring command, const wchar_t* endpoint) {
+int MeasureStart(const wchar_t* endpoint, std::wstring command) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
@@ -259,39 +246,22 @@ double TimeToFirstAnswer(std::wstring command, const wchar_t* endpoint) {
     const double start = Now();
     if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                         &startup, &process)) {
-        std::printf("cannot start %ls\n", command.c_str());
-        std::exit(1);
+        return 1;
     }
     while (!attempt.answered) {
         HANDLE thread = CreateThread(nullptr, 0, AskOnce, &attempt, 0, nullptr);
         WaitForSingleObject(thread, INFINITE);
         CloseHandle(thread);
     }
-    const double time = Now() - start;
+    std::printf("%.1f\n", Now() - start);
     TerminateProcess(process.hProcess, 0);
     WaitForSingleObject(process.hProcess, INFINITE);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return time;
-}
-
-int MeasureStart(int rounds, const std::wstring& service, const std::wstring& bare_server) {
-    Times ours;
-    Times bare;
-    Times ratios;
-    Alternate(
-        rounds,
-        [&] { ours.push_back(TimeToFirstAnswer(service + L" -console", L"TesselRpcEndpoint")); },
-        [&] { bare.push_back(TimeToFirstAnswer(bare_server, kBareEndpoint)); });
-    for (std::size_t i = 0; i < ours.size(); ++i) {
-        ratios.push_back(ours[i] / bare[i]);
-    }
-    Print("start to first answer", ours, bare, ratios);
     return 0;
 }
 
 int Hold(const wchar_t* endpoint, int clients) {
-    Throughput(Connect(endpoint, clients), {"", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 20});
+    Throughput(Connect(endpoint, clients),
+               {"", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 20});
     std::printf("%ld answers\n", g_answers.load());
     std::fflush(stdout);
     Sleep(INFINITE);
@@ -318,8 +288,11 @@ int wmain(int argc, wchar_t** argv) {
     if (mode == L"requests") {
         return MeasureRequests(std::wcstol(argv[2], nullptr, 10), argv[3]);
     }
-    if (mode == L"start" && argc > 4) {
-        return MeasureStart(std::wcstol(argv[2], nullptr, 10), argv[3], argv[4]);
+    if (mode == L"load") {
+        return MeasureLoad(std::wcstol(argv[2], nullptr, 10), std::wcstol(argv[3], nullptr, 10));
+    }
+    if (mode == L"start") {
+        return MeasureStart(argv[2], argv[3]);
     }
     if (mode == L"hold") {
         return Hold(argv[2], std::wcstol(argv[3], nullptr, 10));
