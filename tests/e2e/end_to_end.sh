@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
 # remove; and clients that die in the middle.
-# end_to_end.sh DIRECTORY-OF-PROGRAMS LOGGED-SERVICE CRASHING-CLIENT
+# end_to_end.sh DIRECTORY-OF-PROGRAMS LOGGED-SERVICE CRASHING-CLIENT EXAMPLE
 set -u
-programs=$1 logged=$2 crashclient=$3
+programs=$1 logged=$2 crashclient=$3 example=$4
 . "$(dirname "$0")/../../scripts/wine.sh"
 . "$(dirname "$0")/../../scripts/notebook.sh"
 failures=0
@@ -48,7 +48,7 @@ wait_for_service() {
 
 wine_prefix_ready || exit 1
 notebook_install_programs "$programs"
-cp "$logged" "$crashclient" "$WINEPREFIX/drive_c/Tessel/"
+cp "$logged" "$crashclient" "$example" "$WINEPREFIX/drive_c/Tessel/"
 tessel_service -remove >/dev/null
 rm -f "$log"
 
@@ -80,6 +80,8 @@ expect "json" 0 '{"command":"REGISTRYHELPER_SETSCREENMODE","flag":true,"number":
     tesselctl REGISTRYHELPER_SETSCREENMODE --int 5 --text x --json
 expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  text=""' \
     tesselctl REGISTRYHELPER_GETSCREENMODE
+expect "documented example" 0 $'screen mode 5\nno SIM card was read' \
+    notebook_run 'C:\Tessel\example_client.exe'
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense

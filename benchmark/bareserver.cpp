@@ -1,0 +1,221 @@
+// The yardstick: a server of the same interface with nothing around the Windows calls of a command.
+// It serves "TesselBareEndpoint" until it is killed.
+#include <windows.h>
+#include <oleauto.h>
+#include <rpc.h>
+#include <securitybaseapi.h>
+#include <share.h>
+
+#include <cstdio>
+#include <cwchar>
+#include <string>
+
+#include "benchmark/barework.h"
+#include "mbn/mbnapi.h"
+#include "rpc/reportresult.h"
+#include "rpc/request.h"
+#include "rpc/serverstub.h"
+#include "usbpath/usbfnvalues.h"
+
+namespace {
+
+constexpr wchar_t kPenOptionKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption";
+constexpr wchar_t kButtonAction[] = L"ButtonAction";
+
+BareWork g_work = BareWork::kAnswer;
+std::wstring g_document;
+
+long ReadSetting() {
+    HKEY key = nullptr;
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPenOptionKey, 0, KEY_ALL_ACCESS, &key);
+    RegQueryValueExW(key, kButtonAction, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size);
+    RegCloseKey(key);
+    return static_cast<long>(value);
+}
+
+void Store(const wchar_t* path, const wchar_t* name, DWORD type, const void* data, size_t size) {
+    HKEY key = nullptr;
+    RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
+    RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
+    RegCloseKey(key);
+}
+
+template <typename Steps>
+void Route(const Steps& steps) {
+    for (const UsbfnStep& step : steps) {
+        switch (step.action) {
+            case UsbfnAction::kDelete: {
+                HKEY key = nullptr;
+                RegOpenKeyExW(HKEY_LOCAL_MACHINE, step.key_path, 0, KEY_ALL_ACCESS, &key);
+                RegDeleteValueW(key, step.value_name);
+                RegCloseKey(key);
+                break;
+            }
+            case UsbfnAction::kSetDword:
+                Store(step.key_path, step.value_name, REG_DWORD, &step.number, sizeof(step.number));
+                break;
+            case UsbfnAction::kSetString:
+                Store(step.key_path, step.value_name, REG_SZ, step.text.data(),
+                      (step.text.size() + 1) * sizeof(wchar_t));
+                break;
+            case UsbfnAction::kSetInterfaceList:
+                Store(step.key_path, step.value_name, REG_MULTI_SZ, step.text.data(),
+                      step.text.size() * sizeof(wchar_t));
+                break;
+            case UsbfnAction::kSetBinary:
+                Store(step.key_path, step.value_name, REG_BINARY, step.bytes.data(),
+                      step.bytes.size());
+                break;
+        }
+    }
+}
+
+// Reads the whole file and keeps nothing of it.
+void ReadDocument(const wchar_t* path) {
+    static thread_local char chunk[16384];
+    std::FILE* file = _wfsopen(path, L"rt", _SH_DENYNO);
+    while (std::fread(chunk, 1, sizeof(chunk), file) > 0) {
+    }
+    std::fclose(file);
+}
+
+// What the service sends for the file.
+std::wstring DocumentText(const wchar_t* path) {
+    std::wstring text;
+    std::FILE* file = _wfsopen(path, L"rt", _SH_DENYNO);
+    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
+        text += static_cast<wchar_t>(static_cast<signed char>(c));
+    }
+    std::fclose(file);
+    return text.ends_with(L'\n') ? text : text + L'\n';
+}
+
+// The calls of a question to the modem, which has one interface.
+template <typename Ask>
+void AskModem(Ask ask) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    IMbnInterfaceManager* manager = nullptr;
+    CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL, IID_IMbnInterfaceManager,
+                     reinterpret_cast<void**>(&manager));
+    SAFEARRAY* interfaces = nullptr;
+    manager->GetInterfaces(&interfaces);
+    LONG lower = 0;
+    LONG upper = 0;
+    SafeArrayGetLBound(interfaces, 1, &lower);
+    SafeArrayGetUBound(interfaces, 1, &upper);
+    IUnknown* unknown = nullptr;
+    SafeArrayGetElement(interfaces, &lower, &unknown);
+    IMbnInterface* modem = nullptr;
+    unknown->QueryInterface(IID_IMbnInterface, reinterpret_cast<void**>(&modem));
+    ask(*modem);
+    modem->Release();
+    unknown->Release();
+    SafeArrayDestroy(interfaces);
+    manager->Release();
+    CoUninitialize();
+}
+
+long ReadyState() {
+    MBN_READY_STATE state = MBN_READY_STATE_OFF;
+    AskModem([&](IMbnInterface& modem) { modem.GetReadyState(&state); });
+    return state;
+}
+
+void SimIccId(wchar_t* text) {
+    AskModem([&](IMbnInterface& modem) {
+        IMbnSubscriberInformation* information = nullptr;
+        modem.GetSubscriberInformation(&information);
+        BSTR id = nullptr;
+        information->get_SimIccID(&id);
+        std::wcscpy(text, id);
+        SysFreeString(id);
+        information->Release();
+    });
+}
+
+void Choose(long work, const wchar_t* document) {
+    g_work = static_cast<BareWork>(work);
+    if (g_work == BareWork::kSendDocument || g_work == BareWork::kReadAndSendDocument) {
+        g_document = DocumentText(document);
+    }
+}
+
+}  // namespace
+
+void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
+    *context = &g_work;
+}
+
+void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
+    *context = nullptr;
+}
+
+void __RPC_USER RequestContextRundown(void* /*context*/) {}
+
+void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
+                   const wchar_t* requestString,
+                   boolean data_bool,
+                   long data_int,
+                   wchar_t* data_string) {
+    if (std::wcscmp(requestString, kChooseWork) == 0) {
+        Choose(data_int, data_string);
+        return;
+    }
+    bool flag = data_bool != 0;
+    const wchar_t* text = data_string;
+    switch (g_work) {
+        case BareWork::kAnswer:
+            break;
+        case BareWork::kReadSetting:
+            data_int = ReadSetting();
+            break;
+        case BareWork::kWriteSetting:
+            Store(kPenOptionKey, kButtonAction, REG_DWORD, &data_int, sizeof(data_int));
+            flag = true;
+            break;
+        case BareWork::kRouteToModem:
+            Route(kCpSequence);
+            break;
+        case BareWork::kRouteToWindows:
+            Route(kApSequence);
+            break;
+        case BareWork::kReadAndSendDocument:
+            ReadDocument(data_string);
+            text = g_document.c_str();
+            break;
+        case BareWork::kSendDocument:
+            text = g_document.c_str();
+            break;
+        case BareWork::kReadyState:
+            data_int = ReadyState();
+            break;
+        case BareWork::kSimIccId:
+            SimIccId(data_string);
+            break;
+    }
+    ReportResult(requestString, flag, data_int, text);
+}
+
+int wmain() {
+    // The service derives its capability at the start. On the notebook that brings a cryptographic
+    // library with it, of which the comparison is not.
+    PSID* groups = nullptr;
+    PSID* capabilities = nullptr;
+    DWORD group_count = 0;
+    DWORD capability_count = 0;
+    DeriveCapabilitySidsFromName(L"bare", &groups, &group_count, &capabilities, &capability_count);
+
+    std::wstring protocol = L"ncalrpc";
+    std::wstring endpoint = kBareEndpoint;
+    constexpr unsigned kCalls = 1234;
+    RPC_STATUS status =
+        RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol.data()), 10,
+                               reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
+    if (status == RPC_S_OK) {
+        status = RpcServerRegisterIfEx(Writable(&kServiceRpcServerInterface), nullptr, nullptr,
+                                       RPC_IF_AUTOLISTEN, kCalls, nullptr);
+    }
+    return status == RPC_S_OK ? RpcServerListen(1, kCalls, FALSE) : status;
+}
