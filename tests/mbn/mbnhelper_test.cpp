@@ -10,7 +10,6 @@
 
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
-#include "mbn/mbnprofile.h"
 #include "rpc/reportresult.h"
 #include "tests/support/recordedconsole.h"
 #include "tests/support/interposed.h"
@@ -21,8 +20,6 @@ namespace {
 
 std::mutex g_reports_mutex;
 std::vector<Report> g_reports;
-// Whether one thread alone is at work, so that what it holds can be told.
-bool g_alone = true;
 
 void ExpectNothingHeld() {
     EXPECT_EQ(HeldOfModem(), 0);
@@ -33,7 +30,7 @@ void ExpectNothingHeld() {
 
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
 void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    if (g_alone) {
+    if (g_watch.on) {
         ExpectNothingHeld();
     }
     std::lock_guard lock(g_reports_mutex);
@@ -48,7 +45,6 @@ class MbnHelperTest : public testing::Test {
         RegisterModem(true);
         ClearModem();
         g_reports.clear();
-        g_alone = true;
         g_watch = {true, {"CoInitializeEx"}};
         g_aliveWhenLeft = 0;
         ClearPrintedText();
@@ -185,19 +181,6 @@ TEST_F(MbnHelperTest, ReadsNothingForOtherSelectors) {
     EXPECT_EQ(text, nullptr);
 }
 
-TEST_F(MbnHelperTest, AnswersOnAMachineWithoutTheApi) {
-    RegisterModem(false);
-    EXPECT_EQ(NumberAfter(L"MBNHELPER_CHECKSIMSTATUS"), 0);
-    EXPECT_EQ(PrintedText(), L"CoCreateInstance error");
-    ClearPrintedText();
-    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"d|apn"), L"d");
-    // Deletion, the four questions to the SIM, creation.
-    const std::wstring no_profiles = L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
-    const std::wstring no_interface = L"CoCreateInstance error";
-    EXPECT_EQ(PrintedText(), no_profiles + no_interface + no_interface + no_interface +
-                                 no_interface + no_profiles);
-}
-
 TEST_F(MbnHelperTest, ConnectsWhatIsNeitherConnectedNorConnecting) {
     for (long state : {0, 1, 2, 3, 77}) {
         ClearModem();
@@ -283,7 +266,6 @@ TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
 TEST_F(MbnHelperTest, ServesManyRequestsAtOnce) {
     AddInterface(L"0");
     AddInterface(L"1");
-    g_alone = false;
     g_watch.on = false;
     constexpr int kThreads = 32;
     constexpr int kRounds = 10;
