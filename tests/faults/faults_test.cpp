@@ -37,6 +37,7 @@ int g_heldAtAnswer = 0;
 std::wstring g_traces;
 const wchar_t* g_states = L"";
 bool g_exits = false;
+bool g_opening = false;
 void* g_context = nullptr;
 jmp_buf g_exit;
 
@@ -74,7 +75,7 @@ extern "C" [[noreturn]] void __wrap_exit(int code) {
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
     void* block = __real_calloc(count, size);
-    if (g_watch.on && size == sizeof(RequestContext)) {
+    if (g_opening && size == sizeof(RequestContext)) {
         g_context = block;
         ++g_watch.held;
     }
@@ -93,7 +94,7 @@ extern "C" void __wrap_free(void* block) {
 namespace {
 
 CONFIGRET GiveList(GUID*, wchar_t*, wchar_t* buffer, ULONG length, ULONG) {
-    wcsncpy(buffer, L"document.txt\0", length);
+    wcsncpy(buffer, L"NUL\0", length);
     return CR_SUCCESS;
 }
 
@@ -135,7 +136,7 @@ INTERPOSE(RegSetValueExW, kNone);
 INTERPOSE(RegDeleteValueW, kNone);
 INTERPOSE_BY(CM_Get_Device_Interface_List_SizeW,
              kNone,
-             (*std::get<0>(std::tuple(arguments...)) = 14, CR_SUCCESS));
+             (*std::get<0>(std::tuple(arguments...)) = 5, CR_SUCCESS));
 INTERPOSE_BY(CM_Get_Device_Interface_ListW, kNone, GiveList(arguments...));
 INTERPOSE(CreateFileW, kOpensHandle);
 INTERPOSE_BY(DeviceIoControl, kNone, GiveValue(arguments...));
@@ -232,9 +233,9 @@ void RunProgram(const std::wstring& action) {
 
 void OpenContext() {
     REQUEST_CONTEXT_HANDLE context = nullptr;
-    g_watch.on = true;
+    g_watch.on = g_opening = true;
     RemoteOpen(nullptr, &context);
-    g_watch.on = false;
+    g_watch.on = g_opening = false;
     if (context == nullptr) {
         g_traces += L"no context";
     } else {
