@@ -12,68 +12,7 @@ AnswerFormat g_format = AnswerFormat::kPlain;
 std::wstring g_room;
 std::atomic<long> g_count = 0;
 
-bool IsLoneSurrogate(std::wstring_view text, std::size_t i) {
-    const auto is_high = [](wchar_t c) { return c >= 0xD800 && c <= 0xDBFF; };
-    const auto is_low = [](wchar_t c) { return c >= 0xDC00 && c <= 0xDFFF; };
-    if (is_high(text[i])) {
-        return i + 1 == text.size() || !is_low(text[i + 1]);
-    }
-    return is_low(text[i]) && (i == 0 || !is_high(text[i - 1]));
-}
-
-// A JSON string, which people can read as well.
-std::wstring Quoted(std::wstring_view text) {
-    static constexpr wchar_t kHex[] = L"0123456789abcdef";
-    std::wstring out = L"\"";
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const wchar_t c = text[i];
-        switch (c) {
-            case L'"':
-            case L'\\':
-                out += L'\\';
-                out += c;
-                break;
-            case L'\n':
-                out += L"\\n";
-                break;
-            case L'\r':
-                out += L"\\r";
-                break;
-            case L'\t':
-                out += L"\\t";
-                break;
-            default:
-                if (c < 0x20 || IsLoneSurrogate(text, i)) {
-                    out += L"\\u";
-                    for (int shift = 12; shift >= 0; shift -= 4) {
-                        out += kHex[(c >> shift) & 0xF];
-                    }
-                } else {
-                    out += c;
-                }
-        }
-    }
-    return out + L'"';
-}
-
 }  // namespace
-
-std::wstring FormatAnswer(AnswerFormat format,
-                          std::wstring_view room,
-                          std::wstring_view command,
-                          bool flag,
-                          long number,
-                          std::wstring_view text) {
-    const bool unread = !room.empty() && text == room;
-    const std::wstring shown = unread ? L"\"\"" : Quoted(text);
-    const wchar_t* flag_text = flag ? L"true" : L"false";
-    if (format == AnswerFormat::kJson) {
-        return L"{\"command\":" + Quoted(command) + L",\"flag\":" + flag_text + L",\"number\":" +
-               std::to_wstring(number) + L",\"text\":" + shown + L"}";
-    }
-    return std::wstring(command) + L"  flag=" + flag_text + L"  number=" + std::to_wstring(number) +
-           L"  text=" + shown + (unread ? L" (nothing was read)" : L"");
-}
 
 void PrintAnswersAs(AnswerFormat format, std::wstring room) {
     g_format = format;

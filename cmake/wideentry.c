@@ -1,9 +1,14 @@
-/* The wide entry point for a C runtime that starts only main: calls wmain with the arguments as wide texts. */
+/* The wide entry point for a C runtime that starts only main: calls wmain with the arguments as
+ * wide texts. */
 #include <stdlib.h>
 #include <wchar.h>
 
 int wmain(int argc, wchar_t** argv);
-int __wgetmainargs(int* argc, wchar_t*** argv, wchar_t*** environment, int wildcards, int* new_mode);
+int __wgetmainargs(int* argc,
+                   wchar_t*** argv,
+                   wchar_t*** environment,
+                   int wildcards,
+                   int* new_mode);
 
 int main(void) {
     int argc = 0;

@@ -4,12 +4,12 @@
 #include <io.h>
 #include <share.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
 #include <utility>
 
+#include "text/widebytes.h"
 #include "win32/stdiofile.h"
 
 namespace {
@@ -35,10 +35,7 @@ std::wstring ReadDocumentText(const wchar_t* path) {
     }
     std::array<signed char, 16384> chunk;
     while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), file.Get())) {
-        const std::size_t old_length = text.size();
-        text.resize(old_length + count);
-        std::transform(chunk.data(), chunk.data() + count, text.data() + old_length,
-                       [](signed char byte) { return static_cast<wchar_t>(byte); });
+        AppendWidened(text, {chunk.data(), count});
     }
     if (!text.empty() && text.back() != L'\n') {
         text += L'\n';

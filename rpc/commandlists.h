@@ -2,6 +2,10 @@
 // contract's.
 #pragma once
 
+#include <algorithm>
+#include <cwchar>
+#include <span>
+
 inline constexpr const wchar_t* kRegistryHelperCommands[] = {
     L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
     L"REGISTRYHELPER_GETPENSETTING",
@@ -43,3 +47,9 @@ inline constexpr const wchar_t* kUsbPathChangerCommands[] = {
     L"USBPATHCHANGER_CHANGEUSBPATHTOCP",
     L"USBPATHCHANGER_CHANGEUSBPATHTOAP",
 };
+
+// Whether `command` is in the list: compared whole and case-sensitively.
+inline bool ListsCommand(std::span<const wchar_t* const> commands, const wchar_t* command) {
+    return std::ranges::any_of(
+        commands, [=](const wchar_t* name) { return std::wcscmp(command, name) == 0; });
+}

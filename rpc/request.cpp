@@ -1,8 +1,6 @@
 #include "rpc/request.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <cwchar>
 #include <exception>
 #include <new>
 #include <span>
@@ -29,11 +27,6 @@ const CommandFamily kFamilies[] = {
     {kMbnHelperCommands, MbnHelperCommand},           {kBleHelperCommands, BleHelperCommand},
     {kUsbPathChangerCommands, UsbPathChangerCommand},
 };
-
-bool Holds(const CommandFamily& family, const wchar_t* command) {
-    return std::ranges::any_of(
-        family.commands, [=](const wchar_t* name) { return std::wcscmp(command, name) == 0; });
-}
 
 // A fixed line; lost when there is no memory for it.
 void LogLine(const char* text) {
@@ -113,7 +106,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
     }
     try {
         for (const CommandFamily& family : kFamilies) {
-            if (Holds(family, requestString)) {
+            if (ListsCommand(family.commands, requestString)) {
                 family.handler(nullptr, requestString, flag, data_int, data_string);
             }
         }

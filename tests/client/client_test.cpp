@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "client/answers.h"
+#include "client/answerformat.h"
 #include "client/commandhelp.h"
 #include "client/options.h"
 

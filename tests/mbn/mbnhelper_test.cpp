@@ -10,31 +10,27 @@
 
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
-#include "mbn/mbnprofile.h"
 #include "rpc/reportresult.h"
-#include "tests/mbn/watchedcom.h"
 #include "tests/support/recordedconsole.h"
+#include "tests/support/interposed.h"
 #include "tests/support/recordedreport.h"
+#include "tests/support/simulatedmodem.h"
 
 namespace {
 
 std::mutex g_reports_mutex;
 std::vector<Report> g_reports;
-// Whether one thread alone is at work, so that what it holds can be told.
-bool g_alone = true;
-LONG g_strings_before = 0;
 
 void ExpectNothingHeld() {
-    EXPECT_EQ(SimulatedModemLiveObjects(), 0);
-    EXPECT_EQ(Watched().join.calls, Watched().left);
-    EXPECT_EQ(Watched().freed_strings, SimulatedModemStringsGiven() - g_strings_before);
+    EXPECT_EQ(HeldOfModem(), 0);
+    EXPECT_EQ(g_watch.held, 0) << "apartments not left";
 }
 
 }  // namespace
 
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
 void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    if (g_alone) {
+    if (g_watch.on) {
         ExpectNothingHeld();
     }
     std::lock_guard lock(g_reports_mutex);
@@ -43,81 +39,24 @@ void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t*
 
 namespace {
 
-constexpr wchar_t kModem[] = L"SOFTWARE\\Tessel Simulator\\Modem";
-
-std::wstring KeyOf(const std::wstring& place) {
-    return place.empty() ? kModem : std::wstring(kModem) + L"\\" + place;
-}
-
-void Set(const std::wstring& place, const wchar_t* name, DWORD value) {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, REG_DWORD, &value,
-                    sizeof(value));
-}
-
-void Set(const std::wstring& place, const wchar_t* name, const std::wstring& text) {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, REG_SZ, text.c_str(),
-                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
-}
-
-void Fail(const std::wstring& place, const wchar_t* name) {
-    Set(place, name, static_cast<DWORD>(E_PENDING));
-}
-
-// The number, or -1 if there is none.
-long Number(const std::wstring& place, const wchar_t* name) {
-    DWORD value = 0;
-    DWORD size = sizeof(value);
-    return RegGetValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, RRF_RT_REG_DWORD, nullptr,
-                        &value, &size) == ERROR_SUCCESS
-               ? static_cast<long>(value)
-               : -1;
-}
-
-// The text, empty if there is none.
-std::wstring Text(const std::wstring& place, const wchar_t* name) {
-    wchar_t text[2048] = {};
-    DWORD size = sizeof(text);
-    RegGetValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, RRF_RT_REG_SZ, nullptr, text,
-                 &size);
-    return text;
-}
-
-void ClearModem() {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, kModem);
-}
-
-void AddInterface(const std::wstring& place, DWORD ready_state = MBN_READY_STATE_INITIALIZED) {
-    Set(place, L"ReadyState", ready_state);
-    Set(place, L"SubscriberId", L"subscriber" + place);
-    Set(place, L"SimIccId", L"iccid" + place);
-    Set(place, L"ProviderId", L"id" + place);
-    Set(place, L"ProviderName", L"name" + place);
-}
-
 class MbnHelperTest : public testing::Test {
  protected:
     void SetUp() override {
         RegisterModem(true);
         ClearModem();
         g_reports.clear();
-        g_alone = true;
-        Reset();
+        g_watch = {true, {"CoInitializeEx"}};
+        g_aliveWhenLeft = 0;
+        ClearPrintedText();
     }
 
     // Whatever a test did, everything that the modem gave was given back, inside the apartment.
     void TearDown() override {
         ExpectNothingHeld();
-        if (g_alone) {
-            EXPECT_EQ(Watched().alive_when_left, 0);
-        }
+        EXPECT_EQ(g_aliveWhenLeft, 0);
+        g_watch.on = false;
         ClearModem();
         RegisterModem(false);
-    }
-
-    static void Reset() {
-        ClearPrintedText();
-        Watched() = {};
-        g_strings_before = SimulatedModemStringsGiven();
     }
 
     // Carries out one command and returns its answer.
@@ -155,7 +94,7 @@ TEST_F(MbnHelperTest, LeavesTheModemAloneWhereNothingIsAskedOfIt) {
     for (const wchar_t* unknown : {L"MBNHELPER_QUERYPROFILE", L"mbnhelper_connect", L""}) {
         EXPECT_FALSE(Do(unknown)) << unknown;
     }
-    EXPECT_EQ(Watched().join.calls, 0);
+    EXPECT_EQ(g_watch.calls, 0) << "an apartment was joined";
 }
 
 TEST_F(MbnHelperTest, ReportsTheReadyStateOfTheLastInterfaceThatTellsIt) {
@@ -166,9 +105,9 @@ TEST_F(MbnHelperTest, ReportsTheReadyStateOfTheLastInterfaceThatTellsIt) {
         EXPECT_EQ(NumberAfter(command), 5);
         AddInterface(L"1", MBN_READY_STATE_SIM_NOT_INSERTED);
         AddInterface(L"2", MBN_READY_STATE_BAD_SIM);
-        Set(L"", L"LowerBound", static_cast<DWORD>(-2));
+        SetModem(L"", L"LowerBound", static_cast<DWORD>(-2));
         EXPECT_EQ(NumberAfter(command), 3);
-        Fail(L"2", L"FailGetReadyState");
+        FailModem(L"2", L"FailGetReadyState");
         EXPECT_EQ(NumberAfter(command), 2);
     }
 }
@@ -192,15 +131,15 @@ TEST_F(MbnHelperTest, CopiesAQueriedTextIntoTheRoomThereIs) {
         ClearModem();
         EXPECT_EQ(TextAfter(query.command), L"untouched");
         AddInterface(L"0");
-        Set(L"0", query.value, L"450051234567890");
+        SetModem(L"0", query.value, L"450051234567890");
         EXPECT_EQ(TextAfter(query.command, L"a text with room to spare"), L"450051234567890");
         EXPECT_EQ(TextAfter(query.command, L"fifteen exactly"), L"450051234567890");
         EXPECT_EQ(TextAfter(query.command, L"four"), L"4500");
         EXPECT_EQ(TextAfter(query.command, L""), L"");
         // An empty text is a value, a missing one is not.
-        Set(L"0", query.value, L"");
+        SetModem(L"0", query.value, L"");
         EXPECT_EQ(TextAfter(query.command), L"");
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(L"0").c_str(), query.value);
+        RemoveFromModem(L"0", query.value);
         EXPECT_EQ(TextAfter(query.command), L"untouched");
     }
 }
@@ -211,12 +150,12 @@ TEST_F(MbnHelperTest, LetsTheLastInterfaceWithATextPrevail) {
         ClearModem();
         for (const wchar_t* place : {L"0", L"1", L"2"}) {
             AddInterface(place);
-            Set(place, query.value, std::wstring(L"of ") + place);
+            SetModem(place, query.value, std::wstring(L"of ") + place);
         }
         EXPECT_EQ(TextAfter(query.command), L"of 2");
-        Fail(L"2", query.failure);
+        FailModem(L"2", query.failure);
         EXPECT_EQ(TextAfter(query.command), L"of 1");
-        Fail(L"", query.failure);
+        FailModem(L"", query.failure);
         EXPECT_EQ(TextAfter(query.command), L"untouched");
     }
     EXPECT_EQ(PrintedText(), L"");
@@ -229,7 +168,7 @@ TEST_F(MbnHelperTest, ReadsTheHomeProviderOnlyOfAnInitializedModem) {
         EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERID"), L"id0") << state;
     }
     AddInterface(L"1");
-    Fail(L"1", L"FailGetReadyState");
+    FailModem(L"1", L"FailGetReadyState");
     EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
 }
 
@@ -240,90 +179,34 @@ TEST_F(MbnHelperTest, ReadsNothingForOtherSelectors) {
         EXPECT_EQ(QueryMbnInterface(static_cast<MbnQuerySelector>(selector), &text), S_OK);
     }
     EXPECT_EQ(text, nullptr);
-    EXPECT_EQ(Watched().element.calls, 2);
-}
-
-// What goes wrong in a walk, either at the modem or in a call of Windows, and what is printed then.
-struct WalkFailure {
-    const wchar_t* at_modem;
-    WatchedCall WatchedCom::*at_call;
-    const wchar_t* printed;
-};
-
-TEST_F(MbnHelperTest, PrintsOnlyTheFirstFailureOfAWalk) {
-    const WalkFailure cases[] = {
-        {nullptr, &WatchedCom::join, L"Coinitialize failed"},
-        {L"FailCreateInterfaceManager", nullptr, L"CoCreateInstance error"},
-        {L"FailGetInterfaces", nullptr, L"GetInterfaces error"},
-        {nullptr, &WatchedCom::lower_bound, L"SafeArrayGetLBound error"},
-        {nullptr, &WatchedCom::upper_bound, L"SafeArrayGetUBound error"},
-        {nullptr, &WatchedCom::element, L""},
-        {L"FailGetSubscriberInformation", nullptr, L""},
-    };
-    for (const WalkFailure& failure : cases) {
-        SCOPED_TRACE(failure.printed);
-        ClearModem();
-        AddInterface(L"0");
-        Reset();
-        if (failure.at_modem != nullptr) {
-            Fail(L"", failure.at_modem);
-        } else {
-            (Watched().*failure.at_call).failing_call = 1;
-        }
-        BSTR text = nullptr;
-        EXPECT_EQ(QueryMbnInterface(MbnQuerySelector::kSimIccId, &text),
-                  failure.at_modem != nullptr ? E_PENDING : E_FAIL);
-        EXPECT_EQ(text, nullptr);
-        EXPECT_EQ(PrintedText(), failure.printed);
-        ExpectNothingHeld();
-    }
-    // Behind an element that cannot be fetched the walk goes on.
-    ClearModem();
-    AddInterface(L"0");
-    AddInterface(L"1");
-    Watched().element = {0, 1};
-    EXPECT_EQ(TextAfter(L"MBNHELPER_GETSIMICCID"), L"iccid1");
-}
-
-TEST_F(MbnHelperTest, AnswersOnAMachineWithoutTheApi) {
-    RegisterModem(false);
-    EXPECT_EQ(NumberAfter(L"MBNHELPER_CHECKSIMSTATUS"), 0);
-    EXPECT_EQ(PrintedText(), L"CoCreateInstance error");
-    ClearPrintedText();
-    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"d|apn"), L"d");
-    // Deletion, the four questions to the SIM, creation.
-    const std::wstring no_profiles = L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
-    const std::wstring no_interface = L"CoCreateInstance error";
-    EXPECT_EQ(PrintedText(), no_profiles + no_interface + no_interface + no_interface +
-                                 no_interface + no_profiles);
 }
 
 TEST_F(MbnHelperTest, ConnectsWhatIsNeitherConnectedNorConnecting) {
     for (long state : {0, 1, 2, 3, 77}) {
         ClearModem();
-        Set(L"0", L"ActivationState", static_cast<DWORD>(state));
-        Set(L"0\\Profiles\\0", L"Name", L"Bramble Profile");
+        SetModem(L"0", L"ActivationState", static_cast<DWORD>(state));
+        SetModem(L"0\\Profiles\\0", L"Name", L"Bramble Profile");
         EXPECT_EQ(TextAfter(L"MBNHELPER_CONNECT"), L"untouched");
         const bool asked = state != 1 && state != 2;
-        EXPECT_EQ(Number(L"0", L"ActivationState"), asked ? 1 : state);
-        EXPECT_EQ(Text(L"0", L"ActiveProfile"), asked ? L"Bramble Profile" : L"");
+        EXPECT_EQ(ModemNumber(L"0", L"ActivationState"), asked ? 1 : state);
+        EXPECT_EQ(ModemText(L"0", L"ActiveProfile"), asked ? L"Bramble Profile" : L"");
     }
 }
 
 TEST_F(MbnHelperTest, ConnectsOnUntilAnInterfaceIsDisconnecting) {
     for (const wchar_t* place : {L"0", L"1", L"2", L"3", L"4", L"5"}) {
-        Set(std::wstring(place) + L"\\Profiles\\0", L"Name", L"Bramble Profile");
+        SetModem(std::wstring(place) + L"\\Profiles\\0", L"Name", L"Bramble Profile");
     }
-    Fail(L"0", L"FailGetConnection");
-    Fail(L"1", L"FailConnect");
+    FailModem(L"0", L"FailGetConnection");
+    FailModem(L"1", L"FailConnect");
     // A state that cannot be read counts as "none".
-    Set(L"2", L"ActivationState", MBN_ACTIVATION_STATE_DEACTIVATING);
-    Fail(L"2", L"FailGetConnectionState");
-    Set(L"4", L"ActivationState", MBN_ACTIVATION_STATE_DEACTIVATING);
+    SetModem(L"2", L"ActivationState", MBN_ACTIVATION_STATE_DEACTIVATING);
+    FailModem(L"2", L"FailGetConnectionState");
+    SetModem(L"4", L"ActivationState", MBN_ACTIVATION_STATE_DEACTIVATING);
     EXPECT_EQ(ConnectWithProfile(), S_OK);
     std::vector<long> states;
     for (const wchar_t* place : {L"0", L"1", L"2", L"3", L"4", L"5"}) {
-        states.push_back(Number(place, L"ActivationState"));
+        states.push_back(ModemNumber(place, L"ActivationState"));
     }
     EXPECT_EQ(states, (std::vector<long>{-1, -1, 1, 1, 4, -1}));
     EXPECT_EQ(PrintedText(), L"");
@@ -331,25 +214,25 @@ TEST_F(MbnHelperTest, ConnectsOnUntilAnInterfaceIsDisconnecting) {
 
 TEST_F(MbnHelperTest, DisconnectsOnlyActiveConnections) {
     for (DWORD state = 0; state <= 4; ++state) {
-        Set(std::to_wstring(state), L"ActivationState", state);
-        Set(std::to_wstring(state), L"ActiveProfile", L"some");
+        SetModem(std::to_wstring(state), L"ActivationState", state);
+        SetModem(std::to_wstring(state), L"ActiveProfile", L"some");
     }
     EXPECT_EQ(TextAfter(L"MBNHELPER_DISCONNECT"), L"untouched");
     for (long state = 0; state <= 4; ++state) {
-        EXPECT_EQ(Number(std::to_wstring(state), L"ActivationState"), state == 1 ? 3 : state);
+        EXPECT_EQ(ModemNumber(std::to_wstring(state), L"ActivationState"), state == 1 ? 3 : state);
     }
 }
 
 TEST_F(MbnHelperTest, CreatesTheProfileInPlaceOfAllOthersAndRemovesIt) {
     AddInterface(L"0");
     AddInterface(L"1");
-    Set(L"0\\Profiles\\4", L"Name", L"factory");
-    Set(L"1\\Profiles\\0", L"Name", L"Bramble Profile");
+    SetModem(L"0\\Profiles\\4", L"Name", L"factory");
+    SetModem(L"1\\Profiles\\0", L"Name", L"Bramble Profile");
     for (const std::wstring apn : {L"first", L"second"}) {
         EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"Work|" + apn + L"|NONE"), L"Work");
         for (const std::wstring profiles : {L"0\\Profiles\\", L"1\\Profiles\\"}) {
-            EXPECT_EQ(Text(profiles + L"0", L"Name"), L"Bramble Profile");
-            const std::wstring document = Text(profiles + L"0", L"Document");
+            EXPECT_EQ(ModemText(profiles + L"0", L"Name"), L"Bramble Profile");
+            const std::wstring document = ModemText(profiles + L"0", L"Document");
             for (const std::wstring& part :
                  {L"<AccessString>" + apn + L"</AccessString>",
                   std::wstring(
@@ -357,106 +240,33 @@ TEST_F(MbnHelperTest, CreatesTheProfileInPlaceOfAllOthersAndRemovesIt) {
                       L"<HomeProviderName>name1</HomeProviderName>")}) {
                 EXPECT_NE(document.find(part), document.npos) << document;
             }
-            EXPECT_EQ(Text(profiles + L"4", L"Name"), L"");
-            EXPECT_EQ(Text(profiles + L"1", L"Name"), L"");
+            EXPECT_EQ(ModemText(profiles + L"4", L"Name"), L"");
+            EXPECT_EQ(ModemText(profiles + L"1", L"Name"), L"");
         }
     }
     TextAfter(L"MBNHELPER_CONNECT");
-    EXPECT_EQ(Text(L"1", L"ActiveProfile"), L"Bramble Profile");
+    EXPECT_EQ(ModemText(L"1", L"ActiveProfile"), L"Bramble Profile");
     EXPECT_EQ(TextAfter(L"MBNHELPER_DELETEPROFILE"), L"untouched");
-    EXPECT_EQ(Number(L"1", L"ActivationState"), 3);
-    EXPECT_EQ(Text(L"1\\Profiles\\0", L"Name"), L"");
+    EXPECT_EQ(ModemNumber(L"1", L"ActivationState"), 3);
+    EXPECT_EQ(ModemText(L"1\\Profiles\\0", L"Name"), L"");
     EXPECT_EQ(PrintedText(), L"");
 }
 
 TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
     AddInterface(L"0", MBN_READY_STATE_DEVICE_LOCKED);
-    Fail(L"0", L"FailGetSimIccId");
+    FailModem(L"0", L"FailGetSimIccId");
     EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"|1\n2|3|4|5|6|7|8|9"), L"|1");
     EXPECT_EQ(PrintedText(), L"fail overfail over");
-    const std::wstring document = Text(L"0\\Profiles\\0", L"Document");
+    const std::wstring document = ModemText(L"0\\Profiles\\0", L"Document");
     EXPECT_NE(document.find(L"<SubscriberID>subscriber0</SubscriberID><SimIccID></SimIccID>"
                             L"<HomeProviderName></HomeProviderName>"),
               document.npos);
 }
 
-TEST_F(MbnHelperTest, SaysSoWhenTheProfileIsNotCreated) {
-    const auto create = [] {
-        Reset();
-        std::wstring data_string = L"d|apn";
-        return CreateProfileFromRequest(data_string.data());
-    };
-    const wchar_t* const message = L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
-    Set(L"0\\Profiles\\0", L"Name", L"Bramble Profile");
-    EXPECT_EQ(create(), HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS));
-    EXPECT_EQ(PrintedText(), message);
-    Fail(L"", L"FailCreateProfileManager");
-    EXPECT_EQ(create(), E_PENDING);
-    EXPECT_EQ(PrintedText(), message);
-}
-
-// Two profiles, a and b, are on the first interface, one, c, on the second: what a failure leaves
-// of them.
-struct DeleteFailure {
-    const wchar_t* at_modem;
-    WatchedCall WatchedCom::*at_call;
-    LONG call;
-    const wchar_t* printed;
-    const wchar_t* left;
-    const wchar_t* place = L"";
-};
-
-TEST_F(MbnHelperTest, DeletesEveryProfileItCan) {
-    const DeleteFailure cases[] = {
-        {L"Nothing", nullptr, 0, L"", L""},
-        {nullptr, &WatchedCom::join, 1, L"Coinitialize failed", L"abc"},
-        {L"FailCreateProfileManager", nullptr, 0,
-         L"CoCreateInstance CLSID_MbnConnectionProfileManager error", L"abc"},
-        {L"FailCreateInterfaceManager", nullptr, 0,
-         L"CoCreateInstance CLSID_MbnInterfaceManager error", L"abc"},
-        {L"FailGetInterfaces", nullptr, 0, L"GetInterfaces error", L"abc"},
-        {nullptr, &WatchedCom::lower_bound, 1, L"SafeArrayGetLBound error", L"abc"},
-        {nullptr, &WatchedCom::upper_bound, 1, L"SafeArrayGetUBound error", L"abc"},
-        // The interfaces' own bounds come first, then those of each one's profiles.
-        {nullptr, &WatchedCom::lower_bound, 2, L"SafeArrayGetLBound profile error", L"abc"},
-        {nullptr, &WatchedCom::upper_bound, 3, L"SafeArrayGetUBound profile error", L"c"},
-        {nullptr, &WatchedCom::element, 1, L"", L"ab"},
-        {nullptr, &WatchedCom::element, 2, L"", L"a"},
-        {L"FailDelete", nullptr, 0, L"", L"a", L"0\\Profiles\\0"},
-        {L"FailGetConnectionProfiles", nullptr, 0, L"GetConnectionProfiles error", L"abc", L"0"},
-    };
-    for (const DeleteFailure& failure : cases) {
-        SCOPED_TRACE(failure.printed + std::wstring(L" leaves ") + failure.left);
-        ClearModem();
-        Reset();
-        const wchar_t* const places[] = {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"};
-        for (size_t i = 0; i < 3; ++i) {
-            Set(places[i], L"Name", std::wstring(1, static_cast<wchar_t>(L'a' + i)));
-        }
-        if (failure.at_modem != nullptr) {
-            Fail(failure.place, failure.at_modem);
-        } else {
-            (Watched().*failure.at_call).failing_call = failure.call;
-        }
-        const HRESULT result = DeleteAllConnectionProfiles();
-        if (*failure.printed != L'\0') {
-            EXPECT_EQ(result, failure.at_modem != nullptr ? E_PENDING : E_FAIL);
-        }
-        EXPECT_EQ(PrintedText(), failure.printed);
-        std::wstring left;
-        for (const wchar_t* place : places) {
-            left += Text(place, L"Name");
-        }
-        EXPECT_EQ(left, failure.left);
-        ExpectNothingHeld();
-        EXPECT_EQ(Watched().alive_when_left, 0);
-    }
-}
-
 TEST_F(MbnHelperTest, ServesManyRequestsAtOnce) {
     AddInterface(L"0");
     AddInterface(L"1");
-    g_alone = false;
+    g_watch.on = false;
     constexpr int kThreads = 32;
     constexpr int kRounds = 10;
     std::vector<std::thread> threads;
@@ -478,7 +288,7 @@ TEST_F(MbnHelperTest, ServesManyRequestsAtOnce) {
         EXPECT_EQ(report.command, kTextQueries[report.number % 4].command);
         EXPECT_EQ(report.text, expected[report.number % 4]);
     }
-    EXPECT_EQ(Number(L"", L"ObjectsAlive"), 0);
+    EXPECT_EQ(ModemNumber(L"", L"ObjectsAlive"), 0);
     EXPECT_EQ(PrintedText(), L"");
 }
 

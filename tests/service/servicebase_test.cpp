@@ -7,7 +7,6 @@
 #include <string>
 
 #include "tests/service/windowsservice.h"
-#include "tests/support/recordedconsole.h"
 #include "tests/support/replacedimport.h"
 
 namespace {
@@ -48,9 +47,6 @@ class ServiceBaseTest : public testing::Test {
     void SetUp() override {
         TakeReports();
         TakeEvents();
-        ClearPrintedText();
-        g_eventRegisterResult = ERROR_SUCCESS;
-        g_handlerRegistration = reinterpret_cast<SERVICE_STATUS_HANDLE>(1);
     }
 };
 
@@ -172,33 +168,12 @@ TEST_F(ServiceBaseTest, DispatcherGetsTheServiceAndControlsReachTheirHooks) {
     };
     EXPECT_FALSE(CServiceBase::Run(service));
     EXPECT_EQ(service.called, "start stop pause continue shutdown ");
-
-    g_handlerRegistration = nullptr;
-    TakeReports();
-    DWORD thrown = 0;
-    try {
-        CServiceBase::ServiceMain(0, nullptr);
-    } catch (DWORD error) {
-        thrown = error;
-    }
-    EXPECT_EQ(thrown, static_cast<DWORD>(ERROR_SERVICE_NOT_IN_EXE));
-    EXPECT_TRUE(TakeReports().empty());
 }
 
 TEST_F(ServiceBaseTest, LongErrorTextsAreCutAndTerminated) {
     TestService service;
     service.WriteErrorLogEntry(std::wstring(500, L'x').c_str(), 5);
     EXPECT_EQ(TakeEvents(), (std::vector<TracingEvent>{{kFailure, std::wstring(259, L'x')}}));
-}
-
-TEST_F(ServiceBaseTest, FailedProviderRegistrationIsPrintedAndDropsEvents) {
-    g_eventRegisterResult = ERROR_ACCESS_DENIED;
-    TestService service;
-    EXPECT_EQ(PrintedText(), L"Provider not registered. EventRegister failed with 5\n");
-    service.behaviour = [] { throw DWORD{1}; };
-    service.Start(0, nullptr);
-    EXPECT_TRUE(TakeEvents().empty());
-    EXPECT_EQ(TakeStates(), (std::vector<DWORD>{SERVICE_START_PENDING, SERVICE_STOPPED}));
 }
 
 }  // namespace

@@ -73,16 +73,4 @@ TEST(TesselServiceTest, FailedServerStartStopsTheServiceAfterItWasReportedRunnin
     }
 }
 
-TEST(TesselServiceTest, FailedStopEventThrowsItsWin32Code) {
-    g_createEventFails = true;
-    DWORD thrown = 0;
-    try {
-        const CTesselService service;
-    } catch (DWORD error) {
-        thrown = error;
-    }
-    g_createEventFails = false;
-    EXPECT_EQ(thrown, static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
-}
-
 }  // namespace

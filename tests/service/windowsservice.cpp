@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-#include "tests/support/replacedimport.h"
+#include "tests/support/interposed.h"
 
 namespace {
 
@@ -25,18 +25,12 @@ BOOL WINAPI RecordedSetServiceStatus(SERVICE_STATUS_HANDLE /*handle*/, LPSERVICE
     return FALSE;
 }
 
-SERVICE_STATUS_HANDLE WINAPI SimulatedRegisterHandler(LPCWSTR /*name*/,
-                                                      LPHANDLER_FUNCTION /*handler*/) {
-    SetLastError(ERROR_SERVICE_NOT_IN_EXE);
-    return g_handlerRegistration;
-}
-
 ULONG WINAPI SimulatedEventRegister(LPCGUID /*provider*/,
                                     PENABLECALLBACK /*callback*/,
                                     PVOID /*context*/,
                                     PREGHANDLE handle) {
     *handle = 77;
-    return g_eventRegisterResult;
+    return ERROR_SUCCESS;
 }
 
 ULONG WINAPI RecordedEventWriteString(REGHANDLE handle,
@@ -50,31 +44,12 @@ ULONG WINAPI RecordedEventWriteString(REGHANDLE handle,
     return ERROR_SUCCESS;
 }
 
-HANDLE WINAPI SimulatedCreateEvent(LPSECURITY_ATTRIBUTES security,
-                                   BOOL manual_reset,
-                                   BOOL initial_state,
-                                   LPCWSTR /*name*/) {
-    if (g_createEventFails) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
-    return CreateEventExW(security, nullptr,
-                          (manual_reset ? CREATE_EVENT_MANUAL_RESET : 0) |
-                              (initial_state ? CREATE_EVENT_INITIAL_SET : 0),
-                          EVENT_ALL_ACCESS);
-}
-
 }  // namespace
 
 REPLACE_IMPORT(SetServiceStatus, RecordedSetServiceStatus);
-REPLACE_IMPORT(RegisterServiceCtrlHandlerW, SimulatedRegisterHandler);
+INTERPOSE_GIVES(RegisterServiceCtrlHandlerW, kNone, 1);
 REPLACE_IMPORT(EventRegister, SimulatedEventRegister);
 REPLACE_IMPORT(EventWriteString, RecordedEventWriteString);
-REPLACE_IMPORT(CreateEventW, SimulatedCreateEvent);
-
-ULONG g_eventRegisterResult = ERROR_SUCCESS;
-SERVICE_STATUS_HANDLE g_handlerRegistration = reinterpret_cast<SERVICE_STATUS_HANDLE>(1);
-bool g_createEventFails = false;
 
 std::vector<StatusReport> TakeReports() {
     const std::lock_guard lock(g_mutex);

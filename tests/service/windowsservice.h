@@ -30,9 +30,3 @@ DWORD FirstCheckPoint();
 
 // The whole status block last reported.
 SERVICE_STATUS LastStatus();
-
-// What EventRegister answers, what RegisterServiceCtrlHandlerW gives, and whether CreateEventW
-// fails.
-extern ULONG g_eventRegisterResult;
-extern SERVICE_STATUS_HANDLE g_handlerRegistration;
-extern bool g_createEventFails;

@@ -4,13 +4,14 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "settings/registryaccess.h"
 #include "settings/registryhelper.h"
+#include "tests/support/interposed.h"
 #include "tests/support/recordedlog.h"
 #include "tests/support/recordedreport.h"
-#include "tests/support/replacedimport.h"
 
 namespace {
 
@@ -24,65 +25,23 @@ constexpr wchar_t kClickNoteKey[] =
 
 using Lines = std::vector<std::string>;
 
-// What the two writing calls answer instead of acting; 0 lets them act.
-LSTATUS g_createResult = 0;
-LSTATUS g_setResult = 0;
+// The masks with which keys were opened and made.
+std::vector<REGSAM> g_openMasks;
 std::vector<REGSAM> g_createMasks;
-int g_openKeys = 0;
 
-template <typename Function>
-Function* RealAdvapi32(Function* /*type*/, const char* name) {
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32"), name)));
-}
+}  // namespace
 
-LSTATUS WINAPI MaybeCreateKey(HKEY parent,
-                              LPCWSTR path,
-                              DWORD reserved,
-                              LPWSTR key_class,
-                              DWORD options,
-                              REGSAM mask,
-                              const LPSECURITY_ATTRIBUTES security,
-                              PHKEY key,
-                              LPDWORD disposition) {
-    g_createMasks.push_back(mask);
-    if (g_createResult != 0) {
-        return g_createResult;
-    }
-    static auto* const real = RealAdvapi32(&MaybeCreateKey, "RegCreateKeyExW");
-    const LSTATUS status =
-        real(parent, path, reserved, key_class, options, mask, security, key, disposition);
-    g_openKeys += status == 0 ? 1 : 0;
-    return status;
-}
+INTERPOSE_BY(RegOpenKeyExW,
+             kOpensOnZero,
+             (g_openMasks.push_back(std::get<3>(std::tuple(arguments...))),
+              Windows<Watched_RegOpenKeyExW, decltype(RegOpenKeyExW)>::Act(arguments...)));
+INTERPOSE_BY(RegCreateKeyExW,
+             kOpensOnZero,
+             (g_createMasks.push_back(std::get<5>(std::tuple(arguments...))),
+              Windows<Watched_RegCreateKeyExW, decltype(RegCreateKeyExW)>::Act(arguments...)));
+INTERPOSE(RegCloseKey, kCloses);
 
-LSTATUS WINAPI CountedOpenKey(HKEY parent, LPCWSTR path, DWORD options, REGSAM mask, PHKEY key) {
-    EXPECT_EQ(mask, static_cast<REGSAM>(KEY_ALL_ACCESS));
-    static auto* const real = RealAdvapi32(&CountedOpenKey, "RegOpenKeyExW");
-    const LSTATUS status = real(parent, path, options, mask, key);
-    g_openKeys += status == 0 ? 1 : 0;
-    return status;
-}
-
-LSTATUS WINAPI CountedCloseKey(HKEY key) {
-    --g_openKeys;
-    static auto* const real = RealAdvapi32(&CountedCloseKey, "RegCloseKey");
-    return real(key);
-}
-
-LSTATUS WINAPI
-MaybeSetValue(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
-    if (g_setResult != 0) {
-        return g_setResult;
-    }
-    static auto* const real = RealAdvapi32(&MaybeSetValue, "RegSetValueExW");
-    return real(key, name, reserved, type, data, size);
-}
-
-REPLACE_IMPORT(RegCreateKeyExW, MaybeCreateKey);
-REPLACE_IMPORT(RegOpenKeyExW, CountedOpenKey);
-REPLACE_IMPORT(RegCloseKey, CountedCloseKey);
-REPLACE_IMPORT(RegSetValueExW, MaybeSetValue);
+namespace {
 
 void Store(const wchar_t* key, const wchar_t* name, DWORD type, const void* data, DWORD size) {
     ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, name, type, data, size), ERROR_SUCCESS);
@@ -116,15 +75,14 @@ class SettingsTest : public testing::Test {
     void SetUp() override {
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, kVendorKey);
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, kClickNoteParent);
-        g_createResult = 0;
-        g_setResult = 0;
+        g_openMasks.clear();
         g_createMasks.clear();
-        g_openKeys = 0;
+        g_watch = {true, {}};
         ClearLoggedLines();
         TakeReports();
     }
 
-    void TearDown() override { EXPECT_EQ(g_openKeys, 0) << "keys left open"; }
+    void TearDown() override { EXPECT_EQ(g_watch.held, 0) << "keys left open"; }
 
     // The flag and number of the answer to one command, whose strings must come back as they went;
     // nothing when there is no answer.
@@ -150,22 +108,6 @@ class SettingsTest : public testing::Test {
         return answer ? answer->second : LONG_MIN;
     }
 };
-
-const Lines kReadFailure = {"Register Open Error", "Register Query Error"};
-
-Lines With(Lines lines, const std::string& last) {
-    lines.push_back(last);
-    return lines;
-}
-
-TEST_F(SettingsTest, ReadsOfMissingKeysFoldTheFailureAsEachCommandSays) {
-    EXPECT_EQ(Get(L"GETPENSETTING"), -1);
-    EXPECT_EQ(LoggedLines(), kReadFailure);
-    EXPECT_EQ(Get(L"GETPENCLICKSETTING"), -100);
-    EXPECT_EQ(LoggedLines(), kReadFailure);
-    EXPECT_EQ(Get(L"GETPENPRESSURESENSITIVITY"), -1);
-    EXPECT_EQ(LoggedLines(), With(kReadFailure, "GetPenPressureSensitivity : -1"));
-}
 
 TEST_F(SettingsTest, StoredMinus100ReadsAsAFailureAndIsNotLoggedAsOne) {
     StoreDword(kPenOptionKey, L"ButtonAction", -100);
@@ -196,9 +138,8 @@ TEST_F(SettingsTest, ValuesAreWrittenAndReadBackUnchecked) {
         EXPECT_EQ(Get(L"GETPENPRESSURESENSITIVITY"), value);
         EXPECT_EQ(LoggedLines(), Lines{"GetPenPressureSensitivity : " + std::to_string(value)});
     }
-    for (const REGSAM mask : g_createMasks) {
-        EXPECT_EQ(mask, static_cast<REGSAM>(KEY_WRITE));
-    }
+    EXPECT_EQ(g_createMasks, std::vector<REGSAM>(15, KEY_WRITE));
+    EXPECT_EQ(g_openMasks, std::vector<REGSAM>(15, KEY_ALL_ACCESS));
 }
 
 TEST_F(SettingsTest, SettingTheScreenModeKeepsTheColourProfileBesideIt) {
@@ -235,25 +176,6 @@ TEST_F(SettingsTest, ScreenModeFollowsFromTheColourProfileAndIsRepairedWhenUnusa
     }
 }
 
-TEST_F(SettingsTest, RefusedWritesAreLoggedWithTheirCodeAndFolded) {
-    const auto logged_by = [this](const wchar_t* word, bool expected_flag) {
-        ClearLoggedLines();
-        EXPECT_EQ(Ask(word, false, 3), std::pair(expected_flag, 3L));
-        return LoggedLines();
-    };
-    g_createResult = ERROR_ACCESS_DENIED;
-    const std::string refused = "RegCreateKeyEx Error - 5";
-    EXPECT_EQ(logged_by(L"SETPENSETTING", false), Lines{refused});
-    EXPECT_EQ(logged_by(L"SETPENCLICKSETTING", false), Lines{refused});
-    EXPECT_EQ(logged_by(L"SETPENPRESSURESENSITIVITY", true), Lines{refused});
-    EXPECT_EQ(logged_by(L"SETSCREENMODE", false),
-              (Lines{refused, refused, "Set Screen Mode Failure"}));
-    g_createResult = 0;
-    g_setResult = -7;
-    EXPECT_EQ(logged_by(L"SETPENSETTING", false), Lines{"RegSetValueEx Error - -7"});
-    EXPECT_EQ(Get(L"GETSCREENMODE"), 99) << "a repair that fails does not show";
-}
-
 TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), std::pair(true, 8L));
     EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
@@ -262,15 +184,6 @@ TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
     Store(kClickNoteKey, L"CustomProtocol", REG_SZ, L"other:", 14);
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), std::pair(true, 8L));
     EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"other:");
-
-    SetUp();
-    g_createResult = ERROR_ACCESS_DENIED;
-    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", true, 8), std::pair(false, 8L));
-    g_createResult = 0;
-    g_setResult = ERROR_ACCESS_DENIED;
-    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", true, 8), std::pair(false, 8L));
-    EXPECT_EQ(LoggedLines(), (Lines{"Register Open Error", "Register Query Error",
-                                    "Register Open Error", "Register Query Error"}));
 }
 
 TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {

@@ -1,0 +1,340 @@
+// Runs the product through the table of failures.
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <evntprov.h>
+#include <io.h>
+#include <oleauto.h>
+#include <sys/stat.h>
+#include <winioctl.h>
+#include <winsvc.h>
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <set>
+#include <sstream>
+#include <string>
+#include <tuple>
+
+#include "rpc/reportresult.h"
+#include "rpc/request.h"
+#include "service/servicebase.h"
+#include "tests/faults/faulttable.h"
+#include "tests/support/interposed.h"
+#include "tests/support/recordedconsole.h"
+#include "tests/support/recordedlog.h"
+#include "tests/support/simulatedmodem.h"
+#include "win32/stdiofile.h"
+
+int wmain(int argc, wchar_t* argv[]);
+
+namespace {
+
+std::wstring g_answer;
+int g_heldAtAnswer = 0;
+std::wstring g_traces;
+const wchar_t* g_states = L"";
+bool g_exits = false;
+bool g_opening = false;
+void* g_context = nullptr;
+jmp_buf g_exit;
+
+int Held() {
+    return g_watch.held + static_cast<int>(HeldOfModem());
+}
+
+}  // namespace
+
+// Not the shared recorder: nothing may be held when the answer is sent, which may never come back.
+void ReportResult(const wchar_t* /*command*/, bool flag, long number, const wchar_t* text) {
+    g_heldAtAnswer = Held();
+    g_answer += (flag ? L"true " : L"false ") + std::to_wstring(number) + L" " + text;
+}
+
+// The C++ library frees with free.
+void* operator new(std::size_t size) {
+    void* block = CountedCallFails("operator new") ? nullptr : std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+// The linker hands over every call of these three.
+extern "C" [[noreturn]] void __real_exit(int code);
+extern "C" [[noreturn]] void __wrap_exit(int code) {
+    if (g_exits) {
+        g_traces += L"exit " + std::to_wstring(code);
+        longjmp(g_exit, 1);
+    }
+    __real_exit(code);
+}
+
+extern "C" void* __real_calloc(std::size_t count, std::size_t size);
+extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
+    void* block = __real_calloc(count, size);
+    if (g_opening && size == sizeof(RequestContext)) {
+        g_context = block;
+        ++g_watch.held;
+    }
+    return block;
+}
+
+extern "C" void __real_free(void* block);
+extern "C" void __wrap_free(void* block) {
+    if (block != nullptr && block == g_context) {
+        g_context = nullptr;
+        --g_watch.held;
+    }
+    __real_free(block);
+}
+
+namespace {
+
+CONFIGRET GiveList(GUID*, wchar_t*, wchar_t* buffer, ULONG length, ULONG) {
+    wcsncpy(buffer, L"NUL\0", length);
+    return CR_SUCCESS;
+}
+
+BOOL GiveValue(HANDLE, DWORD, void*, DWORD, void* output, DWORD size, DWORD*, OVERLAPPED*) {
+    if (size == sizeof(DWORD)) {
+        *static_cast<DWORD*>(output) = 85;
+    }
+    return TRUE;
+}
+
+BOOL GiveStatus(SC_HANDLE, SERVICE_STATUS* status) {
+    status->dwCurrentState = *g_states - L'0';
+    g_states += g_states[1] != L'\0' ? 1 : 0;
+    return TRUE;
+}
+
+BOOL RunService(const SERVICE_TABLE_ENTRYW* table) {
+    table[0].lpServiceProc(0, nullptr);
+    CServiceBase::ServiceCtrlHandler(SERVICE_CONTROL_STOP);
+    return TRUE;
+}
+
+BOOL NoteState(SERVICE_STATUS_HANDLE, SERVICE_STATUS* status) {
+    g_traces += std::to_wstring(status->dwCurrentState) + L" ";
+    return TRUE;
+}
+
+void NoteWork(PTP_WORK work) {
+    g_traces += work == nullptr ? L"null work " : L"work ";
+}
+
+}  // namespace
+
+INTERPOSE(RegOpenKeyExW, kOpensOnZero);
+INTERPOSE(RegCreateKeyExW, kOpensOnZero);
+INTERPOSE(RegCloseKey, kCloses);
+INTERPOSE(RegQueryValueExW, kNone);
+INTERPOSE(RegSetValueExW, kNone);
+INTERPOSE(RegDeleteValueW, kNone);
+INTERPOSE_BY(CM_Get_Device_Interface_List_SizeW,
+             kNone,
+             (*std::get<0>(std::tuple(arguments...)) = 5, CR_SUCCESS));
+INTERPOSE_BY(CM_Get_Device_Interface_ListW, kNone, GiveList(arguments...));
+INTERPOSE(CreateFileW, kOpensHandle);
+INTERPOSE_BY(DeviceIoControl, kNone, GiveValue(arguments...));
+INTERPOSE(CloseHandle, kCloses);
+INTERPOSE(CoCreateInstance, kNone);
+INTERPOSE(SafeArrayGetLBound, kNone);
+INTERPOSE(SafeArrayGetUBound, kNone);
+INTERPOSE(SafeArrayGetElement, kNone);
+INTERPOSE(SafeArrayDestroy, kEnds);
+INTERPOSE(_wfsopen, kNone);
+INTERPOSE(_stat64, kNone);
+INTERPOSE(FlsSetValue, kNone);
+INTERPOSE(GetModuleFileNameW, kNone);
+INTERPOSE_GIVES(OpenSCManagerW, kOpensHandle, 1);
+INTERPOSE_GIVES(OpenServiceW, kOpensHandle, 2);
+INTERPOSE_GIVES(CreateServiceW, kOpensHandle, 3);
+INTERPOSE_GIVES(CloseServiceHandle, kCloses, 1);
+INTERPOSE_BY(ControlService, kNone, GiveStatus(nullptr, std::get<2>(std::tuple(arguments...))));
+INTERPOSE_BY(QueryServiceStatus, kNone, GiveStatus(arguments...));
+INTERPOSE_GIVES(DeleteService, kNone, 1);
+INTERPOSE_BY(Sleep,
+             kNone,
+             (g_watch.on ? void() : Windows<Watched_Sleep, decltype(Sleep)>::Act(arguments...)));
+INTERPOSE_BY(StartServiceCtrlDispatcherW, kNone, RunService(arguments...));
+INTERPOSE_GIVES(RegisterServiceCtrlHandlerW, kNone, 4);
+INTERPOSE_BY(SetServiceStatus, kNone, NoteState(arguments...));
+INTERPOSE(EventRegister, kNone);
+INTERPOSE(EventWriteString, kNone);
+INTERPOSE(CreateEventW, kOpensHandle);
+INTERPOSE_GIVES(CreateThreadpoolWork, kNone, 5);
+INTERPOSE_BY(SubmitThreadpoolWork, kNone, NoteWork(arguments...));
+// The one that always fails: the process would listen for ever.
+INTERPOSE_GIVES(RpcServerUseProtseqEpW, kNone, 1740);
+INTERPOSE_GIVES(RpcServerUnregisterIf, kNone, 0);
+INTERPOSE_GIVES(RpcEpUnregister, kNone, 0);
+
+namespace {
+
+constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Bramble\\BrambleSettings";
+
+void Request(const std::wstring& action) {
+    const std::wstring command = action.substr(0, action.find(L' '));
+    std::wstring text = action == command ? L"own text" : action.substr(command.size() + 1);
+    g_watch.on = true;
+    RemoteRequest(nullptr, command.c_str(), 1, 7, text.data());
+    g_watch.on = false;
+}
+
+void CleanUp() {
+    ClearModem();
+    for (const wchar_t* key :
+         {L"SOFTWARE\\Bramble", L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\ClickNote",
+          L"SYSTEM\\ControlSet001\\Control\\USBFN", L"SYSTEM\\ControlSet001\\Services\\QCUSBFNSS",
+          L"SYSTEM\\ControlSet001\\Services\\QCDIAGROUTER",
+          L"SYSTEM\\ControlSet001\\Services\\QCDiagBridge"}) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
+    }
+    DeleteFileW(L"document.txt");
+}
+
+// The notebook before each row.
+void Arrange() {
+    CleanUp();
+    const DWORD button_action = 5;
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption",
+                    L"ButtonAction", REG_DWORD, &button_action, sizeof(button_action));
+    Request(L"USBPATHCHANGER_CHANGEUSBPATHTOCP");
+    AddInterface(L"0");
+    AddInterface(L"1");
+    SetModem(L"0", L"ActivationState", 1);
+    SetModem(L"1", L"ActivationState", 3);
+    SetModem(L"0\\Profiles\\0", L"Name", L"a");
+    SetModem(L"0\\Profiles\\1", L"Name", L"b");
+    SetModem(L"1\\Profiles\\0", L"Name", L"Bramble Profile");
+    const StdioFile document(std::fopen("document.txt", "w"));
+    std::fputs("line", document.Get());
+}
+
+void RunProgram(const std::wstring& action) {
+    std::wstring program = L"tessel-service";
+    std::wstring name = action.substr(0, action.find(L' '));
+    wchar_t* argv[] = {program.data(), name.data(), nullptr};
+    g_states = action == name ? L"331" : action.c_str() + name.size() + 1;
+    g_watch.on = g_exits = true;
+    if (setjmp(g_exit) == 0) {
+        try {
+            EXPECT_EQ(wmain(name.empty() ? 1 : 2, argv), 0);
+        } catch (DWORD error) {
+            g_traces += L"threw " + std::to_wstring(error);
+        }
+    }
+    g_watch.on = g_exits = false;
+}
+
+void OpenContext() {
+    REQUEST_CONTEXT_HANDLE context = nullptr;
+    g_watch.on = g_opening = true;
+    RemoteOpen(nullptr, &context);
+    g_watch.on = g_opening = false;
+    if (context == nullptr) {
+        g_traces += L"no context";
+    } else {
+        RemoteClose(&context);
+    }
+}
+
+// Of a modem command the first letters of the profiles and the states of the connections, of a
+// settings command the screen mode and colour profile (-1: none), of others what was noted.
+std::wstring Traces(const std::wstring& action) {
+    if (action.starts_with(L"MBNHELPER_")) {
+        for (const wchar_t* place : {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"}) {
+            g_traces += ModemText(place, L"Name").substr(0, 1);
+        }
+        for (const wchar_t* place : {L"0", L"1"}) {
+            g_traces += L" " + std::to_wstring(ModemNumber(place, L"ActivationState"));
+        }
+    }
+    if (action.starts_with(SETTINGS)) {
+        for (const wchar_t* name : {L"ScreenMode", L"ColorProfile"}) {
+            long value = -1;
+            DWORD size = sizeof(value);
+            RegGetValueW(HKEY_LOCAL_MACHINE, kSettingsKey, name, RRF_RT_REG_DWORD, nullptr, &value,
+                         &size);
+            g_traces += (g_traces.empty() ? L"" : L" ") + std::to_wstring(value);
+        }
+    }
+    return g_traces;
+}
+
+// The log without the lines of the calls themselves.
+std::string Logged() {
+    std::string log;
+    for (const std::string& line : LoggedLines()) {
+        if (!line.starts_with("Data Recieved ") && line != "RemoteOpen") {
+            log += line + ";";
+        }
+    }
+    return log;
+}
+
+TEST(FaultsTest, EveryFailureOfWindowsComesToWhatTheTableSays) {
+    RegisterModem(true);
+    for (const FaultRow& row : kFaults) {
+        SCOPED_TRACE(row.function + std::string(" ") + std::to_string(row.call));
+        const std::wstring action = row.action;
+        SCOPED_TRACE(std::string(action.begin(), action.end()));
+        Arrange();
+        if (std::string_view(row.function).starts_with("Fail")) {
+            const std::string_view name = row.function;
+            FailModem(L"", std::wstring(name.begin(), name.end()).c_str());
+        }
+        ClearLoggedLines();
+        ClearPrintedText();
+        g_answer.clear();
+        g_traces.clear();
+        g_heldAtAnswer = row.held;
+        g_watch = {false, {row.function, row.call, row.result, row.last_error}};
+        if (action == L"open") {
+            OpenContext();
+        } else if (action.empty() || action[0] == L'-') {
+            RunProgram(action);
+        } else {
+            Request(action);
+        }
+        EXPECT_EQ(g_answer, row.answer);
+        EXPECT_EQ(Logged(), row.logged);
+        EXPECT_EQ(PrintedText(), row.printed);
+        EXPECT_EQ(Held(), row.held);
+        EXPECT_EQ(g_heldAtAnswer, row.held);
+        if (row.calls >= 0) {
+            EXPECT_EQ(g_watch.calls, row.calls);
+        }
+        if (row.traces != nullptr) {
+            EXPECT_EQ(Traces(action), row.traces);
+        }
+    }
+    EXPECT_EQ(g_aliveWhenLeft, 0);
+    CleanUp();
+    RegisterModem(false);
+}
+
+constexpr const char* kImports[] = {
+#include "productimports.inc"
+};
+
+TEST(FaultsTest, EveryImportOfTheProductIsInTheTable) {
+    std::set<std::string> imports(std::begin(kImports), std::end(kImports));
+    EXPECT_GT(imports.size(), 60U);
+    for (const Elsewhere& row : kElsewhere) {
+        std::istringstream names(row.functions);
+        for (std::string name; names >> name;) {
+            EXPECT_EQ(imports.erase(name), 1U) << name;
+        }
+    }
+    for (const FaultRow& row : kFaults) {
+        imports.erase(row.function);
+    }
+    EXPECT_TRUE(imports.empty()) << *imports.begin();
+}
+
+}  // namespace

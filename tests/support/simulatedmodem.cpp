@@ -1,0 +1,104 @@
+#include "tests/support/simulatedmodem.h"
+
+#include <objbase.h>
+#include <oleauto.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/interposed.h"
+
+LONG g_aliveWhenLeft = 0;
+
+namespace {
+
+constexpr wchar_t kModem[] = L"SOFTWARE\\Tessel Simulator\\Modem";
+LONG g_freed_strings = 0;
+
+std::wstring KeyOf(const std::wstring& place) {
+    return place.empty() ? kModem : std::wstring(kModem) + L"\\" + place;
+}
+
+// Kept loaded for its counts.
+template <typename Function>
+Function* OfModem(const char* name) {
+    static const HMODULE modem = [] {
+        wchar_t path[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, path, MAX_PATH);
+        std::wstring folder = path;
+        folder.resize(folder.find_last_of(L'\\') + 1);
+        return LoadLibraryW((folder + L"..\\..\\simulator\\modem\\tesselmodem.dll").c_str());
+    }();
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(modem, name)));
+}
+
+LONG LiveObjects() {
+    return OfModem<LONG()>("SimulatedModemLiveObjects")();
+}
+
+}  // namespace
+
+INTERPOSE(CoInitializeEx, kEnters);
+INTERPOSE_BY(CoUninitialize,
+             kCloses,
+             ((g_aliveWhenLeft += g_watch.on ? LiveObjects() : 0),
+              Windows<Watched_CoUninitialize, decltype(CoUninitialize)>::Act()));
+INTERPOSE_BY(SysFreeString,
+             kEnds,
+             (InterlockedExchangeAdd(&g_freed_strings, (... && (arguments != nullptr)) ? 1 : 0),
+              Windows<Watched_SysFreeString, decltype(SysFreeString)>::Act(arguments...)));
+
+void RegisterModem(bool present) {
+    const auto call = OfModem<HRESULT()>(present ? "DllRegisterServer" : "DllUnregisterServer");
+    ASSERT_TRUE(call != nullptr && call() == S_OK);
+}
+
+LONG HeldOfModem() {
+    return LiveObjects() + OfModem<LONG()>("SimulatedModemStringsGiven")() - g_freed_strings;
+}
+
+void SetModem(const std::wstring& place, const wchar_t* name, DWORD value) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, REG_DWORD, &value,
+                    sizeof(value));
+}
+
+void SetModem(const std::wstring& place, const wchar_t* name, const std::wstring& text) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, REG_SZ, text.c_str(),
+                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+void RemoveFromModem(const std::wstring& place, const wchar_t* name) {
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name);
+}
+
+void FailModem(const std::wstring& place, const wchar_t* name) {
+    SetModem(place, name, static_cast<DWORD>(E_PENDING));
+}
+
+long ModemNumber(const std::wstring& place, const wchar_t* name) {
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    return RegGetValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, RRF_RT_REG_DWORD, nullptr,
+                        &value, &size) == ERROR_SUCCESS
+               ? static_cast<long>(value)
+               : -1;
+}
+
+std::wstring ModemText(const std::wstring& place, const wchar_t* name) {
+    wchar_t text[2048] = {};
+    DWORD size = sizeof(text);
+    RegGetValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, RRF_RT_REG_SZ, nullptr, text,
+                 &size);
+    return text;
+}
+
+void ClearModem() {
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, kModem);
+}
+
+void AddInterface(const std::wstring& place, DWORD ready_state) {
+    SetModem(place, L"ReadyState", ready_state);
+    SetModem(place, L"SubscriberId", L"subscriber" + place);
+    SetModem(place, L"SimIccId", L"iccid" + place);
+    SetModem(place, L"ProviderId", L"id" + place);
+    SetModem(place, L"ProviderName", L"name" + place);
+}

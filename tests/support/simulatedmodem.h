@@ -1,0 +1,36 @@
+// The simulated modem in the test's own process: its state (simulator/modem/README.md), and what
+// the product holds of it. Linking this interposes CoInitializeEx, CoUninitialize and
+// SysFreeString.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+// Registers the classes of the simulated modem, or removes them.
+void RegisterModem(bool present);
+
+// The objects and strings of the modem that were not given back.
+LONG HeldOfModem();
+
+// The objects that were alive when a thread left its apartment, added up while g_watch is on.
+extern LONG g_aliveWhenLeft;
+
+// `place` is the path of a key below the modem's: "" is the modem, "0" an interface,
+// "0\Profiles\0" a profile.
+void SetModem(const std::wstring& place, const wchar_t* name, DWORD value);
+void SetModem(const std::wstring& place, const wchar_t* name, const std::wstring& text);
+void RemoveFromModem(const std::wstring& place, const wchar_t* name);
+
+// Lets the modem's call named by the value fail with E_PENDING.
+void FailModem(const std::wstring& place, const wchar_t* name);
+
+// The number, or -1 if there is none; the text, empty if there is none.
+long ModemNumber(const std::wstring& place, const wchar_t* name);
+std::wstring ModemText(const std::wstring& place, const wchar_t* name);
+
+// A modem without interfaces.
+void ClearModem();
+
+// An interface whose identity ends with its number: "iccid0".
+void AddInterface(const std::wstring& place, DWORD ready_state = 1);
