@@ -111,6 +111,11 @@ wine_program() {
     arm64_enter "$WINE_DIR/wine64" "$@"
 }
 
+# With the library that this message misses Wine never gets its fonts loaded under the emulator.
+wine_output() {
+    sed '/^Wine cannot find the FreeType font library/,/freetype\.org/d' "$1"
+}
+
 wine_prefix_ready() {
     arm64_runtime_ready && mkdir -p "$WINEPREFIX" || return 1
     (

@@ -13,6 +13,11 @@ wine_program() {
     "$WINE_DIR/wine64" "$@"
 }
 
+# Prints what a program printed, without Wine's own words.
+wine_output() {
+    cat "$1"
+}
+
 # Makes the prefix on first use and keeps its server alive, so services and drivers survive between
 # programs until wine_shutdown.
 wine_prefix_ready() {
