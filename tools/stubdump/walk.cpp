@@ -1,7 +1,7 @@
+#include "tools/stubdump/walk.h"
+
 #include <map>
 #include <set>
-
-#include "tests/rpc/stubtables.h"
 
 namespace {
 
