@@ -43,8 +43,11 @@ WireServer::WireServer(const RPC_SERVER_INTERFACE* served) : m_served(served) {
     static const RPC_STATUS listening = RpcServerUseProtseqEpW(
         protocol_text, RPC_C_PROTSEQ_MAX_REQS_DEFAULT, endpoint_text, nullptr);
     EXPECT_EQ(listening, RPC_S_OK);
-    EXPECT_EQ(RpcServerRegisterIf(Writable(m_served), nullptr, nullptr), RPC_S_OK);
-    EXPECT_EQ(RpcServerListen(1, RPC_C_LISTEN_MAX_CALLS_DEFAULT, TRUE), RPC_S_OK);
+    // Listens by itself and is never told to stop: a listener that stops and starts again at once
+    // can miss the next connection.
+    EXPECT_EQ(RpcServerRegisterIfEx(Writable(m_served), nullptr, nullptr, RPC_IF_AUTOLISTEN,
+                                    RPC_C_LISTEN_MAX_CALLS_DEFAULT, nullptr),
+              RPC_S_OK);
     RPC_WSTR text = nullptr;
     RpcStringBindingComposeW(nullptr, protocol_text, nullptr, endpoint_text, nullptr, &text);
     EXPECT_EQ(RpcBindingFromStringBindingW(text, &binding), RPC_S_OK);
@@ -53,8 +56,6 @@ WireServer::WireServer(const RPC_SERVER_INTERFACE* served) : m_served(served) {
 
 WireServer::~WireServer() {
     RpcBindingFree(&binding);
-    RpcMgmtStopServerListening(nullptr);
-    RpcMgmtWaitServerListen();
     RpcServerUnregisterIf(Writable(m_served), nullptr, FALSE);
 }
 
