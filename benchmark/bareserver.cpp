@@ -1,5 +1,6 @@
-// The yardstick: a server of the same interface with nothing around the Windows calls of a command.
-// It serves "TesselBareEndpoint" until it is killed.
+// The yardstick: a service of the same interface with nothing around the Windows calls of a
+// command. It serves "TesselBareEndpoint"; with any argument, from an ordinary process until it is
+// killed.
 #include <windows.h>
 #include <oleauto.h>
 #include <rpc.h>
@@ -21,6 +22,8 @@ namespace {
 
 constexpr wchar_t kPenOptionKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption";
 constexpr wchar_t kButtonAction[] = L"ButtonAction";
+
+wchar_t g_name[] = L"Bare Server";
 
 BareWork g_work = BareWork::kAnswer;
 std::wstring g_document;
@@ -142,6 +145,50 @@ void Choose(long work, const wchar_t* document) {
     }
 }
 
+RPC_STATUS Serve() {
+    // The service derives its capability at the start. On the notebook that brings a cryptographic
+    // library with it, of which the comparison is not.
+    PSID* groups = nullptr;
+    PSID* capabilities = nullptr;
+    DWORD group_count = 0;
+    DWORD capability_count = 0;
+    DeriveCapabilitySidsFromName(L"bare", &groups, &group_count, &capabilities, &capability_count);
+
+    std::wstring protocol = L"ncalrpc";
+    std::wstring endpoint = kBareEndpoint;
+    constexpr unsigned kCalls = 1234;
+    RPC_STATUS status =
+        RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol.data()), 10,
+                               reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
+    if (status == RPC_S_OK) {
+        status = RpcServerRegisterIfEx(Writable(&kServiceRpcServerInterface), nullptr, nullptr,
+                                       RPC_IF_AUTOLISTEN, kCalls, nullptr);
+    }
+    return status == RPC_S_OK ? RpcServerListen(1, kCalls, FALSE) : status;
+}
+
+SERVICE_STATUS_HANDLE g_status = nullptr;
+
+void Report(DWORD state) {
+    SERVICE_STATUS status = {};
+    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+    status.dwCurrentState = state;
+    status.dwControlsAccepted = SERVICE_ACCEPT_STOP;
+    SetServiceStatus(g_status, &status);
+}
+
+void WINAPI Control(DWORD control) {
+    if (control == SERVICE_CONTROL_STOP) {
+        Report(SERVICE_STOPPED);
+    }
+}
+
+void WINAPI ServiceMain(DWORD /*argc*/, wchar_t** /*argv*/) {
+    g_status = RegisterServiceCtrlHandlerW(g_name, Control);
+    Report(SERVICE_RUNNING);
+    Serve();
+}
+
 }  // namespace
 
 void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
@@ -198,24 +245,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
     ReportResult(requestString, flag, data_int, text);
 }
 
-int wmain() {
-    // The service derives its capability at the start. On the notebook that brings a cryptographic
-    // library with it, of which the comparison is not.
-    PSID* groups = nullptr;
-    PSID* capabilities = nullptr;
-    DWORD group_count = 0;
-    DWORD capability_count = 0;
-    DeriveCapabilitySidsFromName(L"bare", &groups, &group_count, &capabilities, &capability_count);
-
-    std::wstring protocol = L"ncalrpc";
-    std::wstring endpoint = kBareEndpoint;
-    constexpr unsigned kCalls = 1234;
-    RPC_STATUS status =
-        RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol.data()), 10,
-                               reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
-    if (status == RPC_S_OK) {
-        status = RpcServerRegisterIfEx(Writable(&kServiceRpcServerInterface), nullptr, nullptr,
-                                       RPC_IF_AUTOLISTEN, kCalls, nullptr);
+int wmain(int argc, wchar_t** /*argv*/) {
+    if (argc > 1) {
+        return Serve();
     }
-    return status == RPC_S_OK ? RpcServerListen(1, kCalls, FALSE) : status;
+    const SERVICE_TABLE_ENTRYW table[] = {{g_name, ServiceMain}, {nullptr, nullptr}};
+    return StartServiceCtrlDispatcherW(table) ? 0 : 1;
 }

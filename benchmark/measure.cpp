@@ -1,9 +1,10 @@
 // Measures the service against the bare server, request by request, side by side.
-//   measure requests ROUNDS DOCUMENT     latency, one line per kind of request
+//   measure requests ROUNDS DOCUMENT     latency of every kind of request
 //   measure load ROUNDS CLIENTS          throughput of so many clients at once
 //   measure start ENDPOINT COMMAND       from the start of the program to its first answer
 //   measure hold ENDPOINT CLIENTS        so many clients answered and connected, until killed
-// Lines are fields separated by tabs, times in microseconds.
+// The first two print a line a round, its fields separated by tabs: name; service and bare server:
+// median in microseconds, or requests per second; both 99th percentiles.
 #include <windows.h>
 #include <rpc.h>
 
@@ -46,11 +47,8 @@ double Quantile(Times times, double part) {
     return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1) + 0.5)];
 }
 
-double Median(const Times& times) {
-    return Quantile(times, 0.5);
-}
-
-// A connection to one of the servers; an unreachable one ends the thread, see EndThread.
+// A connection to one of the servers; an unreachable one ends the thread. It is not closed:
+// the servers outlive the measuring.
 class Connection {
  public:
     explicit Connection(const wchar_t* endpoint) {
@@ -133,15 +131,6 @@ double Throughput(const std::vector<Connection>& connections, const Kind& kind) 
     return 1e6 * kind.batch * static_cast<double>(connections.size()) / (Now() - start);
 }
 
-// One line: name, both medians, the median ratio of the rounds with its quartiles, both 99th
-// percentiles.
-void Print(const char* name, const Times& ours, const Times& bare, const Times& ratios) {
-    std::printf("%s\t%.1f\t%.1f\t%.3f\t%.3f\t%.3f\t%.1f\t%.1f\n", name, Median(ours), Median(bare),
-                Median(ratios), Quantile(ratios, 0.25), Quantile(ratios, 0.75),
-                Quantile(ours, 0.99), Quantile(bare, 0.99));
-    std::fflush(stdout);
-}
-
 // One request to each in turn, and which one goes first changes as well, so that whatever else the
 // machine does meets both.
 void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const Connection& bare) {
@@ -150,29 +139,27 @@ void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const 
         std::printf("%s: the bare server answers differently\n", kind.name);
         std::exit(1);
     }
-    Times our_times;
-    Times bare_times;
-    Times ratios;
+    // The first round warms up.
     for (int round = 0; round <= rounds; ++round) {
-        Times our_round;
-        Times bare_round;
+        Times our_times;
+        Times bare_times;
         for (int i = 0; i < 2 * kind.batch; ++i) {
             if (kind.preparation != nullptr) {
                 ours.Send(kind.preparation, false, 0, L"");
             }
             if (((i >> 1) ^ i) % 2 == 0) {
-                our_round.push_back(Send(ours, kind));
+                our_times.push_back(Send(ours, kind));
             } else {
-                bare_round.push_back(Send(bare, kind));
+                bare_times.push_back(Send(bare, kind));
             }
         }
         if (round > 0) {
-            ratios.push_back(Median(our_round) / Median(bare_round));
-            our_times.insert(our_times.end(), our_round.begin(), our_round.end());
-            bare_times.insert(bare_times.end(), bare_round.begin(), bare_round.end());
+            std::printf("%s\t%.1f\t%.1f\t%.1f\t%.1f\n", kind.name, Quantile(our_times, 0.5),
+                        Quantile(bare_times, 0.5), Quantile(our_times, 0.99),
+                        Quantile(bare_times, 0.99));
         }
     }
-    Print(kind.name, our_times, bare_times, ratios);
+    std::fflush(stdout);
 }
 
 int MeasureLoad(int rounds, int clients) {
@@ -181,20 +168,13 @@ int MeasureLoad(int rounds, int clients) {
     const std::vector<Connection> ours = Connect(L"TesselRpcEndpoint", clients);
     const std::vector<Connection> bare = Connect(kBareEndpoint, clients);
     bare.front().Send(kChooseWork, false, static_cast<long>(kind.bare), L"");
-    Times our_rates;
-    Times bare_rates;
-    Times ratios;
     for (int round = 0; round <= rounds; ++round) {
         const double our_rate = Throughput(ours, kind);
         const double bare_rate = Throughput(bare, kind);
         if (round > 0) {
-            our_rates.push_back(our_rate);
-            bare_rates.push_back(bare_rate);
-            // As for times: above 1 is worse than bare.
-            ratios.push_back(bare_rate / our_rate);
+            std::printf("%s\t%.1f\t%.1f\n", kind.name, our_rate, bare_rate);
         }
     }
-    Print(kind.name, our_rates, bare_rates, ratios);
     return 0;
 }
 
