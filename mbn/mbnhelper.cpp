@@ -26,46 +26,46 @@ void CopyOver(wchar_t* data_string, const wchar_t* text) {
     data_string[length] = L'\0';
 }
 
-void QueryReadyState(long& data_int, wchar_t*) {
+void QueryReadyState(long& data_int, wchar_t* /*data_string*/) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
     QueryMbnInterface(MbnQuerySelector::kReadyState, &state);
     data_int = state;
 }
 
 template <BSTR MBN_PROVIDER::*part>
-void QueryHomeProvider(long&, wchar_t* data_string) {
+void QueryHomeProvider(long& /*data_int*/, wchar_t* data_string) {
     HomeProvider provider;
     QueryMbnInterface(MbnQuerySelector::kHomeProvider, static_cast<MBN_PROVIDER*>(&provider));
     CopyOver(data_string, provider.*part);
 }
 
 template <MbnQuerySelector selector>
-void QueryText(long&, wchar_t* data_string) {
+void QueryText(long& /*data_int*/, wchar_t* data_string) {
     Bstr text;
     QueryMbnInterface(selector, text.Receive());
     CopyOver(data_string, text.Get());
 }
 
-void Connect(long&, wchar_t*) {
+void Connect(long& /*data_int*/, wchar_t* /*data_string*/) {
     ConnectWithProfile();
 }
 
-void Disconnect(long&, wchar_t*) {
+void Disconnect(long& /*data_int*/, wchar_t* /*data_string*/) {
     DisconnectAllConnections();
 }
 
-void CreateProfile(long&, wchar_t* data_string) {
+void CreateProfile(long& /*data_int*/, wchar_t* data_string) {
     DeleteAllConnectionProfiles();
     CreateProfileFromRequest(data_string);
 }
 
-void DeleteProfile(long&, wchar_t*) {
+void DeleteProfile(long& /*data_int*/, wchar_t* /*data_string*/) {
     DisconnectAllConnections();
     DeleteAllConnectionProfiles();
 }
 
 // Answered with the request's own values, without a word to the modem.
-void Acknowledge(long&, wchar_t*) {}
+void Acknowledge(long& /*data_int*/, wchar_t* /*data_string*/) {}
 
 // An action may change the values that are reported. It holds nothing any more when it returns.
 struct MbnCommand {
@@ -94,7 +94,7 @@ constexpr MbnCommand kCommands[] = {
 
 }  // namespace
 
-void MbnHelperCommand(handle_t,
+void MbnHelperCommand(handle_t /*binding*/,
                       const wchar_t* command,
                       bool data_bool,
                       long data_int,

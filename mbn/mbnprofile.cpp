@@ -33,7 +33,7 @@ WalkStep DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& ma
         [](IMbnConnectionProfile& profile) -> WalkStep { return {profile.Delete()}; });
 }
 
-const wchar_t* TextOf(BSTR text) {
+const wchar_t* TextOf(const wchar_t* text) {
     return text != nullptr ? text : L"";
 }
 

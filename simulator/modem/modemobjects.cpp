@@ -67,7 +67,9 @@ class SubscriberInformation final
         HRESULT result = RequestedResult(m_place, L"FailGetSimIccId");
         return FAILED(result) ? result : GiveText(m_place, L"SimIccId", sim_icc_id);
     }
-    HRESULT STDMETHODCALLTYPE get_TelephoneNumbers(SAFEARRAY**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE get_TelephoneNumbers(SAFEARRAY** /*numbers*/) override {
+        return E_NOTIMPL;
+    }
 
  private:
     std::wstring m_place;
@@ -77,8 +79,10 @@ class Connection final : public ModemObject<IMbnConnection, IID_IMbnConnection> 
  public:
     explicit Connection(std::wstring place) : m_place(std::move(place)) {}
 
-    HRESULT STDMETHODCALLTYPE get_ConnectionID(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE get_ConnectionID(BSTR* /*connection_id*/) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* /*interface_id*/) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Connect(MBN_CONNECTION_MODE mode,
                                       LPCWSTR profile,
                                       ULONG* request_id) override {
@@ -113,10 +117,12 @@ class Connection final : public ModemObject<IMbnConnection, IID_IMbnConnection> 
             static_cast<MBN_ACTIVATION_STATE>(ReadNumber(m_place, L"ActivationState").value_or(0));
         return GiveText(m_place, L"ActiveProfile", profile_name);
     }
-    HRESULT STDMETHODCALLTYPE GetVoiceCallState(MBN_VOICE_CALL_STATE*) override {
+    HRESULT STDMETHODCALLTYPE GetVoiceCallState(MBN_VOICE_CALL_STATE* /*state*/) override {
         return E_NOTIMPL;
     }
-    HRESULT STDMETHODCALLTYPE GetActivationNetworkError(ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetActivationNetworkError(ULONG* /*network_error*/) override {
+        return E_NOTIMPL;
+    }
 
  private:
     static ULONG NextRequest() {
@@ -133,8 +139,8 @@ class Interface final : public ModemObject<IMbnInterface, IID_IMbnInterface> {
 
     const std::wstring& Place() const { return m_place; }
 
-    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetInterfaceCapability(MBN_INTERFACE_CAPS*) override {
+    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* /*interface_id*/) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetInterfaceCapability(MBN_INTERFACE_CAPS* /*caps*/) override {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE
@@ -149,7 +155,9 @@ class Interface final : public ModemObject<IMbnInterface, IID_IMbnInterface> {
         }
         return result;
     }
-    HRESULT STDMETHODCALLTYPE InEmergencyMode(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE InEmergencyMode(VARIANT_BOOL* /*emergency_mode*/) override {
+        return E_NOTIMPL;
+    }
     HRESULT STDMETHODCALLTYPE GetHomeProvider(MBN_PROVIDER* provider) override {
         HRESULT result = RequestedResult(m_place, L"FailGetHomeProvider");
         if (SUCCEEDED(result)) {
@@ -161,14 +169,18 @@ class Interface final : public ModemObject<IMbnInterface, IID_IMbnInterface> {
         }
         return result;
     }
-    HRESULT STDMETHODCALLTYPE GetPreferredProviders(SAFEARRAY**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetPreferredProviders(SAFEARRAY*, ULONG*) override {
+    HRESULT STDMETHODCALLTYPE GetPreferredProviders(SAFEARRAY** /*providers*/) override {
         return E_NOTIMPL;
     }
-    HRESULT STDMETHODCALLTYPE GetVisibleProviders(ULONG*, SAFEARRAY**) override {
+    HRESULT STDMETHODCALLTYPE SetPreferredProviders(SAFEARRAY* /*providers*/,
+                                                    ULONG* /*request_id*/) override {
         return E_NOTIMPL;
     }
-    HRESULT STDMETHODCALLTYPE ScanNetwork(ULONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetVisibleProviders(ULONG* /*age*/,
+                                                  SAFEARRAY** /*providers*/) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE ScanNetwork(ULONG* /*request_id*/) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetConnection(IMbnConnection** connection) override {
         HRESULT result = RequestedResult(m_place, L"FailGetConnection");
         return FAILED(result) ? result : GiveObject<Connection>(m_place, connection);
@@ -180,7 +192,10 @@ class Interface final : public ModemObject<IMbnInterface, IID_IMbnInterface> {
 
 class InterfaceManager final : public ModemObject<IMbnInterfaceManager, IID_IMbnInterfaceManager> {
  public:
-    HRESULT STDMETHODCALLTYPE GetInterface(LPCWSTR, IMbnInterface**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetInterface(LPCWSTR /*interface_id*/,
+                                           IMbnInterface** /*mbn_interface*/) override {
+        return E_NOTIMPL;
+    }
     HRESULT STDMETHODCALLTYPE GetInterfaces(SAFEARRAY** interfaces) override {
         HRESULT result = RequestedResult(L"", L"FailGetInterfaces");
         if (FAILED(result)) {
@@ -195,8 +210,8 @@ class Profile final : public ModemObject<IMbnConnectionProfile, IID_IMbnConnecti
  public:
     explicit Profile(std::wstring place) : m_place(std::move(place)) {}
 
-    HRESULT STDMETHODCALLTYPE GetProfileXmlData(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE UpdateProfile(LPCWSTR) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetProfileXmlData(BSTR* /*document*/) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE UpdateProfile(LPCWSTR /*document*/) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Delete() override {
         HRESULT result = RequestedResult(m_place, L"FailDelete");
         return FAILED(result) ? result : DeleteProfile(m_place);
@@ -219,9 +234,9 @@ class ProfileManager final
         HRESULT result = RequestedResult(place, L"FailGetConnectionProfiles");
         return FAILED(result) ? result : GiveArray<Profile>(Profiles(place), 0, profiles);
     }
-    HRESULT STDMETHODCALLTYPE GetConnectionProfile(IMbnInterface*,
-                                                   LPCWSTR,
-                                                   IMbnConnectionProfile**) override {
+    HRESULT STDMETHODCALLTYPE GetConnectionProfile(IMbnInterface* /*mbn_interface*/,
+                                                   LPCWSTR /*name*/,
+                                                   IMbnConnectionProfile** /*profile*/) override {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE CreateConnectionProfile(LPCWSTR document) override {

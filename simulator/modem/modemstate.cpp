@@ -49,12 +49,12 @@ std::wstring UnusedProfile(const std::wstring& mbn_interface) {
 std::optional<std::wstring> NameIn(std::wstring_view document) {
     constexpr std::wstring_view kOpening = L"<Name>";
     size_t begin = document.find(kOpening);
-    if (begin == document.npos) {
+    if (begin == std::wstring_view::npos) {
         return std::nullopt;
     }
     begin += kOpening.size();
     const size_t end = document.find(L"</Name>", begin);
-    if (end == document.npos) {
+    if (end == std::wstring_view::npos) {
         return std::nullopt;
     }
     return std::wstring(document.substr(begin, end - begin));
@@ -130,7 +130,7 @@ HRESULT RequestedResult(std::wstring place, const wchar_t* name) {
             return S_OK;
         }
         const size_t separator = place.rfind(L'\\');
-        place.resize(separator == place.npos ? 0 : separator);
+        place.resize(separator == std::wstring::npos ? 0 : separator);
     }
 }
 
