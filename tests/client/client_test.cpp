@@ -66,14 +66,6 @@ TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
               L"C  flag=false  number=0  text=\"\xD83D\xDE00\\ude00\\ud83d\"");
 }
 
-TEST(AnswersTest, PaddingThatCameBackIsShownAsUnread) {
-    const std::wstring room(8, L' ');
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, room, L"C", false, 0, room),
-              L"C  flag=false  number=0  text=\"\" (nothing was read)");
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, room, L"C", false, 0, L"8901"),
-              L"C  flag=false  number=0  text=\"8901\"");
-}
-
 TEST(CommandHelpTest, EveryRoutedCommandHasHelpAndOnlyIdentitiesNeedRoom) {
     EXPECT_EQ(AllCommandHelp().size(), 37U);
     int need_room = 0;

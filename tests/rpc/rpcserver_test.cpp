@@ -5,278 +5,218 @@
 #include <sddl.h>
 #include <securitybaseapi.h>
 
+#include <map>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "rpc/serverstub.h"
 #include "simulator/wine/capability.h"
+#include "tests/support/interposed.h"
 #include "tests/support/recordedlog.h"
-#include "tests/support/replacedimport.h"
+
+// In the import library but not in every header set.
+extern "C" RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE,
+                                                     UUID*,
+                                                     RPC_MGR_EPV*,
+                                                     unsigned,
+                                                     unsigned,
+                                                     unsigned,
+                                                     RPC_IF_CALLBACK_FN*,
+                                                     void*);
 
 namespace {
 
+using Lines = std::vector<std::string>;
+
 constexpr wchar_t kPackage[] = L"BRAMBLEELECTRONICSCoLtd.TesselSettings_k2m8qz4tr7vnb";
 
-// The Windows functions called, in order, and the one that is to fail with a status.
-std::vector<std::string> g_calls;
-std::string g_failing;
-DWORD g_failure = 0;
+// The calls of Windows that succeeded, in order, with their arguments.
+Lines g_calls;
+// What is shown instead of an address, and what is still to be freed.
+std::map<const void*, std::string> g_names;
+std::map<const void*, std::string> g_owned;
 DWORD g_capabilityCount = 1;
-std::wstring g_dacl;
-
 RPC_BINDING_VECTOR g_vector = {};
-SECURITY_DESCRIPTOR* g_descriptor = nullptr;
 
-bool Fails(const char* function) {
-    g_calls.emplace_back(function);
-    return g_failing == function;
+std::string Narrow(std::wstring_view text) {
+    return {text.begin(), text.end()};
 }
 
-// For functions that return a status, and for those that return a truth value and set the last
-// error.
-DWORD Status(const char* function) {
-    return Fails(function) ? g_failure : 0;
-}
-
-BOOL Truth(const char* function) {
-    if (Fails(function)) {
-        SetLastError(g_failure);
-        return FALSE;
-    }
-    return TRUE;
-}
-
-// What is freed, by name.
-std::vector<std::pair<const void*, std::string>> g_owned;
-
-void Own(const void* memory, std::string name) {
-    g_owned.emplace_back(memory, std::move(name));
-}
-
-void Freed(const char* function, const void* memory) {
-    for (auto& [owned, name] : g_owned) {
-        if (owned == memory && !name.empty()) {
-            g_calls.push_back(std::string(function) + " " + name);
-            name.clear();
-            return;
-        }
+template <typename T>
+std::string Shown(T value) {
+    if constexpr (std::is_same_v<T, LPCWSTR>) {
+        return Narrow(value);
+    } else if constexpr (std::is_same_v<T, RPC_WSTR>) {
+        return value == nullptr ? "null" : Narrow(reinterpret_cast<const wchar_t*>(value));
+    } else if constexpr (std::is_integral_v<T>) {
+        return std::to_string(value);
+    } else {
+        const void* address = reinterpret_cast<const void*>(value);
+        return address == nullptr ? "null" : g_names.contains(address) ? g_names[address] : "other";
     }
 }
 
-BOOL WINAPI FakeDerive(LPCWSTR name, PSID** groups, DWORD* group_count, PSID** sids, DWORD* count) {
-    EXPECT_STREQ(name, kPackage);
-    if (!Truth("DeriveCapabilitySidsFromName")) {
-        return FALSE;
-    }
+template <typename... Arguments>
+void Note(std::string call, Arguments... arguments) {
+    ((call += " " + Shown(arguments)), ...);
+    g_calls.push_back(std::move(call));
+}
+
+BOOL Derive(LPCWSTR name, PSID** groups, DWORD* group_count, PSID** sids, DWORD* count) {
+    Note("DeriveCapabilitySidsFromName", name);
     SimulatedDeriveCapabilitySidsFromName(name, groups, group_count, sids, count);
-    Own(*groups, "groups");
-    Own((*groups)[0], "group SID");
-    Own(*sids, "capabilities");
-    Own((*sids)[0], "capability SID");
+    g_owned = {{*groups, "groups"},
+               {(*groups)[0], "group SID"},
+               {*sids, "capabilities"},
+               {(*sids)[0], "capability SID"}};
     *count = g_capabilityCount;
     return TRUE;
 }
 
-BOOL WINAPI FakeAllocateSid(PSID_IDENTIFIER_AUTHORITY authority,
-                            BYTE count,
-                            DWORD first,
-                            DWORD,
-                            DWORD,
-                            DWORD,
-                            DWORD,
-                            DWORD,
-                            DWORD,
-                            DWORD,
-                            PSID* sid) {
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(first, 0U);
-    EXPECT_EQ(authority->Value[5], 1);
-    if (!Truth("AllocateAndInitializeSid")) {
-        return FALSE;
-    }
-    ConvertStringSidToSidW(L"S-1-1-0", sid);
-    Own(*sid, "everyone");
-    return TRUE;
+template <typename... Rest>
+BOOL AllocateSid(SID_IDENTIFIER_AUTHORITY* authority, BYTE count, DWORD first, Rest... rest) {
+    Note("AllocateAndInitializeSid", count, first);
+    const auto real = reinterpret_cast<decltype(&AllocateAndInitializeSid)>(
+        WindowsFunction("AllocateAndInitializeSid"));
+    const BOOL result = real(authority, count, first, rest...);
+    g_owned[*std::get<sizeof...(Rest) - 1>(std::tuple(rest...))] = "everyone";
+    return result;
 }
 
-DWORD WINAPI FakeSetEntries(ULONG count, PEXPLICIT_ACCESS_W entries, PACL old, PACL* acl) {
-    EXPECT_EQ(count, 2U);
-    EXPECT_EQ(old, nullptr);
-    EXPECT_EQ(entries[0].Trustee.TrusteeType, TRUSTEE_IS_WELL_KNOWN_GROUP);
-    EXPECT_EQ(entries[1].Trustee.TrusteeType, TRUSTEE_IS_UNKNOWN);
+DWORD SetEntries(ULONG count, EXPLICIT_ACCESS_W* entries, PACL old, PACL* acl) {
+    Note("SetEntriesInAclW", old);
     for (ULONG i = 0; i < count; ++i) {
-        EXPECT_EQ(entries[i].grfAccessPermissions, 0x10000000U);
-        EXPECT_EQ(entries[i].grfAccessMode, SET_ACCESS);
-        EXPECT_EQ(entries[i].grfInheritance, 0U);
-        EXPECT_EQ(entries[i].Trustee.TrusteeForm, TRUSTEE_IS_SID);
+        Note(" entry", entries[i].grfAccessPermissions, static_cast<int>(entries[i].grfAccessMode),
+             entries[i].grfInheritance, static_cast<int>(entries[i].Trustee.TrusteeForm),
+             static_cast<int>(entries[i].Trustee.TrusteeType));
     }
-    if (const DWORD status = Status("SetEntriesInAclW")) {
-        return status;
-    }
-    const auto real = reinterpret_cast<decltype(&FakeSetEntries)>(
-        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"advapi32"), "SetEntriesInAclW")));
+    const auto real =
+        reinterpret_cast<decltype(&SetEntriesInAclW)>(WindowsFunction("SetEntriesInAclW"));
     const DWORD status = real(count, entries, old, acl);
-    Own(*acl, "list");
+    g_owned[*acl] = "list";
     return status;
 }
 
-BOOL WINAPI FakeInitializeDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
-    EXPECT_EQ(revision, 1U);
+BOOL InitializeDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
+    Note("InitializeSecurityDescriptor", revision);
+    g_names[descriptor] = "descriptor";
     static_cast<SECURITY_DESCRIPTOR*>(descriptor)->Revision = SECURITY_DESCRIPTOR_REVISION;
-    return Truth("InitializeSecurityDescriptor");
+    return TRUE;
 }
 
-BOOL WINAPI FakeSetDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL acl, BOOL defaulted) {
-    EXPECT_TRUE(present);
-    EXPECT_FALSE(defaulted);
+BOOL SetDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL acl, BOOL defaulted) {
     auto* block = static_cast<SECURITY_DESCRIPTOR*>(descriptor);
     block->Dacl = acl;
     block->Control = SE_DACL_PRESENT;
     wchar_t* text = nullptr;
-    if (ConvertSecurityDescriptorToStringSecurityDescriptorW(
-            descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr)) {
-        g_dacl = text;
-    }
-    return Truth("SetSecurityDescriptorDacl");
+    ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                         DACL_SECURITY_INFORMATION, &text, nullptr);
+    Note("SetSecurityDescriptorDacl", present, static_cast<LPCWSTR>(text), defaulted);
+    return TRUE;
 }
 
-RPC_STATUS RPC_ENTRY FakeUseProtseq(RPC_WSTR protocol,
-                                    unsigned calls,
-                                    RPC_WSTR endpoint,
-                                    void* sd) {
-    EXPECT_STREQ(reinterpret_cast<wchar_t*>(protocol), L"ncalrpc");
-    EXPECT_STREQ(reinterpret_cast<wchar_t*>(endpoint), L"TesselRpcEndpoint");
-    EXPECT_EQ(calls, 10U);
-    g_descriptor = static_cast<SECURITY_DESCRIPTOR*>(sd);
-    return static_cast<RPC_STATUS>(Status("RpcServerUseProtseqEpW"));
+RPC_STATUS InqBindings(RPC_BINDING_VECTOR** vector) {
+    Note("RpcServerInqBindings");
+    *vector = &g_vector;
+    return RPC_S_OK;
 }
 
-RPC_STATUS RPC_ENTRY FakeRegisterIf3(RPC_IF_HANDLE handle,
-                                     UUID* type,
-                                     RPC_MGR_EPV* manager,
-                                     unsigned flags,
-                                     unsigned calls,
-                                     unsigned size,
-                                     RPC_IF_CALLBACK_FN* callback,
-                                     void* sd) {
-    EXPECT_EQ(handle, &kServiceRpcServerInterface);
-    EXPECT_EQ(type, nullptr);
-    EXPECT_EQ(manager, nullptr);
-    EXPECT_EQ(flags, 0x21U);
-    EXPECT_EQ(calls, 1234U);
-    EXPECT_EQ(size, 0U);
-    EXPECT_EQ(callback, nullptr);
-    EXPECT_EQ(sd, g_descriptor);
-    return static_cast<RPC_STATUS>(Status("RpcServerRegisterIf3"));
-}
-
-RPC_STATUS RPC_ENTRY FakeInqBindings(RPC_BINDING_VECTOR** vector) {
-    const DWORD status = Status("RpcServerInqBindings");
-    *vector = status == 0 ? &g_vector : nullptr;
-    return static_cast<RPC_STATUS>(status);
-}
-
-RPC_STATUS RPC_ENTRY FakeEpRegister(RPC_IF_HANDLE handle,
-                                    RPC_BINDING_VECTOR* vector,
-                                    UUID_VECTOR* objects,
-                                    RPC_WSTR annotation) {
-    EXPECT_EQ(handle, &kServiceRpcServerInterface);
-    EXPECT_EQ(vector, &g_vector);
-    EXPECT_EQ(objects, nullptr);
-    EXPECT_EQ(annotation, nullptr);
-    return static_cast<RPC_STATUS>(Status("RpcEpRegisterW"));
-}
-
-RPC_STATUS RPC_ENTRY FakeListen(unsigned threads, unsigned calls, unsigned dont_wait) {
-    EXPECT_EQ(threads, 1U);
-    EXPECT_EQ(calls, 1234U);
-    EXPECT_EQ(dont_wait, 0U);
-    return static_cast<RPC_STATUS>(Status("RpcServerListen"));
-}
-
-RPC_STATUS RPC_ENTRY FakeUnregisterIf(RPC_IF_HANDLE handle, UUID* type, unsigned wait) {
-    EXPECT_EQ(handle, &kServiceRpcServerInterface);
-    EXPECT_EQ(type, nullptr);
-    EXPECT_EQ(wait, 0U);
-    return static_cast<RPC_STATUS>(Status("RpcServerUnregisterIf"));
-}
-
-RPC_STATUS RPC_ENTRY FakeEpUnregister(RPC_IF_HANDLE, RPC_BINDING_VECTOR* vector, UUID_VECTOR*) {
-    g_calls.emplace_back(vector == &g_vector ? "RpcEpUnregister held" : "RpcEpUnregister none");
-    return RPC_S_CALL_FAILED;
-}
-
-RPC_STATUS RPC_ENTRY FakeVectorFree(RPC_BINDING_VECTOR** vector) {
-    g_calls.emplace_back("RpcBindingVectorFree");
+RPC_STATUS FreeVector(RPC_BINDING_VECTOR** vector) {
+    Note("RpcBindingVectorFree", *vector);
     *vector = nullptr;
     return RPC_S_OK;
 }
 
-HLOCAL WINAPI RecordedLocalFree(HLOCAL memory) {
-    Freed("LocalFree", memory);
-    return nullptr;
-}
-
-PVOID WINAPI RecordedFreeSid(PSID sid) {
-    Freed("FreeSid", sid);
-    return nullptr;
+// Of the test program's own memory nothing is noted.
+void Free(const char* function, const void* memory) {
+    if (const auto owned = g_owned.extract(memory)) {
+        Note(std::string(function) + " " + owned.mapped());
+    }
 }
 
 }  // namespace
 
-REPLACE_IMPORT(DeriveCapabilitySidsFromName, FakeDerive);
-REPLACE_IMPORT(AllocateAndInitializeSid, FakeAllocateSid);
-REPLACE_IMPORT(SetEntriesInAclW, FakeSetEntries);
-REPLACE_IMPORT(InitializeSecurityDescriptor, FakeInitializeDescriptor);
-REPLACE_IMPORT(SetSecurityDescriptorDacl, FakeSetDacl);
-REPLACE_IMPORT(RpcServerUseProtseqEpW, FakeUseProtseq);
-REPLACE_IMPORT(RpcServerRegisterIf3, FakeRegisterIf3);
-REPLACE_IMPORT(RpcServerInqBindings, FakeInqBindings);
-REPLACE_IMPORT(RpcEpRegisterW, FakeEpRegister);
-REPLACE_IMPORT(RpcServerListen, FakeListen);
-REPLACE_IMPORT(RpcServerUnregisterIf, FakeUnregisterIf);
-REPLACE_IMPORT(RpcEpUnregister, FakeEpUnregister);
-REPLACE_IMPORT(RpcBindingVectorFree, FakeVectorFree);
-REPLACE_IMPORT(LocalFree, RecordedLocalFree);
-REPLACE_IMPORT(FreeSid, RecordedFreeSid);
+INTERPOSE_BY(DeriveCapabilitySidsFromName, kNone, Derive(arguments...));
+INTERPOSE_BY(AllocateAndInitializeSid, kNone, AllocateSid(arguments...));
+INTERPOSE_BY(SetEntriesInAclW, kNone, SetEntries(arguments...));
+INTERPOSE_BY(InitializeSecurityDescriptor, kNone, InitializeDescriptor(arguments...));
+INTERPOSE_BY(SetSecurityDescriptorDacl, kNone, SetDacl(arguments...));
+INTERPOSE_BY(RpcServerUseProtseqEpW, kNone, (Note("RpcServerUseProtseqEpW", arguments...), 0L));
+INTERPOSE_BY(RpcServerRegisterIf3, kNone, (Note("RpcServerRegisterIf3", arguments...), 0L));
+INTERPOSE_BY(RpcServerInqBindings, kNone, InqBindings(arguments...));
+INTERPOSE_BY(RpcEpRegisterW, kNone, (Note("RpcEpRegisterW", arguments...), 0L));
+INTERPOSE_BY(RpcServerListen, kNone, (Note("RpcServerListen", arguments...), 0L));
+INTERPOSE_BY(RpcServerUnregisterIf, kNone, (Note("RpcServerUnregisterIf", arguments...), 0L));
+INTERPOSE_BY(RpcEpUnregister, kNone, (Note("RpcEpUnregister", arguments...), 1726L));
+INTERPOSE_BY(RpcBindingVectorFree, kNone, FreeVector(arguments...));
+INTERPOSE_BY(LocalFree, kNone, (Free("LocalFree", arguments...), HLOCAL{}));
+INTERPOSE_BY(FreeSid, kNone, (Free("FreeSid", arguments...), PVOID{}));
 
 namespace {
 
-// A start that gets through every step.
-const std::vector<std::string> kSteps = {"DeriveCapabilitySidsFromName",
-                                         "AllocateAndInitializeSid",
-                                         "SetEntriesInAclW",
-                                         "InitializeSecurityDescriptor",
-                                         "SetSecurityDescriptorDacl",
-                                         "RpcServerUseProtseqEpW",
-                                         "RpcServerRegisterIf3",
-                                         "RpcServerInqBindings",
-                                         "RpcEpRegisterW",
-                                         "RpcServerListen"};
+// A step of the start: its call, and how many releases more are due at the end once it is done.
+struct Step {
+    const char* function;
+    Lines noted;
+    int releases = 0;
+    bool returns_status = true;
+};
 
-// What is released, in order, when as many steps as given were taken before the end.
-std::vector<std::string> CleanUpAfter(std::size_t steps) {
-    std::vector<std::string> calls;
-    if (steps > 0) {
-        calls = {"LocalFree group SID", "LocalFree groups", "LocalFree capability SID",
-                 "LocalFree capabilities"};
+std::vector<Step> Steps() {
+    const std::string capability = Narrow(DeriveCapabilitySidNames(kPackage).capability);
+    return {
+        {"DeriveCapabilitySidsFromName",
+         {"DeriveCapabilitySidsFromName " + Narrow(kPackage)},
+         4,
+         false},
+        {"AllocateAndInitializeSid", {"AllocateAndInitializeSid 1 0"}, 1, false},
+        {"SetEntriesInAclW",
+         {"SetEntriesInAclW null", " entry 268435456 2 0 0 5", " entry 268435456 2 0 0 0"},
+         1},
+        {"InitializeSecurityDescriptor", {"InitializeSecurityDescriptor 1"}, 0, false},
+        {"SetSecurityDescriptorDacl",
+         {"SetSecurityDescriptorDacl 1 D:(A;;GA;;;WD)(A;;GA;;;" + capability + ") 0"},
+         0,
+         false},
+        {"RpcServerUseProtseqEpW",
+         {"RpcServerUseProtseqEpW ncalrpc 10 TesselRpcEndpoint descriptor"}},
+        {"RpcServerRegisterIf3",
+         {"RpcServerRegisterIf3 interface null null 33 1234 0 null descriptor"}},
+        {"RpcServerInqBindings", {"RpcServerInqBindings"}},
+        {"RpcEpRegisterW", {"RpcEpRegisterW interface bindings null null"}},
+        {"RpcServerListen", {"RpcServerListen 1 1234 0"}},
+    };
+}
+
+const Lines kReleases = {"LocalFree group SID",    "LocalFree groups", "LocalFree capability SID",
+                         "LocalFree capabilities", "FreeSid everyone", "LocalFree list"};
+
+// What is noted when only the first `count` steps succeed.
+Lines NotedAfter(std::size_t count) {
+    Lines noted;
+    int releases = 0;
+    const std::vector<Step> steps = Steps();
+    for (std::size_t i = 0; i < count; ++i) {
+        noted.insert(noted.end(), steps[i].noted.begin(), steps[i].noted.end());
+        releases += steps[i].releases;
     }
-    if (steps > 1) {
-        calls.emplace_back("FreeSid everyone");
-    }
-    if (steps > 2) {
-        calls.emplace_back("LocalFree list");
-    }
-    return calls;
+    noted.insert(noted.end(), kReleases.begin(), kReleases.begin() + releases);
+    return noted;
 }
 
 class RpcServerTest : public testing::Test {
  protected:
     void SetUp() override {
-        g_failing.clear();
+        g_watch = {true, {}};
         g_capabilityCount = 1;
         RpcServerDisconnect();
-        g_owned.clear();
+        g_names = {{&kServiceRpcServerInterface, "interface"}, {&g_vector, "bindings"}};
+        Forget();
+    }
+
+    static void Forget() {
         g_calls.clear();
         ClearLoggedLines();
     }
@@ -284,33 +224,25 @@ class RpcServerTest : public testing::Test {
 
 TEST_F(RpcServerTest, StartTakesEveryStepInOrderUnderOneDescriptor) {
     EXPECT_EQ(RpcServerStart(), RPC_S_OK);
-    std::vector<std::string> expected = kSteps;
-    const auto clean_up = CleanUpAfter(kSteps.size());
-    expected.insert(expected.end(), clean_up.begin(), clean_up.end());
-    EXPECT_EQ(g_calls, expected);
-    EXPECT_EQ(LoggedLines(), std::vector<std::string>{"RpcServerStart"});
-
-    const std::wstring capability = DeriveCapabilitySidNames(kPackage).capability;
-    EXPECT_EQ(g_dacl, L"D:(A;;GA;;;WD)(A;;GA;;;" + capability + L")");
+    EXPECT_EQ(g_calls, NotedAfter(Steps().size()));
+    EXPECT_EQ(LoggedLines(), Lines{"RpcServerStart"});
 }
 
 TEST_F(RpcServerTest, FirstFailingStepIsTheResultAndWhatWasBuiltIsReleased) {
-    for (std::size_t step = 0; step < kSteps.size(); ++step) {
-        SCOPED_TRACE(kSteps[step]);
+    const std::vector<Step> steps = Steps();
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        SCOPED_TRACE(steps[i].function);
         SetUp();
-        g_failing = kSteps[step];
-        g_failure = 1000 + static_cast<DWORD>(step);
-        EXPECT_EQ(RpcServerStart(), static_cast<RPC_STATUS>(g_failure));
-        std::vector<std::string> expected(kSteps.begin(), kSteps.begin() + step + 1);
-        const auto clean_up = CleanUpAfter(step);
-        expected.insert(expected.end(), clean_up.begin(), clean_up.end());
-        EXPECT_EQ(g_calls, expected);
+        const long failure = 1000 + static_cast<long>(i);
+        g_watch.fault = {steps[i].function, 1, steps[i].returns_status ? failure : 0,
+                         static_cast<DWORD>(failure)};
+        EXPECT_EQ(RpcServerStart(), failure);
+        EXPECT_EQ(g_calls, NotedAfter(i));
     }
 }
 
 TEST_F(RpcServerTest, AnotherListenerOfTheProcessIsSuccess) {
-    g_failing = "RpcServerListen";
-    g_failure = RPC_S_ALREADY_LISTENING;
+    g_watch.fault = {"RpcServerListen", 1, RPC_S_ALREADY_LISTENING};
     EXPECT_EQ(RpcServerStart(), RPC_S_OK);
 }
 
@@ -318,29 +250,27 @@ TEST_F(RpcServerTest, AnyCountOfCapabilitySidsButOneIsRefusedBeforeRpcIsTouched)
     g_capabilityCount = 0;
     EXPECT_EQ(RpcServerStart(), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(g_calls,
-              (std::vector<std::string>{"DeriveCapabilitySidsFromName", "LocalFree group SID",
-                                        "LocalFree groups", "LocalFree capabilities"}));
+              (Lines{"DeriveCapabilitySidsFromName " + Narrow(kPackage), "LocalFree group SID",
+                     "LocalFree groups", "LocalFree capabilities"}));
 }
 
 TEST_F(RpcServerTest, DisconnectLogsItsStepsAndFreesTheBindingsOnce) {
     RpcServerStart();
-    g_calls.clear();
-    ClearLoggedLines();
+    Forget();
     RpcServerDisconnect();
-    EXPECT_EQ(g_calls, (std::vector<std::string>{"RpcServerUnregisterIf", "RpcEpUnregister held",
-                                                 "RpcBindingVectorFree"}));
-    EXPECT_EQ(LoggedLines(),
-              (std::vector<std::string>{"RpcServerDisconnect", "Rpc Server Unregister Success",
-                                        "RpcEpUnregister", "RpcServerDisconnect end"}));
+    EXPECT_EQ(g_calls,
+              (Lines{"RpcServerUnregisterIf interface null 0",
+                     "RpcEpUnregister interface bindings null", "RpcBindingVectorFree bindings"}));
+    Lines logged = {"RpcServerDisconnect", "Rpc Server Unregister Success", "RpcEpUnregister",
+                    "RpcServerDisconnect end"};
+    EXPECT_EQ(LoggedLines(), logged);
 
-    g_calls.clear();
-    ClearLoggedLines();
-    g_failing = "RpcServerUnregisterIf";
+    Forget();
+    g_watch.fault = {"RpcServerUnregisterIf", 1, RPC_S_UNKNOWN_IF};
     RpcServerDisconnect();
-    EXPECT_EQ(g_calls, (std::vector<std::string>{"RpcServerUnregisterIf", "RpcEpUnregister none"}));
-    EXPECT_EQ(LoggedLines(),
-              (std::vector<std::string>{"RpcServerDisconnect", "Rpc Server Unregister error",
-                                        "RpcEpUnregister", "RpcServerDisconnect end"}));
+    EXPECT_EQ(g_calls, (Lines{"RpcEpUnregister interface null null"}));
+    logged[1] = "Rpc Server Unregister error";
+    EXPECT_EQ(LoggedLines(), logged);
 }
 
 }  // namespace
