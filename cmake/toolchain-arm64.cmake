@@ -1,7 +1,7 @@
 # Zig's clang for ARM64 Windows: the programs that ship, run under emulation on the development machine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(ZIG_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}/zig)
+set(ZIG_DIRECTORY "${CMAKE_CURRENT_LIST_DIR}/zig" CACHE INTERNAL "")
 set(CMAKE_C_COMPILER ${ZIG_DIRECTORY}/bin/cc)
 set(CMAKE_CXX_COMPILER ${ZIG_DIRECTORY}/bin/c++)
 set(CMAKE_C_COMPILER_TARGET aarch64-windows-gnu)
@@ -33,6 +33,7 @@ endif()
 # stacks of 16 MB. -s is for the runtime alone, which has the build machine's paths in its symbols.
 function(tessel_link_static target)
   target_link_options(${target} PRIVATE -s -Wl,--stack,1048576)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${ZIG_DIRECTORY}/tool)
 endfunction()
 
 function(tessel_wide_entry target)
