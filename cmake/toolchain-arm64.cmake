@@ -1,9 +1,11 @@
 # Zig's clang for ARM64 Windows: the programs that ship, run under emulation on the development machine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(ZIG_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}/zig)
+set(ZIG_DIRECTORY "${CMAKE_CURRENT_LIST_DIR}/zig" CACHE INTERNAL "")
 set(CMAKE_C_COMPILER ${ZIG_DIRECTORY}/bin/cc)
 set(CMAKE_CXX_COMPILER ${ZIG_DIRECTORY}/bin/c++)
+set(CMAKE_C_COMPILER_TARGET aarch64-windows-gnu)
+set(CMAKE_CXX_COMPILER_TARGET aarch64-windows-gnu)
 set(CMAKE_AR ${ZIG_DIRECTORY}/bin/ar)
 set(CMAKE_RANLIB ${ZIG_DIRECTORY}/bin/ranlib)
 set(CMAKE_DLLTOOL ${ZIG_DIRECTORY}/bin/dlltool)
@@ -18,21 +20,20 @@ set(TESSEL_RESOURCE_SUFFIX .res)
 # Zig compiles its runtime anew for each level of optimisation: one level for everything, and no program
 # linked by CMake's own checks. The smaller one: nothing here waits for the processor.
 set(TESSEL_OPTIMISATION -Os)
-set(CMAKE_C_FLAGS_INIT ${TESSEL_OPTIMISATION})
-set(CMAKE_CXX_FLAGS_INIT ${TESSEL_OPTIMISATION})
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 get_property(in_try_compile GLOBAL PROPERTY IN_TRY_COMPILE)
 if(NOT in_try_compile)
   message(STATUS "Preparing the ARM64 compiler")
-  execute_process(COMMAND ${ZIG_DIRECTORY}/install ${TESSEL_OPTIMISATION}
+  execute_process(COMMAND ${ZIG_DIRECTORY}/install ${CMAKE_CXX_COMPILER_TARGET} ${TESSEL_OPTIMISATION}
                   COMMAND_ERROR_IS_FATAL ANY)
 endif()
 
 # Zig's own defaults are a static runtime, randomised high-entropy addresses and no execution of data, but
-# stacks of 16 MB. -g writes the symbols to a .pdb beside the program.
+# stacks of 16 MB. -s is for the runtime alone, which has the build machine's paths in its symbols.
 function(tessel_link_static target)
-  target_link_options(${target} PRIVATE -g -Wl,--stack,1048576)
+  target_link_options(${target} PRIVATE -s -Wl,--stack,1048576)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${ZIG_DIRECTORY}/tool)
 endfunction()
 
 function(tessel_wide_entry target)
