@@ -51,14 +51,30 @@ class ClientBinding {
     unsigned long m_processId = 0;
 };
 
+void WINAPI FreeClientBinding(void* binding) {
+    delete static_cast<ClientBinding*>(binding);
+}
+
+const DWORD g_bindingSlot = FlsAlloc(&FreeClientBinding);
+
+// Not thread_local: mingw's runtime frees that storage before it runs the destructors of what is in
+// it.
+ClientBinding& ThreadBinding() {
+    auto* binding = static_cast<ClientBinding*>(FlsGetValue(g_bindingSlot));
+    if (binding == nullptr) {
+        binding = new ClientBinding;
+        FlsSetValue(g_bindingSlot, binding);
+    }
+    return *binding;
+}
+
 RPC_BINDING_HANDLE BindingToCaller() {
-    thread_local ClientBinding binding;
     unsigned long process_id = 0;
     const RPC_STATUS status = I_RpcBindingInqLocalClientPID(nullptr, &process_id);
     if (status != RPC_S_OK) {
         RpcRaiseException(status);
     }
-    return binding.To(process_id);
+    return ThreadBinding().To(process_id);
 }
 
 }  // namespace
