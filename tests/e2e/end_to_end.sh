@@ -4,47 +4,8 @@
 # end_to_end.sh DIRECTORY-OF-PROGRAMS LOGGED-SERVICE CRASHING-CLIENT EXAMPLE
 set -u
 programs=$1 logged=$2 crashclient=$3 example=$4
-. "$(dirname "$0")/../../scripts/wine.sh"
-. "$(dirname "$0")/../../scripts/notebook.sh"
-failures=0
+. "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
-
-# expect NAME EXIT-CODE TEXT COMMAND...: the command ends with the code and prints the text, \r\n or \n.
-expect() {
-    local name=$1 code=$2 text=$3 output got
-    shift 3
-    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
-    got=$?
-    if [ "$got" != "$code" ] || [ "$output" != "$text" ]; then
-        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted\n%s\n' \
-            "$name" "$got" "$code" "$output" "$text"
-        failures=$((failures + 1))
-    fi
-}
-
-# A part of the output is enough.
-expect_part() {
-    local name=$1 code=$2 part=$3 output got
-    shift 3
-    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
-    got=$?
-    if [ "$got" != "$code" ] || [[ "$output" != *"$part"* ]]; then
-        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted in it\n%s\n' \
-            "$name" "$got" "$code" "$output" "$part"
-        failures=$((failures + 1))
-    fi
-}
-
-wait_for_service() {
-    local i
-    for i in $(seq 100); do
-        tesselctl '' >/dev/null 2>&1
-        [ $? = 1 ] && return 0
-        sleep 0.1
-    done
-    echo "FAILED: the service does not come up"
-    failures=$((failures + 1))
-}
 
 wine_prefix_ready || exit 1
 notebook_install_programs "$programs"
@@ -94,7 +55,7 @@ done
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
     tessel_service -remove
 expect_part "gone" 3 "not running" tesselctl REGISTRYHELPER_ISVZWQ
-[ ! -e "$log" ] || { echo "FAILED: the shipped service wrote a log"; failures=$((failures + 1)); }
+[ ! -e "$log" ] || fail "the shipped service wrote a log"
 
 wait $refused_job
 expect "console start" 0 "$usage"$'\n'"Service failed to run w/err 0x00000427" cat "$refused"

@@ -1,0 +1,46 @@
+# What the tests of the installed service share; sourced by them.
+. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/wine.sh"
+. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/notebook.sh"
+failures=0
+
+# fail TEXT: one thing is not as it must be; the test goes on.
+fail() {
+    echo "FAILED $1"
+    failures=$((failures + 1))
+}
+
+# expect NAME EXIT-CODE TEXT COMMAND...: the command ends with the code and prints the text, \r\n or \n.
+expect() {
+    local name=$1 code=$2 text=$3 output got
+    shift 3
+    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
+    got=$?
+    if [ "$got" != "$code" ] || [ "$output" != "$text" ]; then
+        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted\n%s\n' \
+            "$name" "$got" "$code" "$output" "$text"
+        failures=$((failures + 1))
+    fi
+}
+
+# A part of the output is enough.
+expect_part() {
+    local name=$1 code=$2 part=$3 output got
+    shift 3
+    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
+    got=$?
+    if [ "$got" != "$code" ] || [[ "$output" != *"$part"* ]]; then
+        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted in it\n%s\n' \
+            "$name" "$got" "$code" "$output" "$part"
+        failures=$((failures + 1))
+    fi
+}
+
+wait_for_service() {
+    local i
+    for i in $(seq 100); do
+        tesselctl '' >/dev/null 2>&1
+        [ $? = 1 ] && return 0
+        sleep 0.1
+    done
+    fail "start: the service does not come up"
+}

@@ -1,0 +1,190 @@
+#!/usr/bin/env bash
+# The installed service under load, among dying clients, stopped in the middle, and under hostile input: some
+# seconds of each, or minutes with TESSEL_SOAK set.
+# load.sh load|hostile DIRECTORY-OF-PROGRAMS MODEM LOGGED-SERVICE PROGRAM...
+set -u
+phase=$1 programs=$2 modem=$3 logged=$4
+. "$(dirname "$0")/../e2e/lib.sh"
+log=$WINEPREFIX/drive_c/TesselServicelog.txt
+export NOTEBOOK_TIMEOUT=400
+
+# Picks the short or the long form of a figure.
+form() { [ -z "${TESSEL_SOAK:-}" ] && echo "$1" || echo "$2"; }
+
+loadclient() { notebook_run 'C:\Tessel\loadclient.exe' "$@"; }
+hostileclient() { notebook_run 'C:\Tessel\hostileclient.exe' "$@"; }
+servicewatch() { notebook_run 'C:\Tessel\servicewatch.exe' "$@" | tr -d '\r'; }
+
+# A number that a program of the notebook keeps in the registry.
+registry_number() { echo $(($(notebook_run reg query "$1" /v "$2" | tr -d '\r' | awk '/REG_DWORD/{print $3}'))); }
+
+service_pid() {
+    local directory
+    for directory in /proc/[0-9]*; do
+        [[ $(cat "$directory/comm" 2>/dev/null) == tessel-service* ]] &&
+            tr '\0' '\n' <"$directory/environ" | grep -qxF "WINEPREFIX=$WINEPREFIX" &&
+            echo "${directory#/proc/}" && return
+    done
+}
+
+# What the service holds: private memory in kB, threads, handles.
+gauge() {
+    local pid
+    pid=$(service_pid)
+    echo "$(awk '/^Private/{sum+=$2} END{print sum}' "/proc/$pid/smaps_rollup")" \
+        "$(ls "/proc/$pid/task" | wc -l)" "$(servicewatch handles)"
+}
+
+# The same when nothing of the load is left: an idle thread of Wine's pool ends after five seconds.
+settled_gauge() {
+    sleep 7
+    gauge
+}
+
+# Several processes at once, with 16 clients each: requests|- seconds, for process 1, 2 ...
+load() {
+    local processes=$1 requests=$2 seconds=$3 process jobs=() code
+    for process in $(seq "$processes"); do
+        loadclient 16 "$requests" "$seconds" "$process" &
+        jobs+=($!)
+    done
+    for process in "${jobs[@]}"; do
+        wait "$process"
+        code=$?
+        [ $code = 0 ] || fail "load: a client ended with $code"
+    done
+}
+
+test_load() {
+    local before after
+    # The pool's threads, what Windows loads once, and the memory of both come with the first load.
+    load 4 500 0
+    before=($(settled_gauge))
+    load 4 "$(form 1000 50000)" 0
+    # All commands at once.
+    load 1 0 "$(form 2 60)"
+    after=($(settled_gauge))
+    echo "before: ${before[0]} kB, ${before[1]} threads, ${before[2]} handles"
+    echo "after:  ${after[0]} kB, ${after[1]} threads, ${after[2]} handles"
+    # Wine keeps some of the freed memory, and ends its threads in its own time.
+    [ $((after[0] - before[0])) -lt 2048 ] || fail "load: memory grows"
+    [ $((after[1] - before[1])) -le 2 ] || fail "load: threads stay"
+    [ $((after[2] - before[2])) -le 4 ] || fail "load: handles stay"
+    [ "$(registry_number "$NOTEBOOK_MODEM_KEY" ObjectsAlive)" = 0 ] || fail "load: objects of the modem stay"
+    [ "$(registry_number "$NOTEBOOK_CONTROL_DEVICE_KEY" OpenHandles)" = 0 ] ||
+        fail "load: the control device stays open"
+}
+
+# Clients in the background that send until they are killed; their process ids in `clients`.
+start_client() {
+    # Without a shell around it, which would be killed in its place.
+    (exec "$WINE_DIR/wine64" 'C:\Tessel\loadclient.exe' 8 0 600 "$1") </dev/null >/dev/null 2>&1 &
+    clients+=($!)
+}
+
+kill_client() {
+    kill -9 "${clients[$1]}" 2>/dev/null
+    wait "${clients[$1]}" 2>/dev/null
+    unset "clients[$1]"
+    clients=("${clients[@]}")
+}
+
+start_service() {
+    notebook_quiet net start "Tessel Service"
+    wait_for_service
+}
+
+logged_lines() { grep -ac "^[0-9]\{8\}_[0-9]\{6\} : $1.\?\$" "$log"; }
+
+test_killed_clients() {
+    local clients=() kills=0 end i opens closes
+    for i in 1 2 3 4; do start_client "$i"; done
+    end=$((SECONDS + $(form 4 60)))
+    while [ $SECONDS -lt $end ]; do
+        sleep "0.$((RANDOM % 5))$((RANDOM % 10))"
+        kill_client $((RANDOM % 4))
+        kills=$((kills + 1))
+        start_client $((10 + kills))
+    done
+    for i in 1 2 3 4; do kill_client 0; done
+    # The runtime turns clients away for a moment after so many connections have broken.
+    wait_for_service
+    expect "packets" 0 passed verdict hostileclient packets "$(form 100 3000)"
+    sleep 1
+    opens=$(logged_lines RemoteOpen)
+    # The close of a null context ends none.
+    closes=$(($(logged_lines RemoteClose) - $(logged_lines "pphContext == nullptr")))
+    echo "$((kills + 4)) clients killed; $opens contexts opened, $closes ended"
+    [ "$opens" = "$closes" ] && [ "$opens" -gt 0 ] || fail "killed clients: contexts stay"
+}
+
+# The service is stopped while clients send: its process ends by itself, the clients are told, the service
+# manager sees it stopped, and the next start serves.
+test_stops() {
+    local clients i client code stop
+    for i in $(seq "$(form 3 15)"); do
+        clients=()
+        start_client 1 && start_client 2
+        sleep "0.$((5 + RANDOM % 5))"
+        case $((i % 3)) in
+            0) stop='C:\Tessel\tessel-service.exe -remove' ;;
+            1) stop='net stop "Tessel Service"' ;;
+            2) stop='sc stop "Tessel Service"' ;;
+        esac
+        expect "stop by $stop" 0 "exit code 0x0" verdict servicewatch stop "$stop"
+        for client in "${clients[@]}"; do
+            timeout 30 tail -f --pid="$client" /dev/null || kill -9 "$client"
+            wait "$client"
+            code=$?
+            [ $code = 3 ] || fail "stop by $stop: a client ended with $code"
+        done
+        case $stop in
+            *-remove) tessel_service -install >/dev/null ;;
+            *) expect "stopped by $stop" 0 "1 STOPPED 0" service_state ;;
+        esac
+        start_service
+    done
+}
+
+service_state() {
+    notebook_run sc query "Tessel Service" | tr -d '\r' |
+        awk '/STATE/{state = $3 " " $4} /WIN32_EXIT_CODE/{print state, $3}'
+}
+
+# A program's last line; the others are shown.
+verdict() {
+    local code
+    "$@" >"$WINEPREFIX/verdict.txt"
+    code=$?
+    head -n -1 "$WINEPREFIX/verdict.txt" >&2
+    tail -n 1 "$WINEPREFIX/verdict.txt"
+    return $code
+}
+
+wine_prefix_ready || exit 1
+notebook_install_programs "$programs"
+cp "${@:4}" "$WINEPREFIX/drive_c/Tessel/"
+notebook_modem_insert "$modem" && notebook_control_device_load "$programs/tesselcontrol.sys" || exit 1
+notebook_quiet reg copy "$NOTEBOOK_MODEM_KEY\\0" "$NOTEBOOK_MODEM_KEY\\1" /s /f
+printf 'one\r\ntwo' >"$WINEPREFIX/drive_c/Tessel/load.txt"
+tessel_service -remove >/dev/null
+
+if [ "$phase" = load ]; then
+    tessel_service -install >/dev/null
+    start_service
+    test_load
+else
+    # What becomes of the contexts is in the log.
+    notebook_run "C:\\Tessel\\${logged##*/}" -install >/dev/null
+    start_service
+    test_killed_clients
+    tessel_service -remove >/dev/null
+    tessel_service -install >/dev/null
+    start_service
+    expect "texts" 0 passed verdict hostileclient texts "$(form 40 500)"
+    test_stops
+fi
+expect_part "end" 0 "is stopped" tessel_service -remove
+notebook_control_device_unload
+echo "$phase: $failures failed"
+[ $failures -eq 0 ]
