@@ -56,18 +56,21 @@ tables() {
 }
 
 plot() {
+    local rows
+    rows=$(grep -c . "$results/summary.tsv")
     gnuplot <<END
 set terminal svg size 760,380 font "sans-serif,13" background rgb "white"
 set output "$1"
 set datafile separator "\t"
-set title "Time of a request: service / bare server (median of the rounds; bars: quartiles)"
-set xrange [0.9:1.4]
-set yrange [-0.7:*] reverse
-set xtics ("0.9" 0.9, "0.95" 0.95, "1" 1, "1.05" 1.05, "1.1" 1.1, "1.2" 1.2, "1.3" 1.3, "1.4" 1.4)
+set title "Time of a request: service / bare server"
+set xrange [0.9:1.2]
+set yrange [$rows-0.3:-0.7]
+set xtics ("0.9" 0.9, "0.95" 0.95, "1" 1, "1.05" 1.05, "1.1" 1.1, "1.15" 1.15, "1.2" 1.2)
 set grid xtics lt 1 lc rgb "#dddddd"
 set key off
 set arrow from 1,graph 0 to 1,graph 1 nohead lc rgb "#777777"
-plot "$results/summary.tsv" using 4:0:5:6:ytic(1) with xerrorbars pt 7 ps 0.8 lc rgb "#1f6fb4"
+set arrow from 1.05,graph 0 to 1.05,graph 1 nohead dt 2 lc rgb "#777777"
+plot "$results/summary.tsv" using 4:0:5:6:ytic(1) title "ratio" with xerrorbars pt 7 ps 0.8 lc rgb "#1f6fb4"
 END
 }
 
