@@ -87,6 +87,11 @@ LSTATUS SetText(const std::wstring& key, const wchar_t* name, const std::wstring
 
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
     *object = nullptr;
+    // Stays loaded from its first use on: Wine loses some memory each time that a DLL is unloaded,
+    // and COM would unload this one after every request.
+    HMODULE self = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<const wchar_t*>(&DllGetClassObject), &self);
     for (const ModemClass& known : kClasses) {
         if (IsEqualGUID(class_id, known.id)) {
             ComPtr<ClassFactory> factory(new ClassFactory(known));
