@@ -2,7 +2,7 @@
 
 # Copies the programs to where the notebook keeps them.
 notebook_install_programs() {
-    mkdir -p "$WINEPREFIX/drive_c/Tessel" && cp "$1"/*.exe "$WINEPREFIX/drive_c/Tessel/"
+    mkdir -p "$WINEPREFIX/drive_c/Tessel" && cp --remove-destination "$1"/*.exe "$WINEPREFIX/drive_c/Tessel/"
 }
 
 # Runs a program in the notebook, by its Windows path or name.
@@ -30,7 +30,7 @@ notebook_quiet() {
 notebook_control_device_load() {
     local drivers=$WINEPREFIX/drive_c/windows/system32/drivers
     notebook_control_device_unload
-    mkdir -p "$drivers" && cp "$1" "$drivers/tesselcontrol.sys" || return 1
+    mkdir -p "$drivers" && cp --remove-destination "$1" "$drivers/tesselcontrol.sys" || return 1
     notebook_quiet sc create TesselControl type= kernel start= demand \
         binPath= 'C:\windows\system32\drivers\tesselcontrol.sys' || return 1
     notebook_quiet sc start TesselControl || return 1
@@ -56,7 +56,7 @@ NOTEBOOK_MODEM_KEY='HKLM\SOFTWARE\Tessel Simulator\Modem'
 
 # Registers the modem (its DLL is the argument) and gives it one interface with a SIM.
 notebook_modem_insert() {
-    cp "$1" "$WINEPREFIX/drive_c/Tessel/tesselmodem.dll" || return 1
+    cp --remove-destination "$1" "$WINEPREFIX/drive_c/Tessel/tesselmodem.dll" || return 1
     notebook_quiet regsvr32 /s 'C:\Tessel\tesselmodem.dll' || return 1
     notebook_quiet reg delete "$NOTEBOOK_MODEM_KEY" /f
     notebook_modem_set ReadyState 1

@@ -1,14 +1,21 @@
 // The way of an answer on the simulated notebook, whose RPC runtime has no callbacks: an ordinary
-// call into the client's process, which serves an endpoint named after its process id.
+// call into the client's process, which serves an endpoint of its own.
 #pragma once
+
+#include <windows.h>
 
 #include <string>
 
 #include "rpc/stubs.h"
 
-// Where process `process_id` takes its answers, over ncalrpc.
-inline std::wstring AnswerEndpoint(unsigned long process_id) {
-    return L"TesselAnswers-" + std::to_wstring(process_id);
+// Where the process takes its answers, over ncalrpc. Named after the time of its creation too: Wine
+// keeps the association with a killed process, which the next one with its id would not know.
+inline std::wstring AnswerEndpoint(HANDLE process) {
+    FILETIME created = {};
+    FILETIME ignored = {};
+    GetProcessTimes(process, &created, &ignored, &ignored, &ignored);
+    return L"TesselAnswers-" + std::to_wstring(GetProcessId(process)) + L"-" +
+           std::to_wstring(created.dwHighDateTime) + L"-" + std::to_wstring(created.dwLowDateTime);
 }
 
 inline constexpr RPC_SYNTAX_IDENTIFIER kAnswerChannelId = {

@@ -43,7 +43,7 @@ const MIDL_SERVER_INFO kServerInfo = {
     &kStub, kRoutines, AnswerChannelProcString(), kOffsets, nullptr, nullptr, 0, nullptr};
 
 bool Serve() {
-    std::wstring endpoint = AnswerEndpoint(GetCurrentProcessId());
+    std::wstring endpoint = AnswerEndpoint(GetCurrentProcess());
     wchar_t protocol[] = L"ncalrpc";
     RPC_STATUS status =
         RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol), kConcurrentCalls,

@@ -7,6 +7,7 @@
 #include <rpcdcep.h>
 
 #include "simulator/wine/answerchannel.h"
+#include "win32/handle.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ const RPC_CLIENT_INTERFACE kAnswerChannelClient = {sizeof(RPC_CLIENT_INTERFACE),
 const MIDL_STUB_DESC kStub = AnswerChannelStub(&kAnswerChannelClient);
 
 // A thread answers one client many times. The binding belongs to the thread, so a failing call does
-// not lose it.
+// not lose it. The client's process is held open with it, which keeps its id from any other.
 class ClientBinding {
  public:
     ClientBinding() = default;
@@ -33,7 +34,11 @@ class ClientBinding {
     RPC_BINDING_HANDLE To(unsigned long process_id) {
         if (m_binding == nullptr || process_id != m_processId) {
             Free();
-            std::wstring address = L"ncalrpc:[" + AnswerEndpoint(process_id) + L"]";
+            m_process.Reset(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+            if (!m_process) {
+                RpcRaiseException(RPC_S_SERVER_UNAVAILABLE);
+            }
+            std::wstring address = L"ncalrpc:[" + AnswerEndpoint(m_process.Get()) + L"]";
             RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address.data()), &m_binding);
             m_processId = process_id;
         }
@@ -47,6 +52,7 @@ class ClientBinding {
         }
     }
 
+    Handle m_process;
     RPC_BINDING_HANDLE m_binding = nullptr;
     unsigned long m_processId = 0;
 };

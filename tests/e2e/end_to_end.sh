@@ -9,7 +9,7 @@ log=$WINEPREFIX/drive_c/TesselServicelog.txt
 
 wine_prefix_ready || exit 1
 notebook_install_programs "$programs"
-cp "$logged" "$crashclient" "$example" "$WINEPREFIX/drive_c/Tessel/"
+cp --remove-destination "$logged" "$crashclient" "$example" "$WINEPREFIX/drive_c/Tessel/"
 tessel_service -remove >/dev/null
 rm -f "$log"
 

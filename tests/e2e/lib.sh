@@ -35,11 +35,19 @@ expect_part() {
     fi
 }
 
+# The service's state and its exit code, as the service manager has them.
+service_state() {
+    notebook_run sc query "Tessel Service" | tr -d '\r' |
+        awk '/STATE/{state = $3 " " $4} /WIN32_EXIT_CODE/{print state, $3}'
+}
+
+# Waits until the service answers and takes controls. It answers before it reports that it runs, and `net start`
+# waits for neither.
 wait_for_service() {
     local i
     for i in $(seq 100); do
         tesselctl '' >/dev/null 2>&1
-        [ $? = 1 ] && return 0
+        [ $? = 1 ] && [ "$(service_state)" = "4 RUNNING 0" ] && return 0
         sleep 0.1
     done
     fail "start: the service does not come up"

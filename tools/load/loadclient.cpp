@@ -1,7 +1,8 @@
 // Many clients in one process, each sending one request after the other, every command in turn, and
 // checking every answer: loadclient CLIENTS REQUESTS SECONDS PROCESS ends after so many requests in
 // all or so many seconds (0 for either: no limit). PROCESS, from 1 to 2000, makes the tags of this
-// process unlike those of any other.
+// process unlike those of any other. "connected" is printed when each client is in a request of its
+// own: no further connection is made from then on.
 #include "tools/load/connection.h"
 
 #include <atomic>
@@ -16,6 +17,7 @@ namespace {
 
 constexpr int kRequestsPerContext = 50;
 constexpr DWORD kHungMilliseconds = 60000;
+constexpr wchar_t kFirstText[] = L"connect";
 
 // One client and the request that it waits for.
 struct Client {
@@ -31,6 +33,8 @@ std::vector<Client> g_clients;
 long g_first_tag = 0;
 long g_limit = 0;
 ULONGLONG g_end = 0;
+HANDLE g_connected = nullptr;
+std::atomic<size_t> g_connecting = 0;
 std::atomic<long> g_requests = 0;
 std::atomic<long> g_due = 0;
 std::atomic<long> g_answers = 0;
@@ -69,8 +73,19 @@ void SendRequest(Client& client, long n) {
     client.tag = 0;
 }
 
+// A client's first request is held up in its answer until every client is in one.
+void AwaitOtherClients() {
+    if (++g_connecting == g_clients.size()) {
+        std::printf("connected\n");
+        std::fflush(stdout);
+        SetEvent(g_connected);
+    }
+    WaitForSingleObject(g_connected, kHungMilliseconds);
+}
+
 DWORD WINAPI RunClient(void* parameter) {
     Client& client = *static_cast<Client*>(parameter);
+    RemoteRequest(client.connection.context, L"REGISTRYHELPER_ISVZWQ", 0, 0, kFirstText);
     const long step = static_cast<long>(g_clients.size());
     long n = static_cast<long>(&client - g_clients.data());
     for (int sent = 0; (g_limit == 0 || n < g_limit) && GetTickCount64() < g_end; n += step) {
@@ -101,6 +116,10 @@ bool AllEnd() {
 }  // namespace
 
 void ReportResult(const wchar_t* command, boolean flag, long number, const wchar_t* text) {
+    if (std::wcscmp(text, kFirstText) == 0) {
+        AwaitOtherClients();
+        return;
+    }
     ++g_answers;
     const long tag = text[0] == L't' ? std::wcstol(text + 1, nullptr, 10) : number;
     const size_t n = static_cast<size_t>(tag - g_first_tag);
@@ -126,6 +145,7 @@ int wmain(int argc, wchar_t** argv) {
     const ULONGLONG start = GetTickCount64();
     g_end = seconds != 0 ? start + seconds * 1000ULL : ~0ULL;
     g_first_tag = std::wcstol(argv[4], nullptr, 10) * kTagsPerProcess;
+    g_connected = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     // Wine mixes up the association groups of first connections that are made at the same time.
     for (Client& client : g_clients) {
         client.connection.Open();

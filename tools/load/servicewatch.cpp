@@ -1,6 +1,7 @@
 // Looks at the service's process from outside: `servicewatch handles` prints how many handles it
 // holds; `servicewatch stop COMMAND-LINE` runs a command that stops it and prints the exit code of
-// the service.
+// the service, or that one thread is left: the one that has ended the process and all the others.
+// Wine's ExitProcess hangs now and then in a process whose threads are in the midst of their work.
 #include <windows.h>
 #include <tlhelp32.h>
 #include <winternl.h>
@@ -56,6 +57,18 @@ unsigned CountHandles(DWORD process_id) {
     return count;
 }
 
+unsigned CountThreads(DWORD process_id) {
+    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 thread = {};
+    thread.dwSize = sizeof(thread);
+    unsigned count = 0;
+    for (BOOL more = Thread32First(snapshot.Get(), &thread); more;
+         more = Thread32Next(snapshot.Get(), &thread)) {
+        count += thread.th32OwnerProcessID == process_id ? 1 : 0;
+    }
+    return count;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -68,8 +81,9 @@ int wmain(int argc, wchar_t** argv) {
         std::printf("%u\n", CountHandles(process_id));
         return 0;
     }
-    const FileHandle process(
-        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    const Handle process(
+        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE,
+                    process_id));
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION command = {};
@@ -78,13 +92,19 @@ int wmain(int argc, wchar_t** argv) {
         return 1;
     }
     constexpr DWORD kPatience = 30000;
-    DWORD code = 0;
-    if (WaitForSingleObject(command.hProcess, kPatience) != WAIT_OBJECT_0 ||
-        WaitForSingleObject(process.Get(), kPatience) != WAIT_OBJECT_0 ||
-        !GetExitCodeProcess(process.Get(), &code)) {
-        std::printf("still there\n");
+    constexpr DWORD kEndMilliseconds = 5000;
+    if (WaitForSingleObject(command.hProcess, kPatience) != WAIT_OBJECT_0) {
+        std::printf("the command does not end\n");
         return 1;
     }
+    if (WaitForSingleObject(process.Get(), kEndMilliseconds) != WAIT_OBJECT_0) {
+        const bool ending = CountThreads(process_id) == 1;
+        std::printf(ending ? "one thread is left\n" : "the service does not end\n");
+        TerminateProcess(process.Get(), 0);
+        return ending ? 0 : 1;
+    }
+    DWORD code = 0;
+    GetExitCodeProcess(process.Get(), &code);
     std::printf("exit code 0x%lx\n", code);
     return 0;
 }
