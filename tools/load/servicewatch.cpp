@@ -81,9 +81,8 @@ int wmain(int argc, wchar_t** argv) {
         std::printf("%u\n", CountHandles(process_id));
         return 0;
     }
-    const Handle process(
-        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE,
-                    process_id));
+    const Handle process(OpenProcess(
+        SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE, process_id));
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION command = {};
