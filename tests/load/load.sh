@@ -82,7 +82,7 @@ start_client() {
     local output=$WINEPREFIX/client.$1.txt i
     rm -f "$output"
     # Without a shell around it, which would be killed in its place.
-    (exec "$WINE_DIR/wine64" 'C:\Tessel\loadclient.exe' 8 0 600 "$1") </dev/null >"$output" 2>&1 &
+    (exec "$WINE_DIR/wine64" 'C:\Tessel\loadclient.exe' 16 0 600 "$1") </dev/null >"$output" 2>&1 &
     clients+=($!)
     for i in $(seq 200); do
         grep -qs connected "$output" && return
@@ -133,7 +133,7 @@ test_stops() {
     stops=$(form 3 15)
     for i in $(seq "$stops"); do
         clients=()
-        start_client 1 && start_client 2
+        for client in 1 2 3 4; do start_client "$client"; done
         sleep "0.$((5 + RANDOM % 5))"
         case $((i % 3)) in
             0) stop='C:\Tessel\tessel-service.exe -remove' ;;

@@ -161,7 +161,7 @@ int wmain(int argc, wchar_t** argv) {
     for (Client& client : g_clients) {
         client.connection.Close();
     }
-    const bool passed = g_wrong == 0 && g_answers == g_due;
+    const bool passed = g_wrong == 0 && g_answers == g_due && g_connecting == g_clients.size();
     std::printf(
         "%zu clients, %ld requests, %ld answers due, %ld came, %ld wrong, %lld ms, %lld/s\n",
         g_clients.size(), g_requests.load(), g_due.load(), g_answers.load(), g_wrong.load(),
