@@ -84,7 +84,7 @@ start_client() {
     # Without a shell around it, which would be killed in its place.
     (exec "$WINE_DIR/wine64" 'C:\Tessel\loadclient.exe' 16 0 600 "$1") </dev/null >"$output" 2>&1 &
     clients+=($!)
-    for i in $(seq 200); do
+    for i in $(seq 600); do
         grep -qs connected "$output" && return
         sleep 0.05
     done

@@ -91,7 +91,7 @@ int wmain(int argc, wchar_t** argv) {
         return 1;
     }
     constexpr DWORD kPatience = 30000;
-    constexpr DWORD kEndMilliseconds = 5000;
+    constexpr DWORD kEndMilliseconds = 10000;
     if (WaitForSingleObject(command.hProcess, kPatience) != WAIT_OBJECT_0) {
         std::printf("the command does not end\n");
         return 1;
