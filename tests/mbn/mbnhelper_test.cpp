@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "mbn/mbnapi.h"
@@ -18,7 +16,6 @@
 
 namespace {
 
-std::mutex g_reports_mutex;
 std::vector<Report> g_reports;
 
 void ExpectNothingHeld() {
@@ -30,10 +27,7 @@ void ExpectNothingHeld() {
 
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
 void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    if (g_watch.on) {
-        ExpectNothingHeld();
-    }
-    std::lock_guard lock(g_reports_mutex);
+    ExpectNothingHeld();
     g_reports.push_back({command, flag, number, text});
 }
 
@@ -261,35 +255,6 @@ TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
     EXPECT_NE(document.find(L"<SubscriberID>subscriber0</SubscriberID><SimIccID></SimIccID>"
                             L"<HomeProviderName></HomeProviderName>"),
               document.npos);
-}
-
-TEST_F(MbnHelperTest, ServesManyRequestsAtOnce) {
-    AddInterface(L"0");
-    AddInterface(L"1");
-    g_watch.on = false;
-    constexpr int kThreads = 32;
-    constexpr int kRounds = 10;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([i] {
-            for (int round = 0; round < kRounds; ++round) {
-                std::wstring data_string = L"room for the text";
-                MbnHelperCommand(nullptr, kTextQueries[i % 4].command, false, i,
-                                 data_string.data());
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    ASSERT_EQ(g_reports.size(), size_t{kThreads * kRounds});
-    const wchar_t* const expected[] = {L"id1", L"name1", L"subscriber1", L"iccid1"};
-    for (const Report& report : g_reports) {
-        EXPECT_EQ(report.command, kTextQueries[report.number % 4].command);
-        EXPECT_EQ(report.text, expected[report.number % 4]);
-    }
-    EXPECT_EQ(ModemNumber(L"", L"ObjectsAlive"), 0);
-    EXPECT_EQ(PrintedText(), L"");
 }
 
 }  // namespace
