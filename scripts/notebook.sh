@@ -54,11 +54,16 @@ notebook_control_device_set() {
 # The modem. simulator/modem/README.md says what its state means.
 NOTEBOOK_MODEM_KEY='HKLM\SOFTWARE\Tessel Simulator\Modem'
 
+# Leaves the notebook without any interface of a modem.
+notebook_modem_remove() {
+    notebook_quiet reg delete "$NOTEBOOK_MODEM_KEY" /f
+}
+
 # Registers the modem (its DLL is the argument) and gives it one interface with a SIM.
 notebook_modem_insert() {
     cp --remove-destination "$1" "$WINEPREFIX/drive_c/Tessel/tesselmodem.dll" || return 1
     notebook_quiet regsvr32 /s 'C:\Tessel\tesselmodem.dll' || return 1
-    notebook_quiet reg delete "$NOTEBOOK_MODEM_KEY" /f
+    notebook_modem_remove
     notebook_modem_set ReadyState 1
     notebook_modem_set ActivationState 3
     notebook_modem_set SimIccId 8949012345678901234

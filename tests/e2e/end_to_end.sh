@@ -11,6 +11,7 @@ wine_prefix_ready || exit 1
 notebook_install_programs "$programs"
 cp --remove-destination "$logged" "$crashclient" "$example" "$WINEPREFIX/drive_c/Tessel/"
 tessel_service -remove >/dev/null
+notebook_modem_remove
 rm -f "$log"
 
 # A program that the service manager did not start is refused after some seconds: meanwhile the rest goes on.

@@ -10,29 +10,22 @@ fail() {
 }
 
 # expect NAME EXIT-CODE TEXT COMMAND...: the command ends with the code and prints the text, \r\n or \n.
-expect() {
-    local name=$1 code=$2 text=$3 output got
-    shift 3
-    output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
-    got=$?
-    if [ "$got" != "$code" ] || [ "$output" != "$text" ]; then
-        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted\n%s\n' \
-            "$name" "$got" "$code" "$output" "$text"
-        failures=$((failures + 1))
-    fi
-}
+expect() { expect_output whole "$@"; }
 
 # A part of the output is enough.
-expect_part() {
-    local name=$1 code=$2 part=$3 output got
-    shift 3
+expect_part() { expect_output part "$@"; }
+
+expect_output() {
+    local kind=$1 name=$2 code=$3 text=$4 output got
+    shift 4
     output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
     got=$?
-    if [ "$got" != "$code" ] || [[ "$output" != *"$part"* ]]; then
-        printf 'FAILED %s: exit %s, wanted %s\n--- printed\n%s\n--- wanted in it\n%s\n' \
-            "$name" "$got" "$code" "$output" "$part"
-        failures=$((failures + 1))
-    fi
+    [ "$got" = "$code" ] && case $kind in
+        whole) [ "$output" = "$text" ] ;;
+        part) [[ "$output" == *"$text"* ]] ;;
+    esac && return
+    fail "$name: exit $got, wanted $code"
+    printf -- '--- printed\n%s\n--- wanted (%s)\n%s\n' "$output" "$kind" "$text"
 }
 
 # The service's state and its exit code, as the service manager has them.

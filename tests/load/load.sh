@@ -159,6 +159,8 @@ test_stops() {
         start_service
     done
     echo "$stops stops; $hanging process ends hung in Wine"
+    # About one in twenty does. If all do it is not Wine.
+    [ $hanging -lt "$stops" ] || fail "stops: no process ends by itself"
 }
 
 # A program's last line; the others are shown.
@@ -198,5 +200,6 @@ else
 fi
 expect_part "end" 0 "is stopped" tessel_service -remove
 notebook_control_device_unload
+notebook_modem_remove
 echo "$phase: $failures failed"
 [ $failures -eq 0 ]
