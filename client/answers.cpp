@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "client/output.h"
-#include "rpc/clientstub.h"
+#include "rpc/stub/tesselservice.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ long AnswerCount() {
     return g_count;
 }
 
-void ReportResult(const wchar_t* command, boolean flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ++g_count;
     PrintLine(FormatAnswer(g_format, g_room, command, flag != 0, number, text));
 }

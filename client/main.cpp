@@ -10,7 +10,7 @@
 #include "client/commandhelp.h"
 #include "client/options.h"
 #include "client/output.h"
-#include "rpc/clientstub.h"
+#include "rpc/stub/tesselservice.h"
 
 namespace {
 
@@ -105,8 +105,9 @@ struct Connection {
 
     void SendRequests() const {
         for (int i = 0; i < options.repeat; ++i) {
+            // Only the service's copy of the text is written over.
             RemoteRequest(context, options.command.c_str(), static_cast<boolean>(options.data_bool),
-                          options.data_int, text.c_str());
+                          options.data_int, const_cast<wchar_t*>(text.c_str()));
         }
     }
 

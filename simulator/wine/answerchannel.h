@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "rpc/stubs.h"
+#include "rpc/stub/stubs.h"
 
 // Where the process takes its answers, over ncalrpc. Named after the time of its creation too: Wine
 // keeps the association with a killed process, which the next one with its id would not know.

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "rpc/clientstub.h"
+#include "rpc/stub/tesselservice.h"
 #include "simulator/wine/answerchannel.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // ReportResult of the simulated notebook: blocks the handler as the callback does, and fails with a
 // structured exception when the client is gone, as the callback does.
-#include "rpc/reportresult.h"
+#include "rpc/stub/tesselservice.h"
 
 #include <windows.h>
 #include <rpc.h>

@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "rpc/reportresult.h"
+#include "rpc/stub/tesselservice.h"
 #include "win32/handle.h"
 
 namespace {
@@ -64,7 +64,7 @@ void operator delete(void* block, std::size_t) noexcept {
     operator delete(block);
 }
 
-void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     if (g_client_gone) {
         RaiseException(kClientGone, 0, 0, nullptr);
     }

@@ -5,12 +5,9 @@
 
 #include <cwchar>
 
-#include "rpc/clientstub.h"
+#include "rpc/stub/tesselservice.h"
 
-void ReportResult(const wchar_t* /*command*/,
-                  boolean /*flag*/,
-                  long /*number*/,
-                  const wchar_t* /*text*/) {
+void ReportResult(wchar_t* /*command*/, boolean /*flag*/, long /*number*/, wchar_t* /*text*/) {
     TerminateProcess(GetCurrentProcess(), 7);
 }
 
@@ -21,7 +18,8 @@ int wmain(int argc, wchar_t** argv) {
     RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
     RemoteOpen(binding, &context);
     if (argc > 1 && std::wcscmp(argv[1], L"answer") == 0) {
-        RemoteRequest(context, L"REGISTRYHELPER_ISVZWQ", 1, 7, L"dying");
+        wchar_t text[] = L"dying";
+        RemoteRequest(context, L"REGISTRYHELPER_ISVZWQ", 1, 7, text);
         return 1;
     }
     TerminateProcess(GetCurrentProcess(), 7);

@@ -18,8 +18,7 @@
 #include <string>
 #include <tuple>
 
-#include "rpc/reportresult.h"
-#include "rpc/request.h"
+#include "rpc/stub/tesselservice.h"
 #include "service/servicebase.h"
 #include "tests/faults/faulttable.h"
 #include "tests/support/interposed.h"
@@ -48,7 +47,7 @@ int Held() {
 }  // namespace
 
 // Not the shared recorder: nothing may be held when the answer is sent, which may never come back.
-void ReportResult(const wchar_t* /*command*/, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text) {
     g_heldAtAnswer = Held();
     g_answer += (flag ? L"true " : L"false ") + std::to_wstring(number) + L" " + text;
 }

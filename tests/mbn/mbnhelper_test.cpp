@@ -8,7 +8,7 @@
 
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
-#include "rpc/reportresult.h"
+#include "rpc/stub/tesselservice.h"
 #include "tests/support/recordedconsole.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recordedreport.h"
@@ -26,7 +26,7 @@ void ExpectNothingHeld() {
 }  // namespace
 
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
-void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ExpectNothingHeld();
     g_reports.push_back({command, flag, number, text});
 }

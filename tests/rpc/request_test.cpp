@@ -1,4 +1,4 @@
-#include "rpc/request.h"
+#include "rpc/stub/tesselservice.h"
 
 #include <gtest/gtest.h>
 
@@ -164,9 +164,9 @@ TEST_F(RequestTest, ContextsAreDistinctAndEndByCloseOrRundown) {
     }
     RemoteClose(&first);
     EXPECT_EQ(first, nullptr);
-    RequestContextRundown(second);
+    REQUEST_CONTEXT_HANDLE_rundown(second);
     RemoteClose(&first);
-    RequestContextRundown(nullptr);
+    REQUEST_CONTEXT_HANDLE_rundown(nullptr);
     EXPECT_EQ(LoggedLines(),
               (std::vector<std::string>{"RemoteOpen", "RemoteOpen", "RemoteClose", "RemoteClose",
                                         "RemoteClose", "pphContext == nullptr", "RemoteClose",

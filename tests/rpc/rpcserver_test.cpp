@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "rpc/serverstub.h"
+#include "rpc/stub/tesselservice.h"
 #include "simulator/wine/capability.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recordedlog.h"
@@ -212,7 +212,7 @@ class RpcServerTest : public testing::Test {
         g_watch = {true, {}};
         g_capabilityCount = 1;
         RpcServerDisconnect();
-        g_names = {{&kServiceRpcServerInterface, "interface"}, {&g_vector, "bindings"}};
+        g_names = {{ServiceRpcInterface_v1_0_s_ifspec, "interface"}, {&g_vector, "bindings"}};
         Forget();
     }
 

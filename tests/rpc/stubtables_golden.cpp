@@ -74,7 +74,7 @@ const std::map<std::string, std::string> kGolden = {
     {"stub",
      "@interface @MIDL_user_allocate @MIDL_user_free [*8 @rundowns/@unused_binding *8] *24"
      " | @type_string 01000000 01000600 *8 74020108 *28 01000002 *12 [@server_info/@proxy] *8"},
-    {"rundowns", "@RequestContextRundown"},
+    {"rundowns", "@REQUEST_CONTEXT_HANDLE_rundown"},
     {"unused_binding", "*8"},
 };
 

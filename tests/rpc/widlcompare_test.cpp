@@ -3,8 +3,8 @@
 // fourth procedure, with an automatic binding; it writes neither NDR64 nor the placement of ARM64.
 #include <gtest/gtest.h>
 
-#include "rpc/stubs.h"
-#include "tests/rpc/stubtables.h"
+#include "rpc/stub/stubs.h"
+#include "tests/rpc/stubbytes.h"
 
 // widl's server stub: what it gives, and what it asks for.
 extern "C" {
@@ -104,9 +104,9 @@ TEST(WidlCompare, TablesDifferOnlyAsListed) {
 
     const auto& info = *static_cast<const MIDL_SERVER_INFO*>(served.InterpreterInfo);
     EXPECT_EQ(Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes),
-              BytesOf(ndr20::kTypeFormat.format));
+              BytesOf(ndr20::kTypeFormat));
     EXPECT_EQ(Ours(info.ProcString, kProceduresSize, kProcedures),
-              BytesOf(ndr20::kProcFormat<NdrTarget::kX64>.format));
+              BytesOf(ndr20::kProcFormat<NdrTarget::kX64>));
 
     // widl's first procedure has one parameter more.
     const auto& calls = ndr20::kProcOffsets<NdrTarget::kX64>;

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <cstdio>
 
-#include "rpc/clientstub.h"
+#include "rpc/stub/tesselservice.h"
 
 enum ExitCode { kPassed = 0, kFailed = 1, kUnreachable = 3, kHung = 4, kCrashed = 5 };
 

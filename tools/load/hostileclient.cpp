@@ -504,7 +504,7 @@ void SendTexts(int count) {
 
 }  // namespace
 
-void ReportResult(const wchar_t* command, boolean flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ++g_answers;
     if (g_request.sent != nullptr && !AnswerFits(g_request, command, flag != 0, number, text)) {
         g_fits = false;

@@ -115,7 +115,7 @@ bool AllEnd() {
 
 }  // namespace
 
-void ReportResult(const wchar_t* command, boolean flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     if (std::wcscmp(text, kFirstText) == 0) {
         AwaitOtherClients();
         return;

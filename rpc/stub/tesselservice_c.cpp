@@ -1,39 +1,42 @@
-#include "rpc/clientstub.h"
+// The client half of ServiceRpcInterface.
+#include "rpc/stub/stubs.h"
 
 namespace {
 
 extern const MIDL_STUB_DESC kClientStubDescriptor;
 
-const RPC_DISPATCH_FUNCTION kNdr20Functions[] = {NdrServerCall2, nullptr};
-const RPC_DISPATCH_FUNCTION kNdr64Functions[] = {NdrServerCallAll, nullptr};
+constinit const RPC_DISPATCH_FUNCTION kNdr20Functions[] = {DispatchNdr20, nullptr};
+constinit const RPC_DISPATCH_FUNCTION kNdr64Functions[] = {DispatchNdr64, nullptr};
 
-const RPC_DISPATCH_TABLE kNdr20Dispatch = {1, Writable(kNdr20Functions), 0};
-const RPC_DISPATCH_TABLE kNdr64Dispatch = {1, Writable(kNdr64Functions), 0};
+constinit const RPC_DISPATCH_TABLE kNdr20Dispatch = {1, Writable(kNdr20Functions), 0};
+constinit const RPC_DISPATCH_TABLE kNdr64Dispatch = {1, Writable(kNdr64Functions), 0};
 
-const SERVER_ROUTINE kCallbackRoutines[] = {
-    reinterpret_cast<SERVER_ROUTINE>(reinterpret_cast<void (*)()>(ReportResult))};
+struct Callbacks {
+    decltype(&ReportResult) report_result;
+};
+constinit const RoutineTable<Callbacks, 1> kCallbackRoutines = {{ReportResult}};
 
 // The procedures that this side calls.
-const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
+constinit const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
     Ndr20Info(nullptr, ndr20::kProcOffsets<kNdrTarget>),
-    Ndr64Info(nullptr, ndr64::kProcTable<kNdrTarget>),
+    Ndr64Info(nullptr, ndr64::kProcTable<kNdrTarget, ndr64::kClientHalf>),
 };
 
-const MIDL_STUBLESS_PROXY_INFO kProxy = {
-    &kClientStubDescriptor,  ProcString(), ndr20::kProcOffsets<kNdrTarget>,
-    Writable(&kNdr20Syntax), kSyntaxCount, Writable(kSyntaxes),
+constinit const MIDL_STUBLESS_PROXY_INFO kProxy = {
+    &kClientStubDescriptor,  kProcFormatString, ndr20::kProcOffsets<kNdrTarget>,
+    Writable(&kNdr20Syntax), kSyntaxCount,      Writable(kSyntaxes),
 };
 
 // The callback that this side serves.
-const MIDL_SYNTAX_INFO kCallbackSyntaxes[kSyntaxCount] = {
-    Ndr20Info(Writable(&kNdr20Dispatch), ndr20::kCallbackOffsets<kNdrTarget>),
-    Ndr64Info(Writable(&kNdr64Dispatch), ndr64::kCallbackTable<kNdrTarget>),
+constinit const MIDL_SYNTAX_INFO kCallbackSyntaxes[kSyntaxCount] = {
+    Ndr20Info(&kNdr20Dispatch, ndr20::kCallbackOffsets<kNdrTarget>),
+    Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable<kNdrTarget>),
 };
 
-const MIDL_SERVER_INFO kCallbackServer = {
+constinit const MIDL_SERVER_INFO kCallbackServer = {
     &kClientStubDescriptor,
-    kCallbackRoutines,
-    ProcString(),
+    kCallbackRoutines.routines,
+    kProcFormatString,
     ndr20::kCallbackOffsets<kNdrTarget>,
     nullptr,
     Writable(&kNdr64Syntax),
@@ -41,7 +44,7 @@ const MIDL_SERVER_INFO kCallbackServer = {
     Writable(kCallbackSyntaxes),
 };
 
-const RPC_CLIENT_INTERFACE kClientInterface = {
+constinit const RPC_CLIENT_INTERFACE kClientInterface = {
     sizeof(RPC_CLIENT_INTERFACE),
     kServiceRpcInterfaceId,
     kNdr20Syntax,
@@ -54,10 +57,10 @@ const RPC_CLIENT_INTERFACE kClientInterface = {
 };
 
 // Every procedure names its binding; the descriptor wants a default one all the same.
-RPC_BINDING_HANDLE g_unusedBinding = nullptr;
+constinit RPC_BINDING_HANDLE g_unusedBinding = nullptr;
 
-const MIDL_STUB_DESC kClientStubDescriptor = {
-    Writable(static_cast<const void*>(&kClientInterface)),
+constinit const MIDL_STUB_DESC kClientStubDescriptor = {
+    Writable(&kClientInterface),
     MIDL_user_allocate,
     MIDL_user_free,
     {&g_unusedBinding},
@@ -65,7 +68,7 @@ const MIDL_STUB_DESC kClientStubDescriptor = {
     nullptr,
     nullptr,
     nullptr,
-    TypeString(),
+    kTypeFormatString,
     1,
     kStubVersion,
     nullptr,
@@ -75,13 +78,15 @@ const MIDL_STUB_DESC kClientStubDescriptor = {
     nullptr,
     kStubFlags,
     nullptr,
-    Writable(static_cast<const void*>(&kProxy)),
+    Writable(&kProxy),
     0,
 };
 
 enum ProcedureNumber : unsigned long { kRemoteOpen, kRemoteClose, kRemoteRequest };
 
 }  // namespace
+
+constinit const RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec = Writable(&kClientInterface);
 
 void RemoteOpen(handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
     NdrClientCall3(Writable(&kProxy), kRemoteOpen, nullptr, binding, context);
@@ -95,7 +100,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE context,
                    const wchar_t* requestString,
                    boolean data_bool,
                    long data_int,
-                   const wchar_t* data_string) {
+                   wchar_t* data_string) {
     NdrClientCall3(Writable(&kProxy), kRemoteRequest, nullptr, context, requestString, data_bool,
                    data_int, data_string);
 }
