@@ -69,7 +69,7 @@ void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
         RaiseException(kClientGone, 0, 0, nullptr);
     }
     g_peak_at_answer = g_peak_bytes.load();
-    g_answer = {g_answer.count + 1, command, flag, number, text};
+    g_answer = {g_answer.count + 1, command, flag != 0, number, text};
 }
 
 namespace {

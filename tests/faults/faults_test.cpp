@@ -18,6 +18,7 @@
 #include <string>
 #include <tuple>
 
+#include "rpc/requestcontext.h"
 #include "rpc/stub/tesselservice.h"
 #include "service/servicebase.h"
 #include "tests/faults/faulttable.h"

@@ -28,7 +28,7 @@ void ExpectNothingHeld() {
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ExpectNothingHeld();
-    g_reports.push_back({command, flag, number, text});
+    g_reports.push_back({command, flag != 0, number, text});
 }
 
 namespace {

@@ -202,6 +202,9 @@ Lines NotedAfter(std::size_t count) {
         noted.insert(noted.end(), steps[i].noted.begin(), steps[i].noted.end());
         releases += steps[i].releases;
     }
+    if (count < steps.size() && steps[count].function == std::string("RpcEpRegisterW")) {
+        noted.emplace_back("RpcBindingVectorFree bindings");
+    }
     noted.insert(noted.end(), kReleases.begin(), kReleases.begin() + releases);
     return noted;
 }
@@ -268,7 +271,7 @@ TEST_F(RpcServerTest, DisconnectLogsItsStepsAndFreesTheBindingsOnce) {
     Forget();
     g_watch.fault = {"RpcServerUnregisterIf", 1, RPC_S_UNKNOWN_IF};
     RpcServerDisconnect();
-    EXPECT_EQ(g_calls, (Lines{"RpcEpUnregister interface null null"}));
+    EXPECT_EQ(g_calls, Lines{}) << "nothing is registered that could be unregistered";
     logged[1] = "Rpc Server Unregister error";
     EXPECT_EQ(LoggedLines(), logged);
 }

@@ -17,5 +17,5 @@ std::vector<Report> TakeReports() {
 
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     std::lock_guard lock(g_mutex);
-    g_reports.push_back({command, flag, number, text});
+    g_reports.push_back({command, flag != 0, number, text});
 }
