@@ -3,7 +3,7 @@
 // all or so many seconds (0 for either: no limit). PROCESS, from 1 to 2000, makes the tags of this
 // process unlike those of any other. "connected" is printed when each client is in a request of its
 // own: no further connection is made from then on.
-#include "tools/load/connection.h"
+#include "tests/load/connection.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/load/cases.h"
+#include "tests/load/cases.h"
 
 namespace {
 

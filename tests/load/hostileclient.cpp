@@ -2,7 +2,7 @@
 // service's endpoint, as Wine's local RPC carries it: the packets of the table and N random ones.
 // `hostileclient texts N` sends N random commands and texts of up to some megabytes by the rules.
 // After each, an ordinary request must be answered.
-#include "tools/load/connection.h"
+#include "tests/load/connection.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/load/cases.h"
+#include "tests/load/cases.h"
 #include "win32/handle.h"
 
 namespace {
