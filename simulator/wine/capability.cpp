@@ -30,7 +30,9 @@ Hash Sha256(std::wstring_view text) {
 
 std::wstring UpperCase(std::wstring_view text) {
     std::wstring upper(text);
-    CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    const int size = static_cast<int>(text.size());
+    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, text.data(), size, upper.data(), size,
+                  nullptr, nullptr, 0);
     return upper;
 }
 

@@ -1,13 +1,40 @@
-// A client that dies at the worst moment: crashclient answer|context, in the middle of a request
-// whose answer it is taking, or with a context open. Ends with exit code 7.
+// A client that fails at the worst moment.
+//   crashclient answer    dies while it takes the answer of its request, with exit code 7
+//   crashclient context   dies with a context open, with exit code 7
+//   crashclient raise CODE COMMAND [TEXT]
+//                         raises a structured exception while it takes the answer of COMMAND, and
+//                         prints how its request ended
 #include <windows.h>
 #include <rpc.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cwchar>
 
 #include "rpc/stub/tesselservice.h"
 
+namespace {
+
+DWORD g_raised = 0;
+DWORD g_thread = 0;
+
+// Not the filter of what nobody handles: the C runtime keeps some codes from it.
+LONG WINAPI PrintFailure(EXCEPTION_POINTERS* exception) {
+    if (GetCurrentThreadId() != g_thread) {
+        return EXCEPTION_CONTINUE_SEARCH;
+    }
+    std::printf("failed with 0x%lx\n", exception->ExceptionRecord->ExceptionCode);
+    std::fflush(stdout);
+    TerminateProcess(GetCurrentProcess(), 0);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+}  // namespace
+
 void ReportResult(wchar_t* /*command*/, boolean /*flag*/, long /*number*/, wchar_t* /*text*/) {
+    if (g_raised != 0) {
+        RaiseException(g_raised, 0, 0, nullptr);
+    }
     TerminateProcess(GetCurrentProcess(), 7);
 }
 
@@ -21,6 +48,15 @@ int wmain(int argc, wchar_t** argv) {
         wchar_t text[] = L"dying";
         RemoteRequest(context, L"REGISTRYHELPER_ISVZWQ", 1, 7, text);
         return 1;
+    }
+    if (argc > 3 && std::wcscmp(argv[1], L"raise") == 0) {
+        g_raised = std::wcstoul(argv[2], nullptr, 0);
+        g_thread = GetCurrentThreadId();
+        AddVectoredExceptionHandler(1, PrintFailure);
+        wchar_t text[] = L"raising";
+        RemoteRequest(context, argv[3], 1, 7, argc > 4 ? argv[4] : text);
+        std::printf("returned\n");
+        return 0;
     }
     TerminateProcess(GetCurrentProcess(), 7);
     return 1;

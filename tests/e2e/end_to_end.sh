@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
 # remove; and clients that die in the middle.
-# end_to_end.sh DIRECTORY-OF-PROGRAMS LOGGED-SERVICE CRASHING-CLIENT EXAMPLE
+# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE
 set -u
-programs=$1 logged=$2 crashclient=$3 example=$4
+build=$1 logged=$2 crashclient=$3 example=$4
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$programs"
-cp --remove-destination "$logged" "$crashclient" "$example" "$WINEPREFIX/drive_c/Tessel/"
+notebook_install_programs "$build" && notebook_copy "$logged" "$crashclient" "$example" || exit 1
+expect_unchanged "$build/service/tessel-service.exe" 3
+expect_unchanged "$build/client/tesselctl.exe" 1
+expect_unchanged "$example" 1
 tessel_service -remove >/dev/null
 notebook_modem_remove
 rm -f "$log"
@@ -53,6 +55,9 @@ for moment in answer context; do
     expect "client dies: $moment" 7 "" notebook_run 'C:\Tessel\crashclient.exe' $moment
     expect_part "served after a dead client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
 done
+expect "client raises an exception" 0 "failed with 0x1234" \
+    notebook_run 'C:\Tessel\crashclient.exe' raise 0x1234 REGISTRYHELPER_ISVZWQ
+expect_part "served after a raising client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
     tessel_service -remove
 expect_part "gone" 3 "not running" tesselctl REGISTRYHELPER_ISVZWQ

@@ -21,6 +21,7 @@
 #include "rpc/requestcontext.h"
 #include "rpc/stub/tesselservice.h"
 #include "service/servicebase.h"
+#include "simulator/wine/capability.h"
 #include "tests/faults/faulttable.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recordedconsole.h"
@@ -128,6 +129,7 @@ void NoteWork(PTP_WORK work) {
 
 }  // namespace
 
+REPLACE_IMPORT(DeriveCapabilitySidsFromName, SimulatedDeriveCapabilitySidsFromName);
 INTERPOSE(RegOpenKeyExW, kOpensOnZero);
 INTERPOSE(RegCreateKeyExW, kOpensOnZero);
 INTERPOSE(RegCloseKey, kCloses);

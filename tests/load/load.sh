@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The installed service under load, among dying clients, stopped in the middle, and under hostile input: some
 # seconds of each, or minutes with TESSEL_SOAK set.
-# load.sh load|hostile DIRECTORY-OF-PROGRAMS MODEM LOGGED-SERVICE PROGRAM...
+# load.sh load|hostile BUILD-FOLDER LOGGED-SERVICE PROGRAM...
 set -u
-phase=$1 programs=$2 modem=$3 logged=$4
+phase=$1 build=$2 logged=$3
 . "$(dirname "$0")/../e2e/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 export NOTEBOOK_TIMEOUT=400
@@ -174,9 +174,9 @@ verdict() {
 }
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$programs"
-cp --remove-destination "${@:4}" "$WINEPREFIX/drive_c/Tessel/"
-notebook_modem_insert "$modem" && notebook_control_device_load "$programs/tesselcontrol.sys" || exit 1
+notebook_install_programs "$build" && notebook_copy "${@:3}" &&
+    notebook_modem_insert "$build/simulator/modem/tesselmodem.dll" &&
+    notebook_control_device_load "$build/notebook/tesselcontrol.sys" || exit 1
 notebook_quiet reg copy "$NOTEBOOK_MODEM_KEY\\0" "$NOTEBOOK_MODEM_KEY\\1" /s /f
 printf 'one\r\ntwo' >"$WINEPREFIX/drive_c/Tessel/load.txt"
 tessel_service -remove >/dev/null

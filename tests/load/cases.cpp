@@ -1,4 +1,4 @@
-#include "tools/load/cases.h"
+#include "tests/load/cases.h"
 
 #include <algorithm>
 #include <cwchar>

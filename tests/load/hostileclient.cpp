@@ -2,7 +2,7 @@
 // service's endpoint, as Wine's local RPC carries it: the packets of the table and N random ones.
 // `hostileclient texts N` sends N random commands and texts of up to some megabytes by the rules.
 // After each, an ordinary request must be answered.
-#include "tools/load/connection.h"
+#include "tests/load/connection.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,7 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "tools/load/cases.h"
+#include "rpc/stub/stubs.h"
+#include "tests/load/cases.h"
 #include "win32/handle.h"
 
 namespace {
@@ -216,7 +217,7 @@ bool Served(const Connection& connection, const Request& request) {
     g_answers = 0;
     g_fits = true;
     RemoteRequest(connection.context, request.sent->command,
-                  static_cast<boolean>(request.flag ? 1 : 0), request.number, request.text.c_str());
+                  static_cast<boolean>(request.flag ? 1 : 0), request.number, const_cast<wchar_t*>(request.text.c_str()));
     return g_fits && g_answers == request.sent->answers;
 }
 

@@ -3,7 +3,7 @@
 // all or so many seconds (0 for either: no limit). PROCESS, from 1 to 2000, makes the tags of this
 // process unlike those of any other. "connected" is printed when each client is in a request of its
 // own: no further connection is made from then on.
-#include "tools/load/connection.h"
+#include "tests/load/connection.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/load/cases.h"
+#include "tests/load/cases.h"
 
 namespace {
 
@@ -64,10 +64,10 @@ void SendRequest(Client& client, long n) {
     client.tag = request.number;
     RemoteRequest(client.connection.context, request.sent->command,
                   static_cast<boolean>(request.flag ? 1 + n % 255 : 0), request.number,
-                  request.text.c_str());
+                  const_cast<wchar_t*>(request.text.c_str()));
     if (client.answers != request.sent->answers) {
         Wrong(client.answers > 0 ? "too many" : "no answer", request.sent->command, request.flag,
-              request.number, request.text.c_str());
+              request.number, const_cast<wchar_t*>(request.text.c_str()));
     }
     g_due += request.sent->answers;
     client.tag = 0;
@@ -85,7 +85,7 @@ void AwaitOtherClients() {
 
 DWORD WINAPI RunClient(void* parameter) {
     Client& client = *static_cast<Client*>(parameter);
-    RemoteRequest(client.connection.context, L"REGISTRYHELPER_ISVZWQ", 0, 0, kFirstText);
+    RemoteRequest(client.connection.context, L"REGISTRYHELPER_ISVZWQ", 0, 0, const_cast<wchar_t*>(kFirstText));
     const long step = static_cast<long>(g_clients.size());
     long n = static_cast<long>(&client - g_clients.data());
     for (int sent = 0; (g_limit == 0 || n < g_limit) && GetTickCount64() < g_end; n += step) {
