@@ -86,6 +86,13 @@ BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
                                                   DWORD* group_count,
                                                   PSID** capability_sids,
                                                   DWORD* capability_count) {
+    DWORD failure = 0;
+    DWORD size = sizeof(failure);
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Simulator", L"FailCapability",
+                     RRF_RT_REG_DWORD, nullptr, &failure, &size) == ERROR_SUCCESS) {
+        SetLastError(failure);
+        return FALSE;
+    }
     const CapabilitySidNames names = DeriveCapabilitySidNames(name);
     *group_sids = OneSid(names.group);
     *capability_sids = OneSid(names.capability);
