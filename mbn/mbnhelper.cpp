@@ -2,8 +2,6 @@
 
 #include <cwchar>
 
-#include "mbn/homeprovider.h"
-#include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
 #include "mbn/mbnprofile.h"
 #include "rpc/reportresult.h"
@@ -27,23 +25,17 @@ void CopyOver(wchar_t* data_string, const wchar_t* text) {
 }
 
 void QueryReadyState(long& data_int, wchar_t* /*data_string*/) {
-    MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    QueryMbnInterface(MbnQuerySelector::kReadyState, &state);
-    data_int = state;
+    data_int = ReadReadyState();
 }
 
-template <BSTR MBN_PROVIDER::*part>
+template <Bstr HomeProvider::*text>
 void QueryHomeProvider(long& /*data_int*/, wchar_t* data_string) {
-    HomeProvider provider;
-    QueryMbnInterface(MbnQuerySelector::kHomeProvider, static_cast<MBN_PROVIDER*>(&provider));
-    CopyOver(data_string, provider.*part);
+    CopyOver(data_string, (ReadHomeProvider().*text).Get());
 }
 
-template <MbnQuerySelector selector>
+template <Bstr (*read)()>
 void QueryText(long& /*data_int*/, wchar_t* data_string) {
-    Bstr text;
-    QueryMbnInterface(selector, text.Receive());
-    CopyOver(data_string, text.Get());
+    CopyOver(data_string, read().Get());
 }
 
 void Connect(long& /*data_int*/, wchar_t* /*data_string*/) {
@@ -78,12 +70,12 @@ constexpr MbnCommand kCommands[] = {
     {L"MBNHELPER_SETNETWORKMODE", Acknowledge},
     {L"MBNHELPER_CHECKINTERFACE", QueryReadyState},
     {L"MBNHELPER_CHECKSIMSTATUS", QueryReadyState},
-    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&MBN_PROVIDER::providerID>},
+    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&HomeProvider::id>},
     {L"MBNHELPER_CONNECT", Connect},
     {L"MBNHELPER_DISCONNECT", Disconnect},
-    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&MBN_PROVIDER::providerName>},
-    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<MbnQuerySelector::kSubscriberId>},
-    {L"MBNHELPER_GETSIMICCID", QueryText<MbnQuerySelector::kSimIccId>},
+    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&HomeProvider::name>},
+    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<ReadSubscriberId>},
+    {L"MBNHELPER_GETSIMICCID", QueryText<ReadSimIccId>},
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEPROFILE", CreateProfile},
     {L"MBNHELPER_DELETEPROFILE", DeleteProfile},
