@@ -1,7 +1,8 @@
 // Device interface lists for Wine, which has none. Defines the import pointers of both functions,
 // so a program that links this object never asks Windows. The interfaces of the control device's
 // class are the paths in the REG_MULTI_SZ "Interfaces" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel
-// Simulator\ControlDevice (none if it is missing), all of them present; every other class has none.
+// Simulator\ControlDevice (none if it is missing), behind one that is absent and so only in the
+// list of all devices; every other class has none.
 #include <windows.h>
 #include <cfgmgr32.h>
 
@@ -39,6 +40,9 @@ CONFIGRET MakeList(const GUID* device_class,
             size = 0;
         }
         list->resize(size / sizeof(wchar_t));
+    }
+    if (wanted && flags == CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) {
+        list->insert(0, std::wstring(L"\\\\.\\TesselAbsent") + L'\0');
     }
     // However the value was stored: one terminator for the last path and one for the list.
     while (!list->empty() && list->back() == L'\0') {

@@ -159,6 +159,7 @@ inline constexpr FaultRow kFaults[] = {
 
     // Requests without memory.
     {"operator new", 1, 0, 0, -1, L"REGISTRYHELPER_ISVZWQ", L"true 7 own text"},
+    {"operator new", 0, 0, 0, 6, L"open", L"", "RemoteClose;", L"", L""},
     {"operator new", 1, 0, 0, -1, L"open", L"", "", L"", L"no context"},
     {"operator new", 6, 0, 0, -1, L"open", L"", "", L"", L"no context"},
 
