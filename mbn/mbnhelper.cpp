@@ -2,8 +2,6 @@
 
 #include <cwchar>
 
-#include "mbn/homeprovider.h"
-#include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
 #include "mbn/mbnprofile.h"
 #include "rpc/command.h"
@@ -27,23 +25,17 @@ void CopyOver(wchar_t* data_string, const wchar_t* text) {
 }
 
 void QueryReadyState(Answer& answer) {
-    MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    QueryMbnInterface(MbnQuerySelector::kReadyState, &state);
-    answer.number = state;
+    answer.number = ReadReadyState();
 }
 
-template <BSTR MBN_PROVIDER::*part>
+template <Bstr HomeProvider::*text>
 void QueryHomeProvider(Answer& answer) {
-    HomeProvider provider;
-    QueryMbnInterface(MbnQuerySelector::kHomeProvider, static_cast<MBN_PROVIDER*>(&provider));
-    CopyOver(answer.text, provider.*part);
+    CopyOver(answer.text, (ReadHomeProvider().*text).Get());
 }
 
-template <MbnQuerySelector selector>
+template <Bstr (*read)()>
 void QueryText(Answer& answer) {
-    Bstr text;
-    QueryMbnInterface(selector, text.Receive());
-    CopyOver(answer.text, text.Get());
+    CopyOver(answer.text, read().Get());
 }
 
 void Connect(Answer& /*answer*/) {
@@ -72,12 +64,12 @@ constexpr Command kCommands[] = {
     {L"MBNHELPER_SETNETWORKMODE", Acknowledge},
     {L"MBNHELPER_CHECKINTERFACE", QueryReadyState},
     {L"MBNHELPER_CHECKSIMSTATUS", QueryReadyState},
-    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&MBN_PROVIDER::providerID>},
+    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&HomeProvider::id>},
     {L"MBNHELPER_CONNECT", Connect},
     {L"MBNHELPER_DISCONNECT", Disconnect},
-    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&MBN_PROVIDER::providerName>},
-    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<MbnQuerySelector::kSubscriberId>},
-    {L"MBNHELPER_GETSIMICCID", QueryText<MbnQuerySelector::kSimIccId>},
+    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&HomeProvider::name>},
+    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<ReadSubscriberId>},
+    {L"MBNHELPER_GETSIMICCID", QueryText<ReadSimIccId>},
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEPROFILE", CreateProfile},
     {L"MBNHELPER_DELETEPROFILE", DeleteProfile},

@@ -35,6 +35,9 @@ CONFIGRET MakeList(const GUID* device_class,
         }
         list->resize(size / sizeof(wchar_t));
     }
+    if (wanted && flags == CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) {
+        list->insert(0, std::wstring(L"\\\\.\\TesselAbsent") + L'\0');
+    }
     // However the value was stored: one terminator for the last path and one for the list.
     while (!list->empty() && list->back() == L'\0') {
         list->pop_back();

@@ -1,7 +1,7 @@
 // Device interface lists, which the simulated notebook's Windows has not. The interfaces of the
 // control device's class are the paths in the REG_MULTI_SZ "Interfaces" under
-// HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice (none if it is missing), all of them
-// present; every other class has none.
+// HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice (none if it is missing), behind one
+// that is absent and so only in the list of all devices; every other class has none.
 #pragma once
 
 #include <windows.h>

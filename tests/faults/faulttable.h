@@ -161,6 +161,7 @@ inline constexpr FaultRow kFaults[] = {
     {"operator new", 1, 0, 0, -1, L"REGISTRYHELPER_ISVZWQ", L"true 7 own text"},
     // The line of the failed read.
     {"operator new", 4, 0, 0, -1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text"},
+    {"operator new", 0, 0, 0, 6, L"open", L"", "RemoteClose;", L"", L""},
     {"operator new", 1, 0, 0, -1, L"open", L"", "", L"", L"no context"},
     {"operator new", 6, 0, 0, -1, L"open", L"", "", L"", L"no context"},
 

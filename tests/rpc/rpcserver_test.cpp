@@ -67,6 +67,10 @@ void Note(std::string call, Arguments... arguments) {
 BOOL Derive(LPCWSTR name, PSID** groups, DWORD* group_count, PSID** sids, DWORD* count) {
     Note("DeriveCapabilitySidsFromName", name);
     SimulatedDeriveCapabilitySidsFromName(name, groups, group_count, sids, count);
+    // With room for a second one.
+    static PSID capabilities[2];
+    capabilities[0] = (*sids)[0];
+    *sids = capabilities;
     g_owned = {{*groups, "groups"},
                {(*groups)[0], "group SID"},
                {*sids, "capabilities"},
@@ -250,6 +254,11 @@ TEST_F(RpcServerTest, AnotherListenerOfTheProcessIsSuccess) {
 }
 
 TEST_F(RpcServerTest, AnyCountOfCapabilitySidsButOneIsRefusedBeforeRpcIsTouched) {
+    g_capabilityCount = 2;
+    EXPECT_EQ(RpcServerStart(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(g_calls, NotedAfter(1));
+
+    Forget();
     g_capabilityCount = 0;
     EXPECT_EQ(RpcServerStart(), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(g_calls,
