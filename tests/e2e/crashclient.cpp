@@ -25,6 +25,9 @@ LONG WINAPI PrintFailure(EXCEPTION_POINTERS* exception) {
     }
     std::printf("failed with 0x%lx\n", exception->ExceptionRecord->ExceptionCode);
     std::fflush(stdout);
+    // The emulator now and then crashes in the end of a process whose other thread is on its way
+    // out of the callback.
+    Sleep(200);
     TerminateProcess(GetCurrentProcess(), 0);
     return EXCEPTION_CONTINUE_SEARCH;
 }
