@@ -8,11 +8,11 @@ programs=$1 inf=$2
 package=$WINEPREFIX/drive_c/package
 store='C:\Tessel\Store\tessel-service.exe'
 
-# All keys below HKEY_LOCAL_MACHINE, sorted, each by one name.
+# All keys below HKEY_LOCAL_MACHINE that are kept on disk, sorted, each by one name.
 keys() {
     notebook_quiet reg export HKLM 'C:\package\keys.reg' /y
     iconv -f utf-16 -t utf-8 "$package/keys.reg" | tr -d '\r' |
-        sed -nE 's/^\[HKEY_LOCAL_MACHINE\\(.*)\]$/\U\1/p' | grep -v CURRENTCONTROLSET | sort
+        sed -nE 's/^\[HKEY_LOCAL_MACHINE\\(.*)\]$/\U\1/p' | grep -vE 'CURRENTCONTROLSET|^HARDWARE' | sort
 }
 
 # What the service manager keeps of the service. Wine adds the time for shutting down.
