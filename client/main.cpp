@@ -8,9 +8,9 @@
 
 #include "client/answers.h"
 #include "client/commandhelp.h"
+#include "client/connection.h"
 #include "client/options.h"
 #include "client/output.h"
-#include "rpc/stub/tesselservice.h"
 
 namespace {
 
@@ -37,7 +37,9 @@ The request:
 
 Options:
   --json                  one JSON object per answer: command, flag, number, text
-  --repeat N              send the request N times
+  --quiet                 no answers shown, only the last line: how many there were, and the
+                          median, 99th percentile and longest of the requests' times
+  --repeat N              send the request N times; a last line counts and times them
   --parallel N            from N threads at once, each with its own connection
 
 Exit codes:
@@ -53,7 +55,7 @@ Examples:
 // ends the program, from whichever thread; anything else is a crash and stays one.
 LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
     const DWORD status = exception->ExceptionRecord->ExceptionCode;
-    if ((status & 0xFFFF0000) != 0) {
+    if (!IsRpcStatus(status)) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
     const std::wstring code = L" (error " + std::to_wstring(status) + L").";
@@ -83,51 +85,26 @@ void PrintList() {
     }
 }
 
-// One connection of a run, and what is sent over it.
-struct Connection {
-    const Options& options;
-    const std::wstring& text;
-    RPC_BINDING_HANDLE binding = nullptr;
-    REQUEST_CONTEXT_HANDLE context = nullptr;
-
-    void Open() {
-        wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-        const RPC_STATUS status =
-            RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
-        if (status != RPC_S_OK) {
-            RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
-        }
-        RemoteOpen(binding, &context);
-        if (context == nullptr) {
-            RaiseException(RPC_S_OUT_OF_MEMORY, 0, 0, nullptr);
-        }
-    }
-
-    void SendRequests() const {
-        for (int i = 0; i < options.repeat; ++i) {
-            // Only the service's copy of the text is written over.
-            RemoteRequest(context, options.command.c_str(), static_cast<boolean>(options.data_bool),
-                          options.data_int, const_cast<wchar_t*>(text.c_str()));
-        }
-    }
-
-    void Close() {
-        RemoteClose(&context);
-        RpcBindingFree(&binding);
-    }
+// What one thread of a run does: the same request again and again over a connection of its own.
+struct Sender {
+    const RequestValues& request;
+    int repeat;
+    Connection connection;
 };
 
-DWORD WINAPI SendRequests(void* connection) {
-    static_cast<const Connection*>(connection)->SendRequests();
+DWORD WINAPI Send(void* argument) {
+    auto* sender = static_cast<Sender*>(argument);
+    for (int i = 0; i < sender->repeat; ++i) {
+        sender->connection.Send(sender->request);
+    }
     return 0;
 }
 
-// Sends over every connection at once, each on a thread of its own. False when a thread could not
-// be made.
-bool SendInParallel(std::vector<Connection>& connections) {
+// All senders at once, each on a thread of its own. False when a thread could not be made.
+bool SendInParallel(std::vector<Sender>& senders) {
     std::vector<HANDLE> threads;
-    for (Connection& connection : connections) {
-        HANDLE thread = CreateThread(nullptr, 0, SendRequests, &connection, 0, nullptr);
+    for (Sender& sender : senders) {
+        HANDLE thread = CreateThread(nullptr, 0, Send, &sender, 0, nullptr);
         if (thread == nullptr) {
             PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
             break;
@@ -138,24 +115,25 @@ bool SendInParallel(std::vector<Connection>& connections) {
         WaitForSingleObject(thread, INFINITE);
         CloseHandle(thread);
     }
-    return threads.size() == connections.size();
+    return threads.size() == senders.size();
 }
 
-// Opens all connections before the first request and closes them after the last.
-bool SendAll(const Options& options, const std::wstring& text) {
-    std::vector<Connection> connections(static_cast<std::size_t>(options.parallel),
-                                        Connection{options, text});
-    for (Connection& connection : connections) {
-        connection.Open();
+// Opens all connections before the first request and closes them after the last. Adds the time of
+// every request to `times`.
+bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTimes& times) {
+    std::vector<Sender> senders(static_cast<std::size_t>(parallel), Sender{request, repeat, {}});
+    for (Sender& sender : senders) {
+        sender.connection.Open();
     }
     bool sent = true;
-    if (options.parallel == 1) {
-        connections.front().SendRequests();
+    if (parallel == 1) {
+        Send(&senders.front());
     } else {
-        sent = SendInParallel(connections);
+        sent = SendInParallel(senders);
     }
-    for (Connection& connection : connections) {
-        connection.Close();
+    for (Sender& sender : senders) {
+        sender.connection.Close();
+        times.insert(times.end(), sender.connection.times.begin(), sender.connection.times.end());
     }
     return sent;
 }
@@ -164,19 +142,26 @@ int Request(const Options& options) {
     const CommandHelp* help = FindCommandHelp(options.command);
     const std::wstring room(help != nullptr && help->needs_room && !options.text ? kAnswerRoom : 0,
                             L' ');
-    const std::wstring text = options.text.value_or(room);
-    PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, room);
+    const RequestValues request = {options.command, options.data_bool, options.data_int,
+                                   options.text.value_or(room)};
+    if (!options.quiet) {
+        PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, room);
+    }
 
+    RequestTimes times;
     const ULONGLONG start = GetTickCount64();
-    if (!SendAll(options, text)) {
+    if (!SendAll(request, options.repeat, options.parallel, times)) {
         return kUnreachable;
     }
 
     const long long requests = static_cast<long long>(options.repeat) * options.parallel;
     const long answers = AnswerCount();
-    if (requests > 1) {
+    if (requests > 1 || options.quiet) {
         PrintErrorLine(std::to_wstring(requests) + L" requests, " + std::to_wstring(answers) +
-                       L" answers, " + std::to_wstring(GetTickCount64() - start) + L" ms");
+                       L" answers, " + std::to_wstring(GetTickCount64() - start) + L" ms; median " +
+                       Milliseconds(Percentile(times, 50)) + L", 99th percentile " +
+                       Milliseconds(Percentile(times, 99)) + L", longest " +
+                       Milliseconds(Percentile(times, 100)));
     }
     if (answers >= requests) {
         return kAnswered;

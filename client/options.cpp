@@ -64,6 +64,8 @@ bool TakesValue(std::wstring_view option) {
 bool StoreSwitch(std::wstring_view option, Options& options) {
     if (option == L"--json") {
         options.json = true;
+    } else if (option == L"--quiet") {
+        options.quiet = true;
     } else if (option == L"--list") {
         options.action = Options::Action::kList;
     } else if (option == L"--help" || option == L"-h") {

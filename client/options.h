@@ -13,6 +13,7 @@ struct Options {
     long data_int = 0;
     std::optional<std::wstring> text;
     bool json = false;
+    bool quiet = false;
     // Requests per thread, and threads, each with a context of its own; at least 1.
     int repeat = 1;
     int parallel = 1;

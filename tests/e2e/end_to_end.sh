@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
 # remove; and clients that die in the middle.
-# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE STARTSTOP
+# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE STARTSTOP MODEM
 set -u
-build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5
+build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5 modem=$6
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 starts=200
@@ -36,6 +36,8 @@ Start 0x2
 Type 0x10' sh -c "'$TESSEL_ROOT/scripts/wine-run' reg query 'HKLM\\System\\CurrentControlSet\\Services\\Tessel Service' |
     tr -d '\r' | sed -nE 's/^ +(\w+) +REG_\w+ +/\1 /p' | grep -v PreshutdownTimeout"
 
+expect "version" 0 "tesselctl $(sed -nE 's/^project\(tessel VERSION ([0-9.]+).*/\1/p' "$TESSEL_ROOT/CMakeLists.txt")" \
+    tesselctl --version
 expect_part "no service" 3 'net start "Tessel Service"' tesselctl REGISTRYHELPER_ISVZWQ
 expect_part "start" 0 "was started successfully" notebook_run net start "Tessel Service"
 wait_for_service
@@ -47,11 +49,20 @@ expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  
     tesselctl REGISTRYHELPER_GETSCREENMODE
 expect "documented example" 0 $'screen mode 5\nno SIM card was read' \
     notebook_run 'C:\Tessel\example_client.exe'
+expect "no identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="" (nothing was read)' \
+    tesselctl MBNHELPER_GETSIMICCID
+notebook_modem_insert "$modem"
+expect "identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="8949012345678901234"' \
+    tesselctl MBNHELPER_GETSIMICCID
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense
 expect_part "load" 0 "1000 requests, 1000 answers" \
     tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20
+quiet=$(tesselctl REGISTRYHELPER_ISVZWQ --repeat 20 --quiet | tr -d '\r')
+time='[0-9]+\.[0-9]{3} ms'
+[[ $quiet =~ ^20\ requests,\ 20\ answers,\ [0-9]+\ ms\;\ median\ ($time),\ 99th\ percentile\ ($time),\ longest\ ($time)$ ]] ||
+    fail "quiet: $quiet"
 for moment in answer context; do
     expect "client dies: $moment" 7 "" notebook_run 'C:\Tessel\crashclient.exe' $moment
     expect_part "served after a dead client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
@@ -68,7 +79,7 @@ expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
     MBNHELPER_GETNETWORKMODE BLEHELPER_GETBLE USBPATHCHANGER_SMGETMUICSTATUS COMMONHELPER_ISFILE_EXISTS \
     COMMONHELPER_READEULADOCUMENT
 expect "stop" 0 "" notebook_quiet net stop "Tessel Service"
-expect_part "starts, each with a stop at once" 0 "$starts starts, $starts stops taken" \
+expect_part "starts, each with a stop at once" 0 "$starts starts, each stopped at once" \
     notebook_run 'C:\Tessel\startstop.exe' $starts
 notebook_quiet net start "Tessel Service"
 wait_for_service
