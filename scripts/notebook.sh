@@ -23,9 +23,21 @@ notebook_install_programs() {
         cp --remove-destination "$1/notebook/wingap.dll" "$WINEPREFIX/drive_c/Tessel/"
 }
 
-# Runs a program in the notebook, by its Windows path or name.
+# Runs a program in the notebook, by its Windows path or name. What it leaves running must not hold the lock of
+# ../run.
 notebook_run() {
-    timeout "${NOTEBOOK_TIMEOUT:-120}" "$TESSEL_ROOT/scripts/wine-run" "$@"
+    timeout "${NOTEBOOK_TIMEOUT:-120}" "$TESSEL_ROOT/scripts/wine-run" "$@" 8>&-
+}
+
+# Whether notebook_run will find the program: by its path on C:, or by its name alone in Windows' folders.
+notebook_has_program() {
+    local drive=$WINEPREFIX/drive_c path=${1//\\//}
+    case $path in
+        *[*?[]*) ;;
+        [Cc]:/*.[Ee][Xx][Ee]) find "$drive" -ipath "$drive/${path:3}" ;;
+        */*) ;;
+        *) find "$drive"/windows{,/system32} -maxdepth 1 -iname "${path%.[Ee][Xx][Ee]}.exe" ;;
+    esac | grep -q .
 }
 
 tessel_service() {

@@ -1,7 +1,6 @@
 // Looks at the service's process from outside: `servicewatch handles` prints how many handles it
-// holds; `servicewatch stop COMMAND-LINE` runs a command that stops it and prints the exit code of
-// the service, or that one thread is left: the one that has ended the process and all the others.
-// Wine's ExitProcess hangs now and then in a process whose threads are in the midst of their work.
+// holds; `servicewatch stop COMMAND-LINE` runs a command that stops it and prints with which exit
+// code it ends.
 #include <windows.h>
 #include <tlhelp32.h>
 #include <winternl.h>
@@ -57,18 +56,6 @@ unsigned CountHandles(DWORD process_id) {
     return count;
 }
 
-unsigned CountThreads(DWORD process_id) {
-    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-    THREADENTRY32 thread = {};
-    thread.dwSize = sizeof(thread);
-    unsigned count = 0;
-    for (BOOL more = Thread32First(snapshot.Get(), &thread); more;
-         more = Thread32Next(snapshot.Get(), &thread)) {
-        count += thread.th32OwnerProcessID == process_id ? 1 : 0;
-    }
-    return count;
-}
-
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -81,8 +68,8 @@ int wmain(int argc, wchar_t** argv) {
         std::printf("%u\n", CountHandles(process_id));
         return 0;
     }
-    const Handle process(OpenProcess(
-        SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE, process_id));
+    const Handle process(
+        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION command = {};
@@ -97,10 +84,8 @@ int wmain(int argc, wchar_t** argv) {
         return 1;
     }
     if (WaitForSingleObject(process.Get(), kEndMilliseconds) != WAIT_OBJECT_0) {
-        const bool ending = CountThreads(process_id) == 1;
-        std::printf(ending ? "one thread is left\n" : "the service does not end\n");
-        TerminateProcess(process.Get(), 0);
-        return ending ? 0 : 1;
+        std::printf("the service does not end\n");
+        return 1;
     }
     DWORD code = 0;
     GetExitCodeProcess(process.Get(), &code);
