@@ -139,8 +139,8 @@ class Interface final : public ModemObject<MbnInterface> {
         HRESULT result = RequestedResult(m_place, L"FailGetHomeProvider");
         if (FAILED(result)) {
             // What a failing call leaves in the structure is not to be used, nor freed.
-            static const BSTR kNotTheCallers = SysAllocString(L"the modem's own");
-            provider->id = provider->name = kNotTheCallers;
+            static BSTR own_text = SysAllocString(L"the modem's own");
+            provider->id = provider->name = own_text;
             return result;
         }
         constexpr ULONG kHome = 1;
