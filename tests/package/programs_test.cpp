@@ -76,9 +76,10 @@ class Image {
 
 // Windows' own, and nothing that would have to be brought along.
 const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security-base-l1-2-2.dll",
-                                            "cfgmgr32.dll", "kernel32.dll",
-                                            "msvcrt.dll",   "ole32.dll",
-                                            "oleaut32.dll", "rpcrt4.dll"};
+                                            "bcrypt.dll",   "cfgmgr32.dll",
+                                            "kernel32.dll", "msvcrt.dll",
+                                            "ole32.dll",    "oleaut32.dll",
+                                            "rpcrt4.dll"};
 
 void Check(const char* path, WORD machine) {
     SCOPED_TRACE(path);
