@@ -7,17 +7,16 @@
 #include <vector>
 
 #include "client/answers.h"
+#include "client/check.h"
 #include "client/commandhelp.h"
 #include "client/connection.h"
+#include "client/grant.h"
 #include "client/options.h"
 #include "client/output.h"
 
 namespace {
 
 enum ExitCode { kAnswered = 0, kNoAnswer = 1, kUsage = 2, kUnreachable = 3 };
-
-// Long enough for every identity that a modem gives.
-constexpr std::size_t kAnswerRoom = 64;
 
 constexpr wchar_t kHelpText[] =
     LR"(tesselctl sends one command to Tessel Service and shows every answer it gets.
@@ -27,6 +26,10 @@ Usage:
   tesselctl --list        every command of the service, with one line of help
   tesselctl --help        this text
   tesselctl --version     the version of this program
+  tesselctl --check       look at everything the service needs; changes nothing
+  tesselctl --grant       as an administrator: give the service its own SID, full control of its
+                          registry keys for that SID alone, and restart after a crash
+  tesselctl --revoke      take just that away again
 
 The request:
   --bool true|false       its flag (false if not given)
@@ -36,7 +39,8 @@ The request:
                           without --text, blanks are sent to give them room.
 
 Options:
-  --json                  one JSON object per answer: command, flag, number, text
+  --json                  one JSON object per answer: command, flag, number, text; per line of
+                          --check, --grant, --revoke: item, status, found, advice
   --quiet                 no answers shown, only the last line: how many there were, and the
                           median, 99th percentile and longest of the requests' times
   --repeat N              send the request N times; a last line counts and times them
@@ -45,6 +49,11 @@ Options:
 Exit codes:
   0  answered             1  no answer (the command is unknown or is never answered)
   2  wrong usage          3  the service cannot be reached
+  --check: 0 without a fault, 1 with, 3 as above. --grant, --revoke: 1 when a change failed.
+
+Items of --check, each ok, warning or fault (--grant, --revoke: done, unchanged or failed):
+  service, service.account, .start, .path, .version, .state, .sid, .recovery; key PATH for each
+  registry key; capability; requests.open, .answer; modem.state, .identity; device; tracing
 
 Examples:
   tesselctl REGISTRYHELPER_SETSCREENMODE --int 5
@@ -175,6 +184,14 @@ int Request(const Options& options) {
     return kNoAnswer;
 }
 
+int CheckAll(bool json) {
+    const CheckResult result = Check(json, TESSEL_VERSION);
+    if (!result.reached) {
+        return kUnreachable;
+    }
+    return result.faults == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t* argv[]) {
@@ -195,6 +212,12 @@ int wmain(int argc, wchar_t* argv[]) {
         case Options::Action::kVersion:
             PrintLine(L"tesselctl " TESSEL_VERSION);
             return kAnswered;
+        case Options::Action::kCheck:
+            return CheckAll(options->json);
+        case Options::Action::kGrant:
+            return Grant(options->json) == 0 ? 0 : 1;
+        case Options::Action::kRevoke:
+            return Revoke(options->json) == 0 ? 0 : 1;
         case Options::Action::kRequest:
             return Request(*options);
     }

@@ -72,6 +72,12 @@ bool StoreSwitch(std::wstring_view option, Options& options) {
         options.action = Options::Action::kHelp;
     } else if (option == L"--version") {
         options.action = Options::Action::kVersion;
+    } else if (option == L"--check") {
+        options.action = Options::Action::kCheck;
+    } else if (option == L"--grant") {
+        options.action = Options::Action::kGrant;
+    } else if (option == L"--revoke") {
+        options.action = Options::Action::kRevoke;
     } else {
         return false;
     }

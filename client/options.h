@@ -6,7 +6,7 @@
 
 // What one run is asked to do. `command` is empty for the actions that need none.
 struct Options {
-    enum class Action { kRequest, kList, kHelp, kVersion };
+    enum class Action { kRequest, kList, kHelp, kVersion, kCheck, kGrant, kRevoke };
     Action action = Action::kRequest;
     std::wstring command;
     bool data_bool = false;

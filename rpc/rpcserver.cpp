@@ -22,7 +22,6 @@ extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSp
 
 namespace {
 
-constexpr wchar_t kSettingsAppPackage[] = L"BRAMBLEELECTRONICSCoLtd.TesselSettings_k2m8qz4tr7vnb";
 constexpr unsigned kProtocolCalls = 10;
 constexpr unsigned kConcurrentCalls = 1234;
 constexpr unsigned kMinimumCallThreads = 1;

@@ -6,25 +6,9 @@
 #include "rpc/command.h"
 #include "service/diagnosticlog.h"
 #include "settings/registryaccess.h"
+#include "settings/settingsvalues.h"
 
 namespace {
-
-struct RegistryValue {
-    const wchar_t* key;
-    const wchar_t* name;
-};
-
-constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Bramble\\BrambleSettings";
-constexpr wchar_t kPenOptionKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption";
-
-constexpr RegistryValue kButtonAction = {kPenOptionKey, L"ButtonAction"};
-constexpr RegistryValue kClickAction = {kPenOptionKey, L"ClickAction"};
-constexpr RegistryValue kPressureThreshold = {L"SOFTWARE\\Bramble\\BrambleSettings\\PenPressureTH",
-                                              L"PressureTH"};
-constexpr RegistryValue kScreenMode = {kSettingsKey, L"ScreenMode"};
-constexpr RegistryValue kColorProfile = {kSettingsKey, L"ColorProfile"};
-constexpr RegistryValue kProductName = {L"HARDWARE\\DESCRIPTION\\System\\BIOS",
-                                        L"SystemProductName"};
 
 constexpr std::int32_t kScreenModeDefault = 99;
 constexpr std::int32_t kColorProfileDefault = 3;

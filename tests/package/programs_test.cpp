@@ -13,9 +13,10 @@ namespace {
 
 // Windows' own, and nothing that would have to be brought along.
 const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security-base-l1-2-2.dll",
-                                            "cfgmgr32.dll", "kernel32.dll",
-                                            "msvcrt.dll",   "ole32.dll",
-                                            "oleaut32.dll", "rpcrt4.dll"};
+                                            "bcrypt.dll",   "cfgmgr32.dll",
+                                            "kernel32.dll", "msvcrt.dll",
+                                            "ole32.dll",    "oleaut32.dll",
+                                            "rpcrt4.dll"};
 
 // The addresses of the import slots, by function.
 std::map<std::string, std::uint64_t> Imports(const Image& image, std::set<std::string>* dlls) {
