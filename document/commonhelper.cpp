@@ -1,21 +1,18 @@
 #include "document/commonhelper.h"
 
-#include <sys/stat.h>
-
 #include <cwchar>
 #include <exception>
 
 #include "document/documenttext.h"
+#include "document/pathexists.h"
 #include "rpc/reportresult.h"
-#include "text/lowbytes.h"
 
 namespace {
 
-// Asks the C runtime for the path made of the low bytes of `path`; a directory exists too.
-bool PathExists(const wchar_t* path) {
+// False if memory does not hold the path.
+bool Exists(const wchar_t* path) {
     try {
-        struct _stat64i32 status;
-        return _stat64i32(LowBytes(path).c_str(), &status) == 0;
+        return PathExists(path);
     } catch (const std::exception&) {
         return false;
     }
@@ -40,7 +37,7 @@ void CommonHelperCommand(handle_t /*binding*/,
                          long data_int,
                          wchar_t* data_string) {
     if (std::wcscmp(command, L"COMMONHELPER_ISFILE_EXISTS") == 0) {
-        ReportResult(command, PathExists(data_string), data_int, L"");
+        ReportResult(command, Exists(data_string), data_int, L"");
     }
     if (std::wcscmp(command, L"COMMONHELPER_READEULADOCUMENT") == 0) {
         ReportResult(command, data_bool, data_int, DocumentText(data_string));

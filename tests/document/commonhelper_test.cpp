@@ -182,6 +182,8 @@ TEST_F(CommonHelper, TellsWhetherAPathExists) {
     const std::wstring path = Write(L"there", "");
     EXPECT_TRUE(Exists(path));
     EXPECT_TRUE(Exists(m_folder));
+    // Where msvcrt says no.
+    EXPECT_TRUE(Exists(m_folder + L"\\"));
     EXPECT_FALSE(Exists(Path(L"missing")));
     EXPECT_FALSE(Exists(path + L"\\below"));
     EXPECT_FALSE(Exists(L""));

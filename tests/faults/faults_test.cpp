@@ -147,7 +147,7 @@ INTERPOSE(SafeArrayGetUBound, kNone);
 INTERPOSE(SafeArrayGetElement, kNone);
 INTERPOSE(SafeArrayDestroy, kEnds);
 INTERPOSE(_wfsopen, kNone);
-INTERPOSE(_stat64, kNone);
+INTERPOSE(_stat64i32, kNone);
 INTERPOSE(FlsSetValue, kNone);
 INTERPOSE(GetModuleFileNameW, kNone);
 INTERPOSE_GIVES(OpenSCManagerW, kOpensHandle, 1);

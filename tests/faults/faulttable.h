@@ -154,7 +154,7 @@ inline constexpr FaultRow kFaults[] = {
 
     // The documents: document.txt holds "line".
     {"_wfsopen", 1, 0, 0, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
-    {"_stat64", 1, -1, 0, 1, L"COMMONHELPER_ISFILE_EXISTS document.txt", L"false 7 "},
+    {"_stat64i32", 1, -1, 0, 1, L"COMMONHELPER_ISFILE_EXISTS document.txt", L"false 7 "},
     {"FlsSetValue", 3, 0, 8, -1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
 
     // Requests without memory.

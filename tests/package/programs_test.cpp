@@ -78,7 +78,8 @@ class Image {
 const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security-base-l1-2-2.dll",
                                             "cfgmgr32.dll", "kernel32.dll",
                                             "msvcrt.dll",   "ole32.dll",
-                                            "oleaut32.dll", "rpcrt4.dll"};
+                                            "oleaut32.dll", "rpcrt4.dll",
+                                            "ucrtbase.dll"};
 
 void Check(const char* path, WORD machine) {
     SCOPED_TRACE(path);
