@@ -4,7 +4,8 @@
 
 #include "text/lowbytes.h"
 
-// Of ucrtbase.dll. The one of <sys/stat.h> is an inline that calls msvcrt, whose answers are others.
+// Of ucrtbase.dll. The one of <sys/stat.h> is an inline that calls msvcrt, whose answers are
+// others.
 extern "C" __declspec(dllimport) int __cdecl _stat64i32(const char* path,
                                                         struct _stat64i32* status);
 static_assert(sizeof(struct _stat64i32) == 48);
