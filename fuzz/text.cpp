@@ -11,18 +11,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(static_cast<std::uint8_t>(low[i]) == data[2 * i]);
     }
 
-    // In one piece and in two: widening has no memory, and narrowing takes it back.
-    const std::span bytes(reinterpret_cast<const signed char*>(data), size);
-    std::wstring whole;
-    AppendWidened(whole, bytes);
-    std::wstring pieces;
-    const std::size_t cut = size == 0 ? 0 : data[0] % (size + 1);
-    AppendWidened(pieces, bytes.first(cut));
-    AppendWidened(pieces, bytes.subspan(cut));
-    Require(whole == pieces);
-    for (std::size_t i = 0; i < size; ++i) {
-        Require((whole[i] & 0xFFFF) == (data[i] < 0x80 ? data[i] : 0xFF00 | data[i]));
+    // Text mode, byte by byte, with no room but what WidenText asks for.
+    std::vector<signed char> bytes(data, data + size);
+    bytes.resize(size + kWidenBlock);
+    std::vector<wchar_t> wide(size + kWidenBlock);
+    const signed char* next = bytes.data();
+    const wchar_t* const end = WidenText(next, bytes.data() + size, wide.data());
+    std::wstring expected;
+    std::size_t i = 0;
+    for (; i < size && data[i] != 0x1A && (data[i] != '\r' || i + 1 < size); ++i) {
+        if (data[i] != '\r' || data[i + 1] != '\n') {
+            expected += static_cast<wchar_t>(static_cast<signed char>(data[i]));
+        }
     }
-    Require(LowBytes(whole) == std::string(reinterpret_cast<const char*>(data), size));
+    Require(expected == std::wstring_view(wide.data(), end - wide.data()));
+    Require(next == bytes.data() + i);
     return 0;
 }

@@ -4,10 +4,14 @@
 
 #include <csetjmp>
 #include <cstdlib>
+#include <cstring>
 #include <malloc.h>
 
+#include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <new>
+#include <random>
 #include <string>
 #include <thread>
 
@@ -124,6 +128,7 @@ class CommonHelper : public testing::Test {
 
     ~CommonHelper() override {
         g_largest_block = SIZE_MAX;
+        std::wstring().swap(g_answer.text);
         for (const std::wstring& path : m_files) {
             DeleteFileW(path.c_str());
         }
@@ -159,6 +164,43 @@ TEST_F(CommonHelper, ReadsLinesAndEndsTheLast) {
     EXPECT_EQ(ReadText(Write(L"g", std::string("ab\0cd", 5))), L"ab");
 }
 
+// From a file and from a pipe, whose length is not known and whose pieces end anywhere.
+TEST_F(CommonHelper, ReadsWhatTheRuntimeReadsInTextMode) {
+    std::minstd_rand random;
+    for (const char* const kinds :
+         {"\r\r\n\na\x7F\x8D\x9A", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\r\n"}) {
+        std::string bytes;
+        while (bytes.size() < 200'000) {
+            bytes += kinds[random() % std::strlen(kinds)];
+        }
+        bytes.insert(190'000, 1, '\x1A');
+        const std::wstring path = Write(L"random", bytes);
+        std::wstring expected;
+        std::ifstream file(path.c_str());
+        for (char byte; file.get(byte);) {
+            expected += static_cast<wchar_t>(static_cast<signed char>(byte));
+        }
+        expected += expected.ends_with(L'\n') ? L"" : L"\n";
+        EXPECT_TRUE(ReadText(path) == expected);
+
+        const wchar_t pipe_name[] = L"\\\\.\\pipe\\document_test";
+        FileHandle pipe(CreateNamedPipeW(pipe_name, PIPE_ACCESS_OUTBOUND, PIPE_TYPE_BYTE, 1, 4096,
+                                         0, 0, nullptr));
+        std::thread writer([&] {
+            ConnectNamedPipe(pipe.Get(), nullptr);
+            DWORD count = 0;
+            for (std::size_t done = 0; done < bytes.size(); done += count) {
+                const DWORD piece = std::min<DWORD>(random() % 5000 + 1, bytes.size() - done);
+                if (!WriteFile(pipe.Get(), &bytes[done], piece, &count, nullptr)) {
+                    break;
+                }
+            }
+        });
+        EXPECT_TRUE(ReadText(pipe_name) == expected);
+        writer.join();
+    }
+}
+
 TEST_F(CommonHelper, WhatCannotBeReadIsEmpty) {
     EXPECT_EQ(ReadText(Path(L"missing")), L"");
     EXPECT_EQ(ReadText(m_folder), L"");
@@ -182,6 +224,8 @@ TEST_F(CommonHelper, TellsWhetherAPathExists) {
     const std::wstring path = Write(L"there", "");
     EXPECT_TRUE(Exists(path));
     EXPECT_TRUE(Exists(m_folder));
+    // Where msvcrt says no.
+    EXPECT_TRUE(Exists(m_folder + L"\\"));
     EXPECT_FALSE(Exists(Path(L"missing")));
     EXPECT_FALSE(Exists(path + L"\\below"));
     EXPECT_FALSE(Exists(L""));

@@ -10,8 +10,8 @@
 #include <winsvc.h>
 
 #include <csetjmp>
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
 #include <set>
 #include <sstream>
@@ -27,7 +27,6 @@
 #include "tests/support/recordedconsole.h"
 #include "tests/support/recordedlog.h"
 #include "tests/support/simulatedmodem.h"
-#include "win32/stdiofile.h"
 
 int wmain(int argc, wchar_t* argv[]);
 
@@ -163,8 +162,8 @@ INTERPOSE(SafeArrayGetLBound, kNone);
 INTERPOSE(SafeArrayGetUBound, kNone);
 INTERPOSE(SafeArrayGetElement, kNone);
 INTERPOSE(SafeArrayDestroy, kEnds);
-INTERPOSE(_wfsopen, kNone);
-INTERPOSE(_stat64, kNone);
+INTERPOSE(ReadFile, kNone);
+INTERPOSE(_stat64i32, kNone);
 INTERPOSE(FlsSetValue, kNone);
 INTERPOSE(GetModuleFileNameW, kNone);
 INTERPOSE_GIVES(OpenSCManagerW, kOpensHandle, 1);
@@ -228,8 +227,7 @@ void Arrange() {
     SetModem(L"0\\Profiles\\0", L"Name", L"a");
     SetModem(L"0\\Profiles\\1", L"Name", L"b");
     SetModem(L"1\\Profiles\\0", L"Name", L"Bramble Profile");
-    const StdioFile document(std::fopen("document.txt", "w"));
-    std::fputs("line", document.Get());
+    std::ofstream("document.txt") << "line";
 }
 
 void RunProgram(const std::wstring& action) {

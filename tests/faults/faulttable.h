@@ -153,8 +153,9 @@ inline constexpr FaultRow kFaults[] = {
     {"FailDelete", 0, 0, 0, -1, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"", L"abB 3 3"},
 
     // The documents: document.txt holds "line".
-    {"_wfsopen", 1, 0, 0, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
-    {"_stat64", 1, -1, 0, 1, L"COMMONHELPER_ISFILE_EXISTS document.txt", L"false 7 "},
+    {"CreateFileW", 1, -1, 5, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
+    {"ReadFile", 1, 0, 5, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
+    {"_stat64i32", 1, -1, 0, 1, L"COMMONHELPER_ISFILE_EXISTS document.txt", L"false 7 "},
     {"FlsSetValue", 3, 0, 8, -1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
 
     // Requests without memory.
@@ -226,6 +227,6 @@ inline constexpr Elsewhere kElsewhere[] = {
     {"_fsopen", "no log is written, as in the shipped program"},
     {"_localtime64", "the line has no time"},
     {"_vsnwprintf", "cuts the text: service_test, LongErrorTextsAreCutAndTerminated"},
-    {"_filelengthi64", "only how much memory to reserve"},
+    {"GetFileSizeEx", "only how much memory to take at once"},
     {"_time64 _fileno _wcsicmp _wassert __acrt_iob_func", "the C runtime's; cannot fail"},
 };
