@@ -11,7 +11,7 @@ starts=200
 wine_prefix_ready || exit 1
 notebook_install_programs "$build" && notebook_copy "$logged" "$crashclient" "$example" "$startstop" || exit 1
 expect_unchanged "$build/service/tessel-service.exe" 3
-expect_unchanged "$build/client/tesselctl.exe" 1
+expect_unchanged "$build/client/tesselctl.exe" 3
 expect_unchanged "$example" 1
 tessel_service -remove >/dev/null
 notebook_modem_remove
