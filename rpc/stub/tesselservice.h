@@ -16,8 +16,8 @@ extern "C" {
 #endif
 
 // What RpcServerRegisterIf3 and its counterparts take, of the server and of the client half.
-extern const RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec;
-extern const RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec;
+extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec;
+extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec;
 
 // Opens a context over `binding`, an ncalrpc binding to the service's endpoint. A null context
 // means that the service had no memory for it. Called by the client, it raises the RPC runtime's
