@@ -26,12 +26,6 @@ Tokens MakeTokens() {
     return tokens;
 }
 
-struct Judgement {
-    Status status;
-    std::wstring found;
-    std::wstring advice;
-};
-
 std::wstring Hex(ACCESS_MASK mask) {
     constexpr wchar_t kDigits[] = L"0123456789abcdef";
     std::wstring text = L"0x";
@@ -49,22 +43,7 @@ Judgement JudgeAccess(HKEY key, const Tokens& tokens, const ServiceSidType& sid_
     const auto missing = [&](const std::vector<Sid>& token) {
         return MissingKeyRights(security.acl, security.owner, token, KEY_ALL_ACCESS);
     };
-    const ACCESS_MASK without_sid = missing(tokens.account);
-    const ACCESS_MASK with_sid = missing(tokens.account_and_service);
-    if (without_sid == 0) {
-        return {Status::kOk, L"open to LocalService", L""};
-    }
-    if (with_sid != 0) {
-        return {Status::kFault, L"closed to the service (lacks " + Hex(with_sid) + L")",
-                kGrantAdvice};
-    }
-    if (sid_type.IsSet()) {
-        return {Status::kOk, L"open to the service's own SID", L""};
-    }
-    if (sid_type.type) {
-        return {Status::kFault, L"open to the service's own SID, which is not on", kGrantAdvice};
-    }
-    return {Status::kWarning, L"open to the service's own SID, if that is on", L""};
+    return JudgeRights(missing(tokens.account), missing(tokens.account_and_service), sid_type);
 }
 
 std::wstring TypeName(DWORD type) {
@@ -139,6 +118,25 @@ Judgement Judge(const ServiceKey& expected, const Tokens& tokens, const ServiceS
 }
 
 }  // namespace
+
+Judgement JudgeRights(ACCESS_MASK account_lacks,
+                      ACCESS_MASK service_lacks,
+                      const ServiceSidType& sid_type) {
+    if (account_lacks == 0) {
+        return {Status::kOk, L"open to LocalService", L""};
+    }
+    if (service_lacks != 0) {
+        return {Status::kFault, L"closed to the service (lacks " + Hex(service_lacks) + L")",
+                kGrantAdvice};
+    }
+    if (!sid_type.type) {
+        return {Status::kWarning, L"open to the service's own SID, if that is on", L""};
+    }
+    if (!sid_type.IsSet()) {
+        return {Status::kFault, L"open to the service's own SID, which is not on", kGrantAdvice};
+    }
+    return {Status::kOk, L"open to the service's own SID", L""};
+}
 
 void CheckKeys(Findings& findings, const ServiceSidType& sid_type) {
     const Tokens tokens = MakeTokens();
