@@ -93,6 +93,8 @@ TEST(FullControlTest, IsOneEntryMoreAmongTheOthersAndOneLess) {
     EXPECT_EQ(WithoutFullControl(*with.acl, OwnSid()), bytes(without));
     EXPECT_TRUE(WithFullControl(*with.acl, OwnSid()).empty()) << "twice is as once";
     EXPECT_TRUE(WithoutFullControl(*without.acl, OwnSid()).empty());
+    EXPECT_FALSE(WithFullControl(*Parse(L"D:(A;;KA;;;OWN)").acl, OwnSid()).empty())
+        << "one that does not descend";
 }
 
 TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
