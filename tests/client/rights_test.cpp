@@ -105,6 +105,7 @@ TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
     EXPECT_EQ(JudgeRights(kAll, 0, off).status, Status::kFault);
     EXPECT_EQ(JudgeRights(kAll, 0, {}).status, Status::kWarning);
     EXPECT_EQ(JudgeRights(kAll, KEY_SET_VALUE, on).status, Status::kFault);
+    EXPECT_EQ(JudgeRights(0, KEY_SET_VALUE, on).status, Status::kFault) << "a denial of its own";
 }
 
 TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {
