@@ -1,26 +1,13 @@
 #include "document/documenttext.h"
 
-#include <windows.h>
 #include <io.h>
 #include <share.h>
 
 #include <array>
 #include <cstdio>
-#include <memory>
-#include <utility>
 
 #include "text/widebytes.h"
 #include "win32/stdiofile.h"
-
-namespace {
-
-void WINAPI FreeText(void* text) {
-    delete static_cast<std::wstring*>(text);
-}
-
-const DWORD g_textSlot = FlsAlloc(&FreeText);
-
-}  // namespace
 
 std::wstring ReadDocumentText(const wchar_t* path) {
     std::wstring text;
@@ -41,18 +28,4 @@ std::wstring ReadDocumentText(const wchar_t* path) {
         text += L'\n';
     }
     return text;
-}
-
-const wchar_t* KeepThreadText(std::wstring text) {
-    DropThreadText();
-    auto kept = std::make_unique<std::wstring>(std::move(text));
-    if (!FlsSetValue(g_textSlot, kept.get())) {
-        return L"";
-    }
-    return kept.release()->c_str();
-}
-
-void DropThreadText() {
-    FreeText(FlsGetValue(g_textSlot));
-    FlsSetValue(g_textSlot, nullptr);
 }

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs the service by the file of its driver package, with Wine's setup functions: it is the same service
 # that -install makes, it serves, and what stays when it is removed are the keys that the file names.
-# inf.sh DIRECTORY-OF-PROGRAMS INF
+# inf.sh BUILD-FOLDER INF
 set -u
-programs=$1 inf=$2
+build=$1 inf=$2
 . "$(dirname "$0")/lib.sh"
 package=$WINEPREFIX/drive_c/package
 store='C:\Tessel\Store\tessel-service.exe'
@@ -22,7 +22,7 @@ configuration() {
 }
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$programs"
+notebook_install_programs "$build" || exit 1
 tessel_service -remove >/dev/null
 named=$(tr -d '\r' <"$inf" | sed -nE 's/^HKLM,([^,]*),.*/\U\1/p' | sort)
 # Without the keys, but with those above them.
@@ -30,8 +30,10 @@ while read -r key; do
     notebook_quiet reg add "HKLM\\$key" /f
     notebook_quiet reg delete "HKLM\\$key" /f
 done <<<"$named"
-rm -rf "$package" "$WINEPREFIX/drive_c/Tessel/Store"
-mkdir -p "$package" && cp "$programs"/{tessel-service,tesselctl}.exe "$package/"
+notebook=$WINEPREFIX/drive_c/Tessel
+rm -rf "$package" "$notebook/Store"
+mkdir -p "$package" "$notebook/Store" && cp "$notebook"/{tessel-service,tesselctl}.exe "$package/" &&
+    cp "$notebook/wingap.dll" "$notebook/Store/" || exit 1
 # A folder (24 is C:\) in the place of the driver store (13), which Wine does not have.
 sed 's/%13%/%24%\\Tessel\\Store/; s/= 13/= 24,Tessel\\Store/' "$inf" >"$package/tessel-service.inf"
 
