@@ -67,10 +67,10 @@ struct EndpointDescriptor {
     std::uint8_t bInterval;
 };
 
-template <std::size_t EndpointCount>
+template <std::size_t endpoint_count>
 struct InterfaceWithEndpoints {
     InterfaceDescriptor interface_descriptor;
-    EndpointDescriptor endpoints[EndpointCount];
+    EndpointDescriptor endpoints[endpoint_count];
 };
 
 struct CompatibleIdSection {
@@ -90,19 +90,19 @@ struct CompatibleIdDescriptor {
     CompatibleIdSection sections[3];
 };
 
-// NameUnits counts the terminator. Data is a number or an array of UTF-16 units.
-template <std::size_t NameUnits, typename Data>
+// name_units counts the terminator. Data is a number or an array of UTF-16 units.
+template <std::size_t name_units, typename Data>
 struct PropertySection {
     std::uint32_t dwSize;
     std::uint32_t dwPropertyDataType;
     std::uint16_t wPropertyNameLength;
-    std::array<char16_t, NameUnits> bPropertyName;
+    std::array<char16_t, name_units> bPropertyName;
     std::uint32_t dwPropertyDataLength;
     Data bPropertyData;
 };
 
-template <std::size_t NameUnits>
-using DwordProperty = PropertySection<NameUnits, std::uint32_t>;
+template <std::size_t name_units>
+using DwordProperty = PropertySection<name_units, std::uint32_t>;
 
 struct ExtendedPropertiesDescriptor {
     std::uint32_t dwLength;
@@ -186,11 +186,11 @@ constexpr auto kCompatibleIds = BytesOf(CompatibleIdDescriptor{
 constexpr std::uint32_t kPropertyString = 1;
 constexpr std::uint32_t kPropertyDword = 4;
 
-template <std::size_t NameUnits, typename Data>
-constexpr PropertySection<NameUnits, Data> Property(const char16_t (&name)[NameUnits],
-                                                    std::uint32_t type,
-                                                    const Data& data) {
-    return {sizeof(PropertySection<NameUnits, Data>),
+template <std::size_t name_units, typename Data>
+constexpr PropertySection<name_units, Data> Property(const char16_t (&name)[name_units],
+                                                     std::uint32_t type,
+                                                     const Data& data) {
+    return {sizeof(PropertySection<name_units, Data>),
             type,
             sizeof(name),
             std::to_array(name),
@@ -246,9 +246,9 @@ constexpr UsbfnStep String(const wchar_t* key_path,
 }
 
 // `names` separated and ended by NUL; the literal's own terminator is the final empty string.
-template <std::size_t Units>
-constexpr UsbfnStep InterfaceList(const wchar_t* key_path, const wchar_t (&names)[Units]) {
-    return {key_path, kInterfaceListName, UsbfnAction::kSetInterfaceList, 0, {names, Units}};
+template <std::size_t units>
+constexpr UsbfnStep InterfaceList(const wchar_t* key_path, const wchar_t (&names)[units]) {
+    return {key_path, kInterfaceListName, UsbfnAction::kSetInterfaceList, 0, {names, units}};
 }
 
 constexpr UsbfnStep Binary(const wchar_t* key_path,

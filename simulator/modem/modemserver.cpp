@@ -25,7 +25,7 @@ constexpr ModemClass kClasses[] = {
     {kProfileManagerClass, CreateProfileManager},
 };
 
-std::atomic<LONG> g_server_locks = 0;
+std::atomic<LONG> g_serverLocks = 0;
 
 class ClassFactory final : public ModemObject<IClassFactory, IID_IClassFactory> {
  public:
@@ -39,7 +39,7 @@ class ClassFactory final : public ModemObject<IClassFactory, IID_IClassFactory> 
         return m_class.create(iid, object);
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
-        g_server_locks += lock ? 1 : -1;
+        g_serverLocks += lock ? 1 : -1;
         return S_OK;
     }
 
@@ -52,7 +52,7 @@ std::wstring ModulePath() {
     wchar_t path[MAX_PATH] = {};
     if (GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<const wchar_t*>(&g_server_locks), &module)) {
+            reinterpret_cast<const wchar_t*>(&g_serverLocks), &module)) {
         GetModuleFileNameW(module, path, MAX_PATH);
     }
     return path;
@@ -102,7 +102,7 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
 }
 
 STDAPI DllCanUnloadNow() {
-    return SimulatedModemLiveObjects() == 0 && g_server_locks == 0 ? S_OK : S_FALSE;
+    return SimulatedModemLiveObjects() == 0 && g_serverLocks == 0 ? S_OK : S_FALSE;
 }
 
 STDAPI DllRegisterServer() {

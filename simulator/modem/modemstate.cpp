@@ -15,7 +15,7 @@ constexpr DWORD kDeactivated = 3;
 
 constexpr HRESULT kInvalidProfile = static_cast<HRESULT>(0x80548218);
 
-std::mutex g_change_mutex;
+std::mutex g_changeMutex;
 
 std::wstring KeyPath(const std::wstring& place) {
     std::wstring path = L"SOFTWARE\\Tessel Simulator\\Modem";
@@ -138,7 +138,7 @@ HRESULT RequestedResult(std::wstring place, const wchar_t* name) {
 }
 
 HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profile_name) {
-    std::lock_guard lock(g_change_mutex);
+    std::lock_guard lock(g_changeMutex);
     if (!HasProfile(mbn_interface, profile_name)) {
         return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
     }
@@ -148,7 +148,7 @@ HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profi
 }
 
 HRESULT DisconnectInterface(const std::wstring& mbn_interface) {
-    std::lock_guard lock(g_change_mutex);
+    std::lock_guard lock(g_changeMutex);
     WriteNumber(mbn_interface, L"ActivationState", kDeactivated);
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KeyPath(mbn_interface).c_str(), L"ActiveProfile");
     return S_OK;
@@ -159,7 +159,7 @@ HRESULT CreateProfile(const wchar_t* document) {
     if (!name) {
         return kInvalidProfile;
     }
-    std::lock_guard lock(g_change_mutex);
+    std::lock_guard lock(g_changeMutex);
     const std::vector<std::wstring> interfaces = Interfaces();
     for (const std::wstring& mbn_interface : interfaces) {
         if (HasProfile(mbn_interface, *name)) {
@@ -175,7 +175,7 @@ HRESULT CreateProfile(const wchar_t* document) {
 }
 
 HRESULT DeleteProfile(const std::wstring& profile) {
-    std::lock_guard lock(g_change_mutex);
+    std::lock_guard lock(g_changeMutex);
     LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, KeyPath(profile).c_str());
     return status == ERROR_FILE_NOT_FOUND ? HRESULT_FROM_WIN32(ERROR_NOT_FOUND)
                                           : HRESULT_FROM_WIN32(status);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "client/checkkeys.h"
 #include "client/keyaccess.h"
 #include "client/servicekeys.h"
 #include "client/servicesid.h"
@@ -55,8 +56,9 @@ TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
         ACCESS_MASK of_service;
     } cases[] = {
         {L"D:(A;;KA;;;LS)", 0, 0},
-        {L"D:(A;;KR;;;BU)(A;;KW;;;AU)(A;;KA;;;BA)", kAll & ~(KEY_READ | KEY_WRITE),
-         kAll & ~(KEY_READ | KEY_WRITE)},
+        {L"D:(A;;0x1;;;LS)(A;;0x2;;;WD)(A;;0x4;;;BU)(A;;0x8;;;SU)(A;;0x10;;;S-1-2-0)"
+         L"(A;;0x20;;;S-1-2-1)(A;;0x10000;;;AU)(A;;0x20000;;;S-1-5-15)(A;;KA;;;BA)",
+         WRITE_DAC | WRITE_OWNER, WRITE_DAC | WRITE_OWNER},
         {L"D:(A;;GA;;;OWN)", kAll, 0},
         {L"D:(D;;0x2;;;SU)(A;;KA;;;LS)(A;;KA;;;OWN)", KEY_SET_VALUE, KEY_SET_VALUE},
         {L"D:(A;;0x2;;;OWN)(D;;KA;;;WD)(A;;KA;;;LS)", kAll, kAll & ~KEY_SET_VALUE},
@@ -91,6 +93,19 @@ TEST(FullControlTest, IsOneEntryMoreAmongTheOthersAndOneLess) {
     EXPECT_EQ(WithoutFullControl(*with.acl, OwnSid()), bytes(without));
     EXPECT_TRUE(WithFullControl(*with.acl, OwnSid()).empty()) << "twice is as once";
     EXPECT_TRUE(WithoutFullControl(*without.acl, OwnSid()).empty());
+    EXPECT_FALSE(WithFullControl(*Parse(L"D:(A;;KA;;;OWN)").acl, OwnSid()).empty())
+        << "one that does not descend";
+}
+
+TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
+    const ServiceSidType on = {SERVICE_SID_TYPE_UNRESTRICTED};
+    const ServiceSidType off = {SERVICE_SID_TYPE_NONE};
+    EXPECT_EQ(JudgeRights(0, 0, off).status, Status::kOk);
+    EXPECT_EQ(JudgeRights(kAll, 0, on).status, Status::kOk);
+    EXPECT_EQ(JudgeRights(kAll, 0, off).status, Status::kFault);
+    EXPECT_EQ(JudgeRights(kAll, 0, {}).status, Status::kWarning);
+    EXPECT_EQ(JudgeRights(kAll, KEY_SET_VALUE, on).status, Status::kFault);
+    EXPECT_EQ(JudgeRights(0, KEY_SET_VALUE, on).status, Status::kFault) << "a denial of its own";
 }
 
 TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {

@@ -72,7 +72,7 @@ RPC_CLIENT_INTERFACE g_interface = {
 // Connections with different options belong, to Wine, to different clients.
 class RawClient {
  public:
-    explicit RawClient(std::wstring options) {
+    explicit RawClient(const std::wstring& options) {
         std::wstring address = L"ncalrpc:[TesselRpcEndpoint" + options + L"]";
         RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address.data()), &m_binding);
     }

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <aclapi.h>
-#include <bcrypt.h>
 #include <sddl.h>
 
 #include <algorithm>
@@ -15,8 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "client/servicekeys.h"
+#include "client/servicesid.h"
 #include "service/servicebase.h"
-#include "usbpath/usbfnvalues.h"
 
 namespace {
 
@@ -103,57 +102,23 @@ TEST(InfTest, FormIsThatOfADriverPackageWithoutDevice) {
     CheckForm("arm64", "NTarm64");
 }
 
-// The keys that the service opens.
-std::set<std::wstring> ProductKeys() {
-    std::set<std::wstring> keys = {
-        L"SOFTWARE\\Bramble\\BrambleSettings",
-        L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\ClickNote\\OemCustomizationSettingsApp"};
-    for (const auto& sequence : {kCpSequence, kApSequence}) {
-        for (const UsbfnStep& step : sequence) {
-            keys.insert(step.key_path);
-        }
-    }
-    return keys;
-}
-
-// The SID NT SERVICE\<name>.
-std::string ServiceSid(std::wstring name) {
-    // BCRYPT_SHA1_ALG_HANDLE, which mingw-w64's header does not have.
-    const auto sha1 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x31);
-    CharUpperW(name.data());
-    DWORD words[5] = {};
-    EXPECT_EQ(BCryptHash(sha1, nullptr, 0, reinterpret_cast<UCHAR*>(name.data()),
-                         static_cast<ULONG>(name.size() * sizeof(wchar_t)),
-                         reinterpret_cast<UCHAR*>(words), sizeof(words)),
-              0);
-    std::string sid = "S-1-5-80";
-    for (const DWORD word : words) {
-        sid += "-" + std::to_string(word);
-    }
-    return sid;
-}
-
-TEST(InfTest, EveryKeyOfTheServiceIsInThePackageAndNoOther) {
+TEST(InfTest, KeysAreTheTopmostOfTheService) {
     const Lines lines = ReadInf("x64")["Keys"];
-    std::set<std::wstring> unused;
+    std::set<std::wstring> keys;
     for (const std::string& line : lines) {
         ASSERT_TRUE(line.starts_with("HKLM,") && line.ends_with(",,0x10")) << line;
-        unused.emplace(line.begin() + 5, line.end() - 6);
+        keys.emplace(line.begin() + 5, line.end() - 6);
     }
-    const auto roots = unused;
-    for (const std::wstring& key : ProductKeys()) {
-        const auto root = std::ranges::find_if(roots, [&](const std::wstring& name) {
-            return key == name || key.starts_with(name + L"\\");
-        });
-        ASSERT_NE(root, roots.end()) << std::string(key.begin(), key.end());
-        unused.erase(*root);
+    std::set<std::wstring> topmost;
+    for (const ServiceKey& key : ServiceKeys()) {
+        if (key.top) {
+            topmost.insert(key.path);
+        }
     }
-    EXPECT_TRUE(unused.empty());
+    EXPECT_EQ(keys, topmost);
 }
 
 TEST(InfTest, OnlyTheServiceItselfMayWriteBesidesSystemAndAdministrators) {
-    ASSERT_EQ(ServiceSid(L"TrustedInstaller"),
-              "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464");
     const std::string text = ReadInf("x64")["Keys.Security"].at(0);
     EXPECT_TRUE(text.starts_with("\"D:P(")) << "the parent's entry for the creator would come back";
     PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -165,27 +130,24 @@ TEST(InfTest, OnlyTheServiceItselfMayWriteBesidesSystemAndAdministrators) {
     BOOL defaulted = FALSE;
     ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted) && present);
 
-    std::map<std::string, DWORD> rights;
+    std::map<std::wstring, DWORD> rights;
     for (DWORD i = 0; i < list->AceCount; ++i) {
         ACCESS_ALLOWED_ACE* entry = nullptr;
         ASSERT_TRUE(GetAce(list, i, reinterpret_cast<void**>(&entry)));
         EXPECT_EQ(entry->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
         EXPECT_EQ(entry->Header.AceFlags, CONTAINER_INHERIT_ACE)
             << "for the key and those below it";
-        char* sid = nullptr;
-        ASSERT_TRUE(ConvertSidToStringSidA(&entry->SidStart, &sid));
-        rights[sid] = entry->Mask;
-        LocalFree(sid);
+        rights[SidText(&entry->SidStart)] = entry->Mask;
     }
     LocalFree(descriptor);
 
-    EXPECT_EQ(rights[ServiceSid(kServiceName)], KEY_ALL_ACCESS);
-    EXPECT_EQ(rights["S-1-5-18"], GENERIC_ALL);
-    EXPECT_EQ(rights["S-1-5-32-544"], GENERIC_ALL);
-    EXPECT_EQ(rights["S-1-5-32-545"], KEY_READ) << "users";
-    EXPECT_EQ(rights["S-1-15-2-1"], KEY_READ) << "apps";
+    EXPECT_EQ(rights[SidText(ServiceSid(kServiceName).value().Get())], KEY_ALL_ACCESS);
+    EXPECT_EQ(rights[L"S-1-5-18"], GENERIC_ALL);
+    EXPECT_EQ(rights[L"S-1-5-32-544"], GENERIC_ALL);
+    EXPECT_EQ(rights[L"S-1-5-32-545"], KEY_READ) << "users";
+    EXPECT_EQ(rights[L"S-1-15-2-1"], KEY_READ) << "apps";
     // With an entry for the owner, the right to change the list is no longer his by itself.
-    EXPECT_EQ(rights["S-1-3-4"], READ_CONTROL);
+    EXPECT_EQ(rights[L"S-1-3-4"], READ_CONTROL);
     EXPECT_EQ(
         std::ranges::count_if(rights, [](const auto& entry) { return entry.second & ~KEY_READ; }),
         3);
