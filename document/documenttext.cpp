@@ -18,7 +18,7 @@ constexpr std::size_t kChunk = 32768;
 constexpr std::size_t kBehind = 3 + kWidenBlock;
 
 void WINAPI FreeText(void* text) {
-    delete[] static_cast<wchar_t*>(text);
+    OwnedText(static_cast<wchar_t*>(text)).reset();
 }
 
 const DWORD g_textSlot = FlsAlloc(&FreeText);
@@ -29,13 +29,15 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
-        return std::make_unique<wchar_t[]>(1);
+        OwnedText none = NewText(1);
+        none[0] = L'\0';
+        return none;
     }
     // Room for all of it at once: growing holds the text twice.
     LARGE_INTEGER size = {};
     GetFileSizeEx(file.Get(), &size);
     std::size_t room = static_cast<std::size_t>(size.QuadPart) + kBehind;
-    auto text = std::make_unique_for_overwrite<wchar_t[]>(room);
+    OwnedText text = NewText(room);
     wchar_t* end = text.get();
 
     // The first byte is the CR that was the last of the chunk before, if it was one.
@@ -47,7 +49,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
         const std::size_t length = end - text.get();
         if (room - length < count + kBehind) {
             room = 2 * (length + kChunk);
-            auto larger = std::make_unique_for_overwrite<wchar_t[]>(room);
+            OwnedText larger = NewText(room);
             end = std::copy(text.get(), end, larger.get());
             text = std::move(larger);
         }
