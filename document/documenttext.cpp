@@ -33,7 +33,8 @@ OwnedText ReadDocumentText(const wchar_t* path) {
         none[0] = L'\0';
         return none;
     }
-    // Room for all of it at once: growing holds the text twice.
+    // Room for all of it at once, if it has a length (a pipe has none): growing holds the text
+    // twice.
     LARGE_INTEGER size = {};
     GetFileSizeEx(file.Get(), &size);
     std::size_t room = static_cast<std::size_t>(size.QuadPart) + kBehind;
@@ -58,7 +59,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
         end = WidenText(next, bytes_end, end);
         after_cr = next != bytes_end && *next == '\r';
         if (next != bytes_end && !after_cr) {
-            break;
+            break;  // At a Ctrl-Z.
         }
     }
     if (after_cr) {
