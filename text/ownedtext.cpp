@@ -1,6 +1,7 @@
 #include "text/ownedtext.h"
 
 #include <atomic>
+#include <cstdint>
 #include <new>
 
 namespace {
