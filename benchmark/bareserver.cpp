@@ -13,9 +13,7 @@
 
 #include "benchmark/barework.h"
 #include "mbn/mbnapi.h"
-#include "rpc/reportresult.h"
-#include "rpc/request.h"
-#include "rpc/serverstub.h"
+#include "rpc/stub/tesselservice.h"
 #include "usbpath/usbfnvalues.h"
 
 namespace {
@@ -161,7 +159,7 @@ RPC_STATUS Serve() {
         RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol.data()), 10,
                                reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
     if (status == RPC_S_OK) {
-        status = RpcServerRegisterIfEx(Writable(&kServiceRpcServerInterface), nullptr, nullptr,
+        status = RpcServerRegisterIfEx(ServiceRpcInterface_v1_0_s_ifspec, nullptr, nullptr,
                                        RPC_IF_AUTOLISTEN, kCalls, nullptr);
     }
     return status == RPC_S_OK ? RpcServerListen(1, kCalls, FALSE) : status;
@@ -199,7 +197,7 @@ void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
     *context = nullptr;
 }
 
-void __RPC_USER RequestContextRundown(void* /*context*/) {}
+void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(void* /*context*/) {}
 
 void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    const wchar_t* requestString,

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "benchmark/barework.h"
-#include "rpc/clientstub.h"
+#include "rpc/stub/tesselservice.h"
 
 namespace {
 
@@ -255,7 +255,7 @@ LONG WINAPI EndThread(EXCEPTION_POINTERS* /*exception*/) {
 
 }  // namespace
 
-void ReportResult(const wchar_t* /*command*/, boolean flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text) {
     ++g_answers;
     if (g_keep) {
         g_answer = {flag != 0, number, text};

@@ -10,11 +10,6 @@
 
 namespace {
 
-constexpr GUID kControlDeviceClass = {0xE5A92EF2,
-                                      0x3663,
-                                      0x46C0,
-                                      {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
-
 constexpr DWORD kControlDeviceType = 0x5843;
 constexpr DWORD kQuerySupport =
     CTL_CODE(kControlDeviceType, 0x64, METHOD_BUFFERED, FILE_ANY_ACCESS);

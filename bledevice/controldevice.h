@@ -8,6 +8,12 @@
 
 #include <cstdint>
 
+// The class of the device's interface.
+inline constexpr GUID kControlDeviceClass = {0xE5A92EF2,
+                                             0x3663,
+                                             0x46C0,
+                                             {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
+
 // The switch values in use.
 inline constexpr std::uint32_t kControlDeviceOn = 85;
 inline constexpr std::uint32_t kControlDeviceOff = 0;

@@ -11,8 +11,9 @@ bool IsLoneSurrogate(std::wstring_view text, std::size_t i) {
     return is_low(text[i]) && (i == 0 || !is_high(text[i - 1]));
 }
 
-// A JSON string, which people can read as well.
-std::wstring Quoted(std::wstring_view text) {
+}  // namespace
+
+std::wstring JsonText(std::wstring_view text) {
     static constexpr wchar_t kHex[] = L"0123456789abcdef";
     std::wstring out = L"\"";
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -46,8 +47,6 @@ std::wstring Quoted(std::wstring_view text) {
     return out + L'"';
 }
 
-}  // namespace
-
 std::wstring FormatAnswer(AnswerFormat format,
                           std::wstring_view room,
                           std::wstring_view command,
@@ -55,10 +54,10 @@ std::wstring FormatAnswer(AnswerFormat format,
                           long number,
                           std::wstring_view text) {
     const bool unread = !room.empty() && text == room;
-    const std::wstring shown = unread ? L"\"\"" : Quoted(text);
+    const std::wstring shown = unread ? L"\"\"" : JsonText(text);
     const wchar_t* flag_text = flag ? L"true" : L"false";
     if (format == AnswerFormat::kJson) {
-        return L"{\"command\":" + Quoted(command) + L",\"flag\":" + flag_text + L",\"number\":" +
+        return L"{\"command\":" + JsonText(command) + L",\"flag\":" + flag_text + L",\"number\":" +
                std::to_wstring(number) + L",\"text\":" + shown + L"}";
     }
     return std::wstring(command) + L"  flag=" + flag_text + L"  number=" + std::to_wstring(number) +

@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+// `text` as a JSON string with its quotes, which people can read as well.
+std::wstring JsonText(std::wstring_view text);
+
 // How answers are printed: a line for people, or a line of JSON.
 enum class AnswerFormat { kPlain, kJson };
 

@@ -12,6 +12,9 @@ struct CommandHelp {
     bool needs_room = false;
 };
 
+// The length of such a text: more than any identity that a modem gives.
+inline constexpr std::size_t kAnswerRoom = 64;
+
 // Every command that the service routes, in the order in which it compares them.
 std::span<const CommandHelp> AllCommandHelp();
 

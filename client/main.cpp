@@ -7,17 +7,16 @@
 #include <vector>
 
 #include "client/answers.h"
+#include "client/check.h"
 #include "client/commandhelp.h"
+#include "client/connection.h"
+#include "client/grant.h"
 #include "client/options.h"
 #include "client/output.h"
-#include "rpc/clientstub.h"
 
 namespace {
 
 enum ExitCode { kAnswered = 0, kNoAnswer = 1, kUsage = 2, kUnreachable = 3 };
-
-// Long enough for every identity that a modem gives.
-constexpr std::size_t kAnswerRoom = 64;
 
 constexpr wchar_t kHelpText[] =
     LR"(tesselctl sends one command to Tessel Service and shows every answer it gets.
@@ -27,6 +26,10 @@ Usage:
   tesselctl --list        every command of the service, with one line of help
   tesselctl --help        this text
   tesselctl --version     the version of this program
+  tesselctl --check       look at everything the service needs; changes nothing
+  tesselctl --grant       as an administrator: give the service its own SID, full control of its
+                          registry keys for that SID alone, and restart after a crash
+  tesselctl --revoke      take just that away again
 
 The request:
   --bool true|false       its flag (false if not given)
@@ -36,13 +39,21 @@ The request:
                           without --text, blanks are sent to give them room.
 
 Options:
-  --json                  one JSON object per answer: command, flag, number, text
-  --repeat N              send the request N times
+  --json                  one JSON object per answer: command, flag, number, text; per line of
+                          --check, --grant, --revoke: item, status, found, advice
+  --quiet                 no answers shown, only the last line: how many there were, and the
+                          median, 99th percentile and longest of the requests' times
+  --repeat N              send the request N times; a last line counts and times them
   --parallel N            from N threads at once, each with its own connection
 
 Exit codes:
   0  answered             1  no answer (the command is unknown or is never answered)
   2  wrong usage          3  the service cannot be reached
+  --check: 0 without a fault, 1 with, 3 as above. --grant, --revoke: 1 when a change failed.
+
+Items of --check, each ok, warning or fault (--grant, --revoke: done, unchanged or failed):
+  service, service.account, .start, .path, .version, .state, .sid, .recovery; key PATH for each
+  registry key; capability; requests.open, .answer; modem.state, .identity; device; tracing
 
 Examples:
   tesselctl REGISTRYHELPER_SETSCREENMODE --int 5
@@ -53,7 +64,7 @@ Examples:
 // ends the program, from whichever thread; anything else is a crash and stays one.
 LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
     const DWORD status = exception->ExceptionRecord->ExceptionCode;
-    if ((status & 0xFFFF0000) != 0) {
+    if (!IsRpcStatus(status)) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
     const std::wstring code = L" (error " + std::to_wstring(status) + L").";
@@ -83,50 +94,26 @@ void PrintList() {
     }
 }
 
-// One connection of a run, and what is sent over it.
-struct Connection {
-    const Options& options;
-    const std::wstring& text;
-    RPC_BINDING_HANDLE binding = nullptr;
-    REQUEST_CONTEXT_HANDLE context = nullptr;
-
-    void Open() {
-        wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-        const RPC_STATUS status =
-            RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
-        if (status != RPC_S_OK) {
-            RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
-        }
-        RemoteOpen(binding, &context);
-        if (context == nullptr) {
-            RaiseException(RPC_S_OUT_OF_MEMORY, 0, 0, nullptr);
-        }
-    }
-
-    void SendRequests() const {
-        for (int i = 0; i < options.repeat; ++i) {
-            RemoteRequest(context, options.command.c_str(), static_cast<boolean>(options.data_bool),
-                          options.data_int, text.c_str());
-        }
-    }
-
-    void Close() {
-        RemoteClose(&context);
-        RpcBindingFree(&binding);
-    }
+// What one thread of a run does: the same request again and again over a connection of its own.
+struct Sender {
+    const RequestValues& request;
+    int repeat;
+    Connection connection;
 };
 
-DWORD WINAPI SendRequests(void* connection) {
-    static_cast<const Connection*>(connection)->SendRequests();
+DWORD WINAPI Send(void* argument) {
+    auto* sender = static_cast<Sender*>(argument);
+    for (int i = 0; i < sender->repeat; ++i) {
+        sender->connection.Send(sender->request);
+    }
     return 0;
 }
 
-// Sends over every connection at once, each on a thread of its own. False when a thread could not
-// be made.
-bool SendInParallel(std::vector<Connection>& connections) {
+// All senders at once, each on a thread of its own. False when a thread could not be made.
+bool SendInParallel(std::vector<Sender>& senders) {
     std::vector<HANDLE> threads;
-    for (Connection& connection : connections) {
-        HANDLE thread = CreateThread(nullptr, 0, SendRequests, &connection, 0, nullptr);
+    for (Sender& sender : senders) {
+        HANDLE thread = CreateThread(nullptr, 0, Send, &sender, 0, nullptr);
         if (thread == nullptr) {
             PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
             break;
@@ -137,24 +124,25 @@ bool SendInParallel(std::vector<Connection>& connections) {
         WaitForSingleObject(thread, INFINITE);
         CloseHandle(thread);
     }
-    return threads.size() == connections.size();
+    return threads.size() == senders.size();
 }
 
-// Opens all connections before the first request and closes them after the last.
-bool SendAll(const Options& options, const std::wstring& text) {
-    std::vector<Connection> connections(static_cast<std::size_t>(options.parallel),
-                                        Connection{options, text});
-    for (Connection& connection : connections) {
-        connection.Open();
+// Opens all connections before the first request and closes them after the last. Adds the time of
+// every request to `times`.
+bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTimes& times) {
+    std::vector<Sender> senders(static_cast<std::size_t>(parallel), Sender{request, repeat, {}});
+    for (Sender& sender : senders) {
+        sender.connection.Open();
     }
     bool sent = true;
-    if (options.parallel == 1) {
-        connections.front().SendRequests();
+    if (parallel == 1) {
+        Send(&senders.front());
     } else {
-        sent = SendInParallel(connections);
+        sent = SendInParallel(senders);
     }
-    for (Connection& connection : connections) {
-        connection.Close();
+    for (Sender& sender : senders) {
+        sender.connection.Close();
+        times.insert(times.end(), sender.connection.times.begin(), sender.connection.times.end());
     }
     return sent;
 }
@@ -163,19 +151,26 @@ int Request(const Options& options) {
     const CommandHelp* help = FindCommandHelp(options.command);
     const std::wstring room(help != nullptr && help->needs_room && !options.text ? kAnswerRoom : 0,
                             L' ');
-    const std::wstring text = options.text.value_or(room);
-    PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, room);
+    const RequestValues request = {options.command, options.data_bool, options.data_int,
+                                   options.text.value_or(room)};
+    if (!options.quiet) {
+        PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, room);
+    }
 
+    RequestTimes times;
     const ULONGLONG start = GetTickCount64();
-    if (!SendAll(options, text)) {
+    if (!SendAll(request, options.repeat, options.parallel, times)) {
         return kUnreachable;
     }
 
     const long long requests = static_cast<long long>(options.repeat) * options.parallel;
     const long answers = AnswerCount();
-    if (requests > 1) {
+    if (requests > 1 || options.quiet) {
         PrintErrorLine(std::to_wstring(requests) + L" requests, " + std::to_wstring(answers) +
-                       L" answers, " + std::to_wstring(GetTickCount64() - start) + L" ms");
+                       L" answers, " + std::to_wstring(GetTickCount64() - start) + L" ms; median " +
+                       Milliseconds(Percentile(times, 50)) + L", 99th percentile " +
+                       Milliseconds(Percentile(times, 99)) + L", longest " +
+                       Milliseconds(Percentile(times, 100)));
     }
     if (answers >= requests) {
         return kAnswered;
@@ -187,6 +182,14 @@ int Request(const Options& options) {
         PrintErrorLine(L"tesselctl: no answer to " + options.command + L" (" + help->help + L")");
     }
     return kNoAnswer;
+}
+
+int CheckAll(bool json) {
+    const CheckResult result = Check(json, TESSEL_VERSION);
+    if (!result.reached) {
+        return kUnreachable;
+    }
+    return result.faults == 0 ? 0 : 1;
 }
 
 }  // namespace
@@ -209,6 +212,12 @@ int wmain(int argc, wchar_t* argv[]) {
         case Options::Action::kVersion:
             PrintLine(L"tesselctl " TESSEL_VERSION);
             return kAnswered;
+        case Options::Action::kCheck:
+            return CheckAll(options->json);
+        case Options::Action::kGrant:
+            return Grant(options->json) == 0 ? 0 : 1;
+        case Options::Action::kRevoke:
+            return Revoke(options->json) == 0 ? 0 : 1;
         case Options::Action::kRequest:
             return Request(*options);
     }

@@ -64,12 +64,20 @@ bool TakesValue(std::wstring_view option) {
 bool StoreSwitch(std::wstring_view option, Options& options) {
     if (option == L"--json") {
         options.json = true;
+    } else if (option == L"--quiet") {
+        options.quiet = true;
     } else if (option == L"--list") {
         options.action = Options::Action::kList;
     } else if (option == L"--help" || option == L"-h") {
         options.action = Options::Action::kHelp;
     } else if (option == L"--version") {
         options.action = Options::Action::kVersion;
+    } else if (option == L"--check") {
+        options.action = Options::Action::kCheck;
+    } else if (option == L"--grant") {
+        options.action = Options::Action::kGrant;
+    } else if (option == L"--revoke") {
+        options.action = Options::Action::kRevoke;
     } else {
         return false;
     }

@@ -6,13 +6,14 @@
 
 // What one run is asked to do. `command` is empty for the actions that need none.
 struct Options {
-    enum class Action { kRequest, kList, kHelp, kVersion };
+    enum class Action { kRequest, kList, kHelp, kVersion, kCheck, kGrant, kRevoke };
     Action action = Action::kRequest;
     std::wstring command;
     bool data_bool = false;
     long data_int = 0;
     std::optional<std::wstring> text;
     bool json = false;
+    bool quiet = false;
     // Requests per thread, and threads, each with a context of its own; at least 1.
     int repeat = 1;
     int parallel = 1;

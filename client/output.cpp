@@ -2,18 +2,38 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
 
 SRWLOCK g_lock = SRWLOCK_INIT;
 
+// A console takes a text through a buffer of 64 kB that it shares with others, and fails when the
+// text does not fit.
+constexpr std::size_t kConsolePieceUnits = 8192;
+
+void WriteToConsole(HANDLE console, std::wstring_view text) {
+    while (!text.empty()) {
+        std::size_t piece = std::min(text.size(), kConsolePieceUnits);
+        // The halves of a character go together.
+        if (piece < text.size() && IS_HIGH_SURROGATE(text[piece - 1])) {
+            --piece;
+        }
+        DWORD written = 0;
+        if (!WriteConsoleW(console, text.data(), static_cast<DWORD>(piece), &written, nullptr) ||
+            written == 0) {
+            return;
+        }
+        text.remove_prefix(written);
+    }
+}
+
 void WriteAll(HANDLE output, std::wstring_view text) {
     DWORD mode = 0;
-    DWORD written = 0;
     AcquireSRWLockExclusive(&g_lock);
     if (GetConsoleMode(output, &mode)) {
-        WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+        WriteToConsole(output, text);
     } else {
         const int units = static_cast<int>(text.size());
         std::string bytes(static_cast<std::size_t>(WideCharToMultiByte(
@@ -21,6 +41,7 @@ void WriteAll(HANDLE output, std::wstring_view text) {
                           '\0');
         WideCharToMultiByte(CP_UTF8, 0, text.data(), units, bytes.data(),
                             static_cast<int>(bytes.size()), nullptr, nullptr);
+        DWORD written = 0;
         WriteFile(output, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     }
     ReleaseSRWLockExclusive(&g_lock);

@@ -64,3 +64,27 @@ function(tessel_version_resource target description)
   target_sources(${target} PRIVATE ${resource})
   set_source_files_properties(${resource} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
 endfunction()
+
+# How a program is linked: no DLL but Windows' own, random high-entropy addresses, no execution of data, and the
+# same bytes from the same sources.
+function(tessel_link_static target)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    # All of it is zig's default, but its stacks are of 16 MB. -s is for the runtime alone, which has the build
+    # machine's paths in its symbols.
+    target_link_options(${target} PRIVATE -s -Wl,--stack,1048576)
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${ZIG_DIRECTORY}/tool)
+  else()
+    target_link_options(${target} PRIVATE
+      -static -Wl,--gc-sections -Wl,--high-entropy-va -Wl,--dynamicbase -Wl,--nxcompat
+      -Wl,--no-insert-timestamp)
+  endif()
+endfunction()
+
+# Makes wmain the entry point of a program. Zig has no start-up object for it.
+function(tessel_wide_entry target)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/wideentry.c)
+  else()
+    target_link_options(${target} PRIVATE -municode)
+  endif()
+endfunction()

@@ -28,14 +28,3 @@ if(NOT in_try_compile)
   execute_process(COMMAND ${ZIG_DIRECTORY}/install ${CMAKE_CXX_COMPILER_TARGET} ${TESSEL_OPTIMISATION}
                   COMMAND_ERROR_IS_FATAL ANY)
 endif()
-
-# Zig's own defaults are a static runtime, randomised high-entropy addresses and no execution of data, but
-# stacks of 16 MB. -s is for the runtime alone, which has the build machine's paths in its symbols.
-function(tessel_link_static target)
-  target_link_options(${target} PRIVATE -s -Wl,--stack,1048576)
-  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${ZIG_DIRECTORY}/tool)
-endfunction()
-
-function(tessel_wide_entry target)
-  target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/wideentry.c)
-endfunction()

@@ -14,13 +14,3 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(TESSEL_OPTIMISATION -O2)
 set(TESSEL_MACHINE x64)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)
-
-function(tessel_link_static target)
-  target_link_options(${target} PRIVATE
-    -static -Wl,--gc-sections -Wl,--high-entropy-va -Wl,--dynamicbase -Wl,--nxcompat
-    -Wl,--no-insert-timestamp)
-endfunction()
-
-function(tessel_wide_entry target)
-  target_link_options(${target} PRIVATE -municode)
-endfunction()

@@ -1,33 +1,32 @@
 #include "document/commonhelper.h"
 
-#include <cwchar>
-#include <exception>
+#include <utility>
 
 #include "document/documenttext.h"
 #include "document/pathexists.h"
-#include "rpc/reportresult.h"
+#include "rpc/command.h"
 
 namespace {
 
-// False if memory does not hold the path.
-bool Exists(const wchar_t* path) {
-    try {
-        return PathExists(path);
-    } catch (const std::exception&) {
-        return false;
-    }
+// The request's text is a path in both commands and is in neither answer.
+const wchar_t* TakePath(Answer& answer) {
+    static wchar_t no_text[] = L"";
+    return std::exchange(answer.text, no_text);
 }
 
-// The text as the calling thread's; empty if memory does not hold it.
-const wchar_t* DocumentText(const wchar_t* path) {
-    // What a vanished client left behind must not add to this one.
-    DropThreadText();
-    try {
-        return KeepThreadText(ReadDocumentText(path));
-    } catch (const std::exception&) {
-        return L"";
-    }
+void IsFileExists(Answer& answer) {
+    answer.flag = false;
+    answer.flag = PathExists(TakePath(answer));
 }
+
+void ReadDocument(Answer& answer) {
+    SetText(answer, ReadDocumentText(TakePath(answer)));
+}
+
+constexpr Command kCommands[] = {
+    {L"COMMONHELPER_ISFILE_EXISTS", IsFileExists},
+    {L"COMMONHELPER_READEULADOCUMENT", ReadDocument},
+};
 
 }  // namespace
 
@@ -36,12 +35,5 @@ void CommonHelperCommand(handle_t /*binding*/,
                          bool data_bool,
                          long data_int,
                          wchar_t* data_string) {
-    if (std::wcscmp(command, L"COMMONHELPER_ISFILE_EXISTS") == 0) {
-        ReportResult(command, Exists(data_string), data_int, L"");
-    }
-    if (std::wcscmp(command, L"COMMONHELPER_READEULADOCUMENT") == 0) {
-        ReportResult(command, data_bool, data_int, DocumentText(data_string));
-        // Not reached when the client has vanished.
-        DropThreadText();
-    }
+    AnswerCommand(kCommands, command, data_bool, data_int, data_string);
 }

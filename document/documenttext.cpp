@@ -17,12 +17,6 @@ constexpr std::size_t kChunk = 32768;
 // written of the last block.
 constexpr std::size_t kBehind = 3 + kWidenBlock;
 
-void WINAPI FreeText(void* text) {
-    OwnedText(static_cast<wchar_t*>(text)).reset();
-}
-
-const DWORD g_textSlot = FlsAlloc(&FreeText);
-
 }  // namespace
 
 OwnedText ReadDocumentText(const wchar_t* path) {
@@ -70,14 +64,4 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     }
     *end = L'\0';
     return text;
-}
-
-const wchar_t* KeepThreadText(OwnedText text) {
-    DropThreadText();
-    return FlsSetValue(g_textSlot, text.get()) ? text.release() : L"";
-}
-
-void DropThreadText() {
-    FreeText(FlsGetValue(g_textSlot));
-    FlsSetValue(g_textSlot, nullptr);
 }

@@ -28,7 +28,7 @@ inline bool SucceededOrPrint(HRESULT result, const wchar_t* message) {
 // bound of its one dimension. An element that cannot be fetched or is not an `iid` object is passed
 // over. Prints the message of the bound that cannot be asked for. The array stays the caller's,
 // each element's reference is given up before the next one is fetched. The result is that of the
-// last thing done, `go_on` false when a bound failed or the step said so. Stands on
+// last thing done, `go_on` false when a bound failed or the step said so. Calls
 // SafeArrayGetLBound, SafeArrayGetUBound and SafeArrayGetElement.
 template <typename Element, typename Step>
 WalkStep WalkArray(SAFEARRAY* array,

@@ -26,15 +26,6 @@ inline constexpr GUID IID_IMbnInterface = {0xDCBBBAB6,
                                            0x2001,
                                            0x4BBB,
                                            {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
-inline constexpr GUID IID_IMbnSubscriberInformation = {
-    0x459ECC43,
-    0xBCF5,
-    0x11DC,
-    {0xA8, 0xA8, 0x00, 0x13, 0x21, 0xF1, 0x40, 0x5F}};
-inline constexpr GUID IID_IMbnConnection = {0xDCBBBAB6,
-                                            0x200D,
-                                            0x4BBB,
-                                            {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
 inline constexpr GUID IID_IMbnConnectionProfileManager = {
     0xDCBBBAB6,
     0x200F,
@@ -77,7 +68,7 @@ enum MBN_VOICE_CALL_STATE : int {
     MBN_VOICE_CALL_STATE_HANGUP = 2,
 };
 
-// Whoever asked for it frees both strings; see mbn/homeprovider.h.
+// Whoever is given one with S_OK frees both strings.
 struct MBN_PROVIDER {
     BSTR providerID;
     ULONG providerState;

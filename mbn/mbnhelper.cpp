@@ -2,11 +2,9 @@
 
 #include <cwchar>
 
-#include "mbn/homeprovider.h"
-#include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
 #include "mbn/mbnprofile.h"
-#include "rpc/reportresult.h"
+#include "rpc/command.h"
 #include "win32/bstr.h"
 
 namespace {
@@ -26,64 +24,52 @@ void CopyOver(wchar_t* data_string, const wchar_t* text) {
     data_string[length] = L'\0';
 }
 
-void QueryReadyState(long& data_int, wchar_t* /*data_string*/) {
-    MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    QueryMbnInterface(MbnQuerySelector::kReadyState, &state);
-    data_int = state;
+void QueryReadyState(Answer& answer) {
+    answer.number = ReadReadyState();
 }
 
-template <BSTR MBN_PROVIDER::*part>
-void QueryHomeProvider(long& /*data_int*/, wchar_t* data_string) {
-    HomeProvider provider;
-    QueryMbnInterface(MbnQuerySelector::kHomeProvider, static_cast<MBN_PROVIDER*>(&provider));
-    CopyOver(data_string, provider.*part);
+template <Bstr HomeProvider::*text>
+void QueryHomeProvider(Answer& answer) {
+    CopyOver(answer.text, (ReadHomeProvider().*text).Get());
 }
 
-template <MbnQuerySelector selector>
-void QueryText(long& /*data_int*/, wchar_t* data_string) {
-    Bstr text;
-    QueryMbnInterface(selector, text.Receive());
-    CopyOver(data_string, text.Get());
+template <Bstr (*read)()>
+void QueryText(Answer& answer) {
+    CopyOver(answer.text, read().Get());
 }
 
-void Connect(long& /*data_int*/, wchar_t* /*data_string*/) {
+void Connect(Answer& /*answer*/) {
     ConnectWithProfile();
 }
 
-void Disconnect(long& /*data_int*/, wchar_t* /*data_string*/) {
+void Disconnect(Answer& /*answer*/) {
     DisconnectAllConnections();
 }
 
-void CreateProfile(long& /*data_int*/, wchar_t* data_string) {
+void CreateProfile(Answer& answer) {
     DeleteAllConnectionProfiles();
-    CreateProfileFromRequest(data_string);
+    CreateProfileFromRequest(answer.text);
 }
 
-void DeleteProfile(long& /*data_int*/, wchar_t* /*data_string*/) {
+void DeleteProfile(Answer& /*answer*/) {
     DisconnectAllConnections();
     DeleteAllConnectionProfiles();
 }
 
 // Answered with the request's own values, without a word to the modem.
-void Acknowledge(long& /*data_int*/, wchar_t* /*data_string*/) {}
+void Acknowledge(Answer& /*answer*/) {}
 
-// An action may change the values that are reported. It holds nothing any more when it returns.
-struct MbnCommand {
-    const wchar_t* command;
-    void (*action)(long& data_int, wchar_t* data_string);
-};
-
-constexpr MbnCommand kCommands[] = {
+constexpr Command kCommands[] = {
     {L"MBNHELPER_GETNETWORKMODE", Acknowledge},
     {L"MBNHELPER_SETNETWORKMODE", Acknowledge},
     {L"MBNHELPER_CHECKINTERFACE", QueryReadyState},
     {L"MBNHELPER_CHECKSIMSTATUS", QueryReadyState},
-    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&MBN_PROVIDER::providerID>},
+    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&HomeProvider::id>},
     {L"MBNHELPER_CONNECT", Connect},
     {L"MBNHELPER_DISCONNECT", Disconnect},
-    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&MBN_PROVIDER::providerName>},
-    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<MbnQuerySelector::kSubscriberId>},
-    {L"MBNHELPER_GETSIMICCID", QueryText<MbnQuerySelector::kSimIccId>},
+    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&HomeProvider::name>},
+    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<ReadSubscriberId>},
+    {L"MBNHELPER_GETSIMICCID", QueryText<ReadSimIccId>},
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEPROFILE", CreateProfile},
     {L"MBNHELPER_DELETEPROFILE", DeleteProfile},
@@ -99,10 +85,5 @@ void MbnHelperCommand(handle_t /*binding*/,
                       bool data_bool,
                       long data_int,
                       wchar_t* data_string) {
-    for (const MbnCommand& known : kCommands) {
-        if (wcscmp(command, known.command) == 0) {
-            known.action(data_int, data_string);
-            ReportResult(command, data_bool, data_int, data_string);
-        }
-    }
+    AnswerCommand(kCommands, command, data_bool, data_int, data_string);
 }

@@ -4,10 +4,10 @@
 #include <windows.h>
 #include <rpc.h>
 
-// Carries out `command`, compared whole and case-sensitively, and answers with ReportResult on the
-// calling thread. `binding` is not used. The strings are the request's own. A command that the
-// family does not know does nothing and gets no answer; failures are folded into the answer, none
-// is thrown.
+// Carries out `command` and answers it with ReportResult on the calling thread, by AnswerCommand of
+// rpc/command.h. `binding` is not used. The strings are the request's own. A command that the family
+// does not know does nothing and gets no answer; failures are folded into the answer. Only a failed
+// callback leaves this function, as the RPC runtime's structured exception.
 void MbnHelperCommand(handle_t binding,
                       const wchar_t* command,
                       bool data_bool,

@@ -1,8 +1,5 @@
 #include "mbn/mbninterface.h"
 
-#include <iterator>
-
-#include "mbn/homeprovider.h"
 #include "mbn/interfacewalk.h"
 #include "mbn/mbnapi.h"
 #include "mbn/mbnprofiletext.h"
@@ -11,25 +8,30 @@
 
 namespace {
 
-HRESULT ReadReadyState(IMbnInterface& modem, void* out) {
+// What one interface says: takes the place of `value`, whose strings are freed, unless the
+// interface could not be asked.
+
+HRESULT ReadyStateOf(IMbnInterface& modem, MBN_READY_STATE& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
     HRESULT result = modem.GetReadyState(&state);
     if (SUCCEEDED(result)) {
-        *static_cast<MBN_READY_STATE*>(out) = state;
+        value = state;
     }
     return result;
 }
 
-HRESULT ReadHomeProvider(IMbnInterface& modem, void* out) {
+HRESULT HomeProviderOf(IMbnInterface& modem, MBN_PROVIDER& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
     HRESULT result = modem.GetReadyState(&state);
     if (FAILED(result) || state != MBN_READY_STATE_INITIALIZED) {
         return result;
     }
-    HomeProvider provider;
+    MBN_PROVIDER provider = {};
     result = modem.GetHomeProvider(&provider);
-    if (SUCCEEDED(result)) {
-        provider.Exchange(*static_cast<MBN_PROVIDER*>(out));
+    // Otherwise the structure counts as unset: nothing that stands in it is ours to free.
+    if (result == S_OK) {
+        const HomeProvider earlier = {Bstr(value.providerID), Bstr(value.providerName)};
+        value = provider;
     }
     return result;
 }
@@ -37,7 +39,7 @@ HRESULT ReadHomeProvider(IMbnInterface& modem, void* out) {
 using SubscriberText = HRESULT (STDMETHODCALLTYPE IMbnSubscriberInformation::*)(BSTR*);
 
 template <SubscriberText get>
-HRESULT ReadSubscriberText(IMbnInterface& modem, void* out) {
+HRESULT SubscriberTextOf(IMbnInterface& modem, BSTR& value) {
     ComPtr<IMbnSubscriberInformation> information;
     HRESULT result = modem.GetSubscriberInformation(information.Receive());
     if (FAILED(result) || !information) {
@@ -45,22 +47,21 @@ HRESULT ReadSubscriberText(IMbnInterface& modem, void* out) {
     }
     Bstr text;
     result = (information.Get()->*get)(text.Receive());
-    if (SUCCEEDED(result) && text) {
-        BSTR* value = static_cast<BSTR*>(out);
-        Bstr earlier(*value);
-        *value = text.Release();
+    if (SUCCEEDED(result)) {
+        const Bstr earlier(value);
+        value = text.Release();
     }
     return result;
 }
 
-// By selector.
-using Reader = HRESULT (*)(IMbnInterface& modem, void* out);
-constexpr Reader kReaders[] = {
-    ReadReadyState,
-    ReadHomeProvider,
-    ReadSubscriberText<&IMbnSubscriberInformation::get_SimIccID>,
-    ReadSubscriberText<&IMbnSubscriberInformation::get_SubscriberID>,
-};
+constexpr auto* kSimIccIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SimIccID>;
+constexpr auto* kSubscriberIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SubscriberID>;
+
+template <typename Value>
+HRESULT OfLastInterface(HRESULT (*read)(IMbnInterface& modem, Value& value), Value& value) {
+    return WalkInterfaces(
+        [=, &value](IMbnInterface& modem) -> WalkStep { return {read(modem, value)}; });
+}
 
 MBN_ACTIVATION_STATE ActivationState(IMbnConnection& connection) {
     MBN_ACTIVATION_STATE state = MBN_ACTIVATION_STATE_NONE;
@@ -71,11 +72,42 @@ MBN_ACTIVATION_STATE ActivationState(IMbnConnection& connection) {
 
 }  // namespace
 
+MBN_READY_STATE ReadReadyState() {
+    MBN_READY_STATE state = MBN_READY_STATE_OFF;
+    OfLastInterface(ReadyStateOf, state);
+    return state;
+}
+
+HomeProvider ReadHomeProvider() {
+    MBN_PROVIDER provider = {};
+    OfLastInterface(HomeProviderOf, provider);
+    return {Bstr(provider.providerID), Bstr(provider.providerName)};
+}
+
+Bstr ReadSimIccId() {
+    Bstr text;
+    OfLastInterface(kSimIccIdOf, *text.Receive());
+    return text;
+}
+
+Bstr ReadSubscriberId() {
+    Bstr text;
+    OfLastInterface(kSubscriberIdOf, *text.Receive());
+    return text;
+}
+
 HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
-    const size_t index = static_cast<size_t>(selector);
-    return WalkInterfaces([=](IMbnInterface& modem) -> WalkStep {
-        return {index < std::size(kReaders) ? kReaders[index](modem, out) : S_OK};
-    });
+    switch (selector) {
+        case MbnQuerySelector::kReadyState:
+            return OfLastInterface(ReadyStateOf, *static_cast<MBN_READY_STATE*>(out));
+        case MbnQuerySelector::kHomeProvider:
+            return OfLastInterface(HomeProviderOf, *static_cast<MBN_PROVIDER*>(out));
+        case MbnQuerySelector::kSimIccId:
+            return OfLastInterface(kSimIccIdOf, *static_cast<BSTR*>(out));
+        case MbnQuerySelector::kSubscriberId:
+            return OfLastInterface(kSubscriberIdOf, *static_cast<BSTR*>(out));
+    }
+    return WalkInterfaces([](IMbnInterface& /*modem*/) -> WalkStep { return {S_OK}; });
 }
 
 HRESULT DisconnectAllConnections() {

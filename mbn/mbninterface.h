@@ -1,15 +1,35 @@
 // Questions to the modem, and the data connection. Each operation is complete in itself: it joins
 // the multithreaded apartment, goes through all mobile broadband interfaces, gives everything back
-// and leaves. The first thing that fails prints its message with ConsolePrint, and its HRESULT is
-// returned; otherwise it is that of the last thing done. Stands on the Mobile Broadband API.
+// and leaves. Calls the Mobile Broadband API.
+//
+// The first thing that fails prints its message with ConsolePrint. An HRESULT that is returned is
+// that of the failure, otherwise of the last thing done. No command reads it: an answer shows a
+// failure only by a value that was not read.
 #pragma once
 
 #include <cstdint>
 
 #include <windows.h>
 
+#include "mbn/mbnapi.h"
+#include "win32/bstr.h"
+
+// The texts of a SIM's home provider, null where there is none.
+struct HomeProvider {
+    Bstr id;
+    Bstr name;
+};
+
+// Each asks every interface for its value. That of the last one which could be asked remains, also
+// when it is a null text; if none could, it is OFF or null. The home provider is asked for only
+// where the ready state is "initialized".
+MBN_READY_STATE ReadReadyState();
+HomeProvider ReadHomeProvider();
+Bstr ReadSimIccId();
+Bstr ReadSubscriberId();
+
 // What to read, and the storage that it is read into: an MBN_READY_STATE, an MBN_PROVIDER, a BSTR,
-// a BSTR. The home provider is read only from an interface whose ready state is "initialized".
+// a BSTR.
 enum class MbnQuerySelector : uint32_t {
     kReadyState = 0,
     kHomeProvider = 1,
@@ -17,10 +37,9 @@ enum class MbnQuerySelector : uint32_t {
     kSubscriberId = 3,
 };
 
-// Reads the selected value of every interface into `out`, so that the last interface that gives one
-// prevails. The caller presets `out` (strings to null) and it stays so if nothing could be read;
-// strings that it holds afterwards are the caller's, those of earlier interfaces are freed here.
-// Other selectors walk and read nothing.
+// The same by selector, into storage that the caller presets (strings to null) and that stays so if
+// nothing could be read. Strings that it holds afterwards are the caller's to free. Other selectors
+// walk and read nothing.
 HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out);
 
 // Asks every interface whose connection is active to disconnect, and does not wait for it.

@@ -1,6 +1,5 @@
 #include "mbn/mbnprofile.h"
 
-#include "mbn/homeprovider.h"
 #include "mbn/interfacewalk.h"
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
@@ -60,19 +59,15 @@ ProfileDocument BuildProfileXml(wchar_t* data_string) {
         ConsolePrint(L"fail over");
     }
 
-    Bstr icc_id;
-    QueryMbnInterface(MbnQuerySelector::kSimIccId, icc_id.Receive());
+    const Bstr icc_id = ReadSimIccId();
     // Nothing depends on the answer; the modem is asked because the sequence of requests to it is
     // fixed.
-    MBN_READY_STATE ready_state = MBN_READY_STATE_OFF;
-    QueryMbnInterface(MbnQuerySelector::kReadyState, &ready_state);
-    HomeProvider provider;
-    QueryMbnInterface(MbnQuerySelector::kHomeProvider, static_cast<MBN_PROVIDER*>(&provider));
-    Bstr subscriber_id;
-    QueryMbnInterface(MbnQuerySelector::kSubscriberId, subscriber_id.Receive());
+    ReadReadyState();
+    const HomeProvider provider = ReadHomeProvider();
+    const Bstr subscriber_id = ReadSubscriberId();
 
     return AssembleProfileDocument(
-        fields, {TextOf(icc_id.Get()), TextOf(provider.providerName), TextOf(subscriber_id.Get())});
+        fields, {TextOf(icc_id.Get()), TextOf(provider.name.Get()), TextOf(subscriber_id.Get())});
 }
 
 HRESULT CreateProfileFromRequest(wchar_t* data_string) {

@@ -1,5 +1,5 @@
 // The modem's connection profiles. What fails first prints its message with ConsolePrint and gives
-// the returned HRESULT; otherwise it is that of the last thing done. Stands on the Mobile Broadband
+// the returned HRESULT; otherwise it is that of the last thing done. Calls the Mobile Broadband
 // API, in the multithreaded apartment for the length of each operation.
 #pragma once
 

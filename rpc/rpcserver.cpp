@@ -3,9 +3,10 @@
 #include <aclapi.h>
 #include <securitybaseapi.h>
 
+#include <atomic>
 #include <iterator>
 
-#include "rpc/serverstub.h"
+#include "rpc/stub/tesselservice.h"
 #include "service/diagnosticlog.h"
 #include "win32/security.h"
 
@@ -21,23 +22,19 @@ extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSp
 
 namespace {
 
-constexpr wchar_t kSettingsAppPackage[] = L"BRAMBLEELECTRONICSCoLtd.TesselSettings_k2m8qz4tr7vnb";
 constexpr unsigned kProtocolCalls = 10;
 constexpr unsigned kConcurrentCalls = 1234;
 constexpr unsigned kMinimumCallThreads = 1;
 // Has no effect on local RPC.
 constexpr unsigned kMaximumRequestSize = 0;
 
-// The bindings that RpcServerStart registered, until RpcServerDisconnect frees them.
-RPC_BINDING_VECTOR* g_bindings = nullptr;
+// The bindings with which RpcServerStart registered the endpoint, until RpcServerDisconnect takes
+// them: a stop may come while the start is still at it.
+std::atomic<RPC_BINDING_VECTOR*> g_bindings = nullptr;
 
 // The RPC functions take their texts as writable unsigned short.
 RPC_WSTR RpcText(const wchar_t* text) {
     return reinterpret_cast<RPC_WSTR>(const_cast<wchar_t*>(text));
-}
-
-RPC_IF_HANDLE InterfaceHandle() {
-    return Writable(&kServiceRpcServerInterface);
 }
 
 EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
@@ -58,20 +55,23 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
     if (status != RPC_S_OK) {
         return status;
     }
-    status = RpcServerRegisterIf3(InterfaceHandle(), nullptr, nullptr,
+    status = RpcServerRegisterIf3(ServiceRpcInterface_v1_0_s_ifspec, nullptr, nullptr,
                                   RPC_IF_AUTOLISTEN | RPC_IF_ALLOW_LOCAL_ONLY, kConcurrentCalls,
                                   kMaximumRequestSize, nullptr, descriptor);
     if (status != RPC_S_OK) {
         return status;
     }
-    status = RpcServerInqBindings(&g_bindings);
+    RPC_BINDING_VECTOR* bindings = nullptr;
+    status = RpcServerInqBindings(&bindings);
     if (status != RPC_S_OK) {
         return status;
     }
-    status = RpcEpRegisterW(InterfaceHandle(), g_bindings, nullptr, nullptr);
+    status = RpcEpRegisterW(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr, nullptr);
     if (status != RPC_S_OK) {
+        RpcBindingVectorFree(&bindings);
         return status;
     }
+    g_bindings = bindings;
     status = RpcServerListen(kMinimumCallThreads, kConcurrentCalls, FALSE);
     return status == RPC_S_ALREADY_LISTENING ? RPC_S_OK : status;
 }
@@ -121,16 +121,19 @@ RPC_STATUS RpcServerStart() {
 
 void RpcServerDisconnect() {
     WriteLog("RpcServerDisconnect");
-    if (RpcServerUnregisterIf(InterfaceHandle(), nullptr, FALSE) == RPC_S_OK) {
+    if (RpcServerUnregisterIf(ServiceRpcInterface_v1_0_s_ifspec, nullptr, FALSE) == RPC_S_OK) {
         WriteLog("Rpc Server Unregister Success");
     } else {
         WriteLog("Rpc Server Unregister error");
     }
-    RpcEpUnregister(InterfaceHandle(), g_bindings, nullptr);
+    // Without bindings nothing was registered, and some runtimes take no null for them.
+    RPC_BINDING_VECTOR* bindings = g_bindings.exchange(nullptr);
+    if (bindings != nullptr) {
+        RpcEpUnregister(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr);
+    }
     WriteLog("RpcEpUnregister");
-    if (g_bindings != nullptr) {
-        RpcBindingVectorFree(&g_bindings);
-        g_bindings = nullptr;
+    if (bindings != nullptr) {
+        RpcBindingVectorFree(&bindings);
     }
     WriteLog("RpcServerDisconnect end");
 }

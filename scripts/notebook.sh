@@ -1,13 +1,43 @@
 # The simulated notebook: the service and its client in a Wine prefix; sourced after wine.sh.
 
-# Copies the programs to where the notebook keeps them.
-notebook_install_programs() {
-    mkdir -p "$WINEPREFIX/drive_c/Tessel" && cp --remove-destination "$1"/*.exe "$WINEPREFIX/drive_c/Tessel/"
+# The DLLs in whose place the notebook has wingap.dll, with what Wine lacks of them.
+NOTEBOOK_GAPS=(RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll)
+
+# Copies shipped programs to where the notebook keeps them. Nothing of them is changed but the names of those DLLs
+# in the import table, each as long as it was, filled up with NULs.
+notebook_copy() {
+    local folder=$WINEPREFIX/drive_c/Tessel edit= name filling program
+    for name in "${NOTEBOOK_GAPS[@]}"; do
+        printf -v filling '%*s' $((${#name} + 1 - 10)) ''
+        edit+="s/${name//./\\.}\\x00/wingap.dll${filling// /\\x00}/I;"
+    done
+    mkdir -p "$folder" || return 1
+    for program in "$@"; do
+        LC_ALL=C sed "$edit" "$program" >"$folder/new" && mv "$folder/new" "$folder/${program##*/}" || return 1
+    done
 }
 
-# Runs a program in the notebook, by its Windows path or name.
+# Installs the service and its client from the folder where they were built, and what they need here.
+notebook_install_programs() {
+    notebook_copy "$1/service/tessel-service.exe" "$1/client/tesselctl.exe" &&
+        cp --remove-destination "$1/notebook/wingap.dll" "$WINEPREFIX/drive_c/Tessel/"
+}
+
+# Runs a program in the notebook, by its Windows path or name. What it leaves running must not hold the lock of
+# ../run.
 notebook_run() {
-    timeout "${NOTEBOOK_TIMEOUT:-120}" "$TESSEL_ROOT/scripts/wine-run" "$@"
+    timeout "${NOTEBOOK_TIMEOUT:-120}" "$TESSEL_ROOT/scripts/wine-run" "$@" 8>&-
+}
+
+# Whether notebook_run will find the program: by its path on C:, or by its name alone in Windows' folders.
+notebook_has_program() {
+    local drive=$WINEPREFIX/drive_c path=${1//\\//}
+    case $path in
+        *[*?[]*) ;;
+        [Cc]:/*.[Ee][Xx][Ee]) find "$drive" -ipath "$drive/${path:3}" ;;
+        */*) ;;
+        *) find "$drive"/windows{,/system32} -maxdepth 1 -iname "${path%.[Ee][Xx][Ee]}.exe" ;;
+    esac | grep -q .
 }
 
 tessel_service() {

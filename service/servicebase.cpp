@@ -1,5 +1,7 @@
 #include "service/servicebase.h"
 
+// The assertion is part of what ships; some compilers switch assertions off when they optimise.
+#undef NDEBUG
 #include <cassert>
 
 #define STRSAFE_NO_DEPRECATE
@@ -16,13 +18,17 @@ constexpr GUID kTracingProvider = {0xBE2E880E,
                                    {0x9C, 0x95, 0x09, 0xF0, 0x03, 0xA0, 0xA7, 0xEA}};
 
 constexpr std::size_t kErrorTextCapacity = 260;
+constexpr DWORD kStartPollMilliseconds = 1;
 
 }  // namespace
 
 CServiceBase* CServiceBase::s_service = nullptr;
 DWORD CServiceBase::s_checkPoint = 1;
+std::atomic<bool> CServiceBase::s_starting = false;
+std::atomic<bool> CServiceBase::s_ending = false;
 
 CServiceBase::CServiceBase() {
+    s_ending = false;
     m_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     m_status.dwCurrentState = SERVICE_START_PENDING;
     m_status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
@@ -66,12 +72,21 @@ BOOL CServiceBase::Run(CServiceBase& service) {
     return StartServiceCtrlDispatcherW(table);
 }
 
-// The assertion's line is known to those who read crash reports of the service and must not move.
+// The wait is short: a start only submits work.
+bool CServiceBase::BeginEnding() {
+    while (s_starting) {
+        Sleep(kStartPollMilliseconds);
+    }
+    return !s_ending.exchange(true);
+}
+
 void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
-#line 85
+    static_assert(__LINE__ == 84, "crash reports of the service name line 85: keep it there");
     assert(s_service != NULL);
 
     CServiceBase* service = s_service;
+    // From here on a control may come: it waits for the start.
+    s_starting = true;
     service->m_statusHandle = RegisterServiceCtrlHandlerW(service->m_name, ServiceCtrlHandler);
     if (service->m_statusHandle == nullptr) {
         throw GetLastError();
@@ -98,74 +113,72 @@ void WINAPI CServiceBase::ServiceCtrlHandler(DWORD control) {
     }
 }
 
-void CServiceBase::Start(DWORD argc, wchar_t** argv) {
+template <typename Hook>
+std::optional<DWORD> CServiceBase::RunHook(const wchar_t* label,
+                                           const wchar_t* failure,
+                                           Hook hook) {
     try {
-        SetServiceStatus(SERVICE_START_PENDING);
-        OnStart(argc, argv);
-        SetServiceStatus(SERVICE_RUNNING);
+        hook();
+        return std::nullopt;
     } catch (DWORD error) {
-        WriteErrorLogEntry(L"Service Start", error);
-        SetServiceStatus(SERVICE_STOPPED, error);
+        WriteErrorLogEntry(label, error);
+        return error;
     } catch (...) {
-        WriteEventLogEntry(L"Service failed to start.", kEventLevelFailure);
-        SetServiceStatus(SERVICE_STOPPED);
+        WriteEventLogEntry(failure, kEventLevelFailure);
+        return ERROR_SUCCESS;
     }
-    m_startReported = true;
+}
+
+void CServiceBase::Start(DWORD argc, wchar_t** argv) {
+    s_starting = true;
+    SetServiceStatus(SERVICE_START_PENDING);
+    const auto error =
+        RunHook(L"Service Start", L"Service failed to start.", [&] { OnStart(argc, argv); });
+    SetServiceStatus(error ? SERVICE_STOPPED : SERVICE_RUNNING, error.value_or(ERROR_SUCCESS));
+    // The object may be gone as soon as this is seen.
+    s_starting = false;
 }
 
 void CServiceBase::Stop() {
+    if (BeginEnding()) {
+        StopClaimed();
+    }
+}
+
+void CServiceBase::StopClaimed() {
     const DWORD prior_state = m_status.dwCurrentState;
-    try {
-        SetServiceStatus(SERVICE_STOP_PENDING);
-        OnStop();
+    SetServiceStatus(SERVICE_STOP_PENDING);
+    if (RunHook(L"Service Stop", L"Service failed to stop.", [&] { OnStop(); })) {
+        SetServiceStatus(prior_state);
+        s_ending = false;
+    } else {
         SetServiceStatus(SERVICE_STOPPED);
-    } catch (DWORD error) {
-        WriteErrorLogEntry(L"Service Stop", error);
-        SetServiceStatus(prior_state);
-    } catch (...) {
-        WriteEventLogEntry(L"Service failed to stop.", kEventLevelFailure);
-        SetServiceStatus(prior_state);
     }
 }
 
 void CServiceBase::Pause() {
-    try {
-        SetServiceStatus(SERVICE_PAUSE_PENDING);
-        OnPause();
-        SetServiceStatus(SERVICE_PAUSED);
-    } catch (DWORD error) {
-        WriteErrorLogEntry(L"Service Pause", error);
-        SetServiceStatus(SERVICE_RUNNING);
-    } catch (...) {
-        WriteEventLogEntry(L"Service failed to pause.", kEventLevelFailure);
-        SetServiceStatus(SERVICE_RUNNING);
-    }
+    SetServiceStatus(SERVICE_PAUSE_PENDING);
+    const auto error = RunHook(L"Service Pause", L"Service failed to pause.", [&] { OnPause(); });
+    SetServiceStatus(error ? SERVICE_RUNNING : SERVICE_PAUSED);
 }
 
 void CServiceBase::Continue() {
-    try {
-        SetServiceStatus(SERVICE_CONTINUE_PENDING);
-        OnContinue();
-        SetServiceStatus(SERVICE_RUNNING);
-    } catch (DWORD error) {
-        WriteErrorLogEntry(L"Service Continue", error);
-        SetServiceStatus(SERVICE_PAUSED);
-    } catch (...) {
-        WriteEventLogEntry(L"Service failed to resume.", kEventLevelFailure);
-        SetServiceStatus(SERVICE_PAUSED);
-    }
+    SetServiceStatus(SERVICE_CONTINUE_PENDING);
+    const auto error =
+        RunHook(L"Service Continue", L"Service failed to resume.", [&] { OnContinue(); });
+    SetServiceStatus(error ? SERVICE_PAUSED : SERVICE_RUNNING);
 }
 
 // At system shutdown there is no time for a tear-down: OnStop does not run and no pending state is
 // shown.
 void CServiceBase::Shutdown() {
-    try {
-        OnShutdown();
+    if (!BeginEnding()) {
+        return;
+    }
+    if (RunHook(L"Service Shutdown", L"Service failed to shut down.", [&] { OnShutdown(); })) {
+        s_ending = false;
+    } else {
         SetServiceStatus(SERVICE_STOPPED);
-    } catch (DWORD error) {
-        WriteErrorLogEntry(L"Service Shutdown", error);
-    } catch (...) {
-        WriteEventLogEntry(L"Service failed to shut down.", kEventLevelFailure);
     }
 }
 

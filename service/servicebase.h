@@ -5,6 +5,7 @@
 #include <evntprov.h>
 
 #include <atomic>
+#include <optional>
 
 // The name under which the service is registered, shown and found.
 inline constexpr wchar_t kServiceName[] = L"Tessel Service";
@@ -15,7 +16,8 @@ inline constexpr BYTE kEventLevelInformation = 4;
 
 // Brackets a derived class's hooks with reports to the service control manager and turns what they
 // throw (a Win32 code as a DWORD, or anything else) into tracing events. One instance per process
-// runs as the service; it is reached through a static pointer. Nothing here is locked.
+// runs as the service; it is reached through a static pointer. Nothing here is locked: what the
+// threads must know of each other outlives the object, which is gone once it was reported stopped.
 class CServiceBase {
  public:
     // Prepares the status (start pending, accepting stop and shutdown) and registers the tracing
@@ -53,7 +55,8 @@ class CServiceBase {
     static void WINAPI ServiceCtrlHandler(DWORD control);
 
     // Each calls its hook between the reports that belong to it, and reports the state that is left
-    // when the hook throws. Nothing is thrown on.
+    // when the hook throws. Nothing is thrown on. Stop and Shutdown wait for a start in progress,
+    // and do nothing when the service is ended already or is about to be.
     void Start(DWORD argc, wchar_t** argv);
     void Stop();
     void Pause();
@@ -65,16 +68,26 @@ class CServiceBase {
     void SetServiceStatus(DWORD state, DWORD exit_code = 0);
 
  protected:
-    // Whether Start has made its last report.
-    [[nodiscard]] bool StartReported() const { return m_startReported; }
+    // Waits for a start in progress and claims the end of the service. False if another thread has:
+    // then the object may be gone. To be called by whoever is not sure that it is still there.
+    static bool BeginEnding();
+
+    // Stop for whoever has claimed the end.
+    void StopClaimed();
 
  private:
     static CServiceBase* s_service;
     static DWORD s_checkPoint;
+    static std::atomic<bool> s_starting;
+    static std::atomic<bool> s_ending;
+
+    // Runs `hook` and traces what it throws: nothing when it returned, else the Win32 code that it
+    // threw, or 0 for anything else.
+    template <typename Hook>
+    std::optional<DWORD> RunHook(const wchar_t* label, const wchar_t* failure, Hook hook);
 
     const wchar_t* m_name = kServiceName;
     SERVICE_STATUS m_status = {};
     SERVICE_STATUS_HANDLE m_statusHandle = nullptr;
     REGHANDLE m_regHandle = 0;
-    std::atomic<bool> m_startReported = false;
 };

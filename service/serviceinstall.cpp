@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr wchar_t kServiceAccount[] = L"NT AUTHORITY\\LocalService";
 constexpr DWORD kStopPollMilliseconds = 1000;
 
 void PrintFailure(const wchar_t* function) {

@@ -1,6 +1,9 @@
 // Registration of this program with the service control manager.
 #pragma once
 
+// The account that the service runs as.
+inline constexpr wchar_t kServiceAccount[] = L"NT AUTHORITY\\LocalService";
+
 // Registers the running program as the service: own process, automatic start, account
 // "NT AUTHORITY\LocalService". Prints the outcome. Stands on CreateServiceW.
 void InstallService();

@@ -3,10 +3,6 @@
 #include "rpc/rpcserver.h"
 #include "service/diagnosticlog.h"
 
-namespace {
-constexpr DWORD kStartPollMilliseconds = 1;
-}  // namespace
-
 CTesselService::CTesselService() : m_hStoppedEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!m_hStoppedEvent) {
         throw GetLastError();
@@ -34,10 +30,9 @@ void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,
     if (RpcServerStart() == RPC_S_OK) {
         return;
     }
-    // A failure can be quicker than the report that the service runs. Stopped must be the last
-    // report, or the service control manager would hold a dead service for a running one.
-    while (!service->StartReported()) {
-        Sleep(kStartPollMilliseconds);
+    // Stopped must be the last report, or the service control manager would hold a dead service for
+    // a running one; and a stop that came meanwhile may have ended the service and its object.
+    if (BeginEnding()) {
+        service->StopClaimed();
     }
-    service->Stop();
 }

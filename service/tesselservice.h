@@ -17,8 +17,8 @@ class CTesselService : public CServiceBase {
     // Submits the start of the RPC server to the thread pool and returns at once.
     void OnStart(DWORD argc, wchar_t** argv) override;
 
-    // Unregisters the RPC interface and endpoint. Does not wait for requests in progress: the
-    // process ends right after.
+    // Unregisters the RPC interface and endpoint. On Windows this waits for requests in progress;
+    // see rpc/rpcserver.h. The process ends right after.
     void OnStop() override;
 
     // Marks the RPC server as started outside the service control manager, for console mode.

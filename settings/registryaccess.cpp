@@ -5,13 +5,10 @@
 #include <cstring>
 
 #include "service/diagnosticlog.h"
+#include "settings/settingsvalues.h"
 #include "win32/registrykey.h"
 
 namespace {
-
-constexpr wchar_t kClickNoteKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\ClickNote\\OemCustomizationSettingsApp";
-constexpr wchar_t kCustomProtocolValue[] = L"CustomProtocol";
 
 // Reads a value of any type into `buffer`. A key that cannot be opened is logged and the query
 // still made, so that it is logged as well.
@@ -71,18 +68,19 @@ int RegistryWriteDword(const wchar_t* key_path, const wchar_t* value_name, std::
 
 bool SetPenCustomProtocol(const wchar_t* uri) {
     RegistryKey key;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kClickNoteKey, 0, KEY_ALL_ACCESS, key.Receive()) !=
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kCustomProtocol.key, 0, KEY_ALL_ACCESS, key.Receive()) !=
             ERROR_SUCCESS &&
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, kClickNoteKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                        KEY_ALL_ACCESS, nullptr, key.Receive(), nullptr) != ERROR_SUCCESS) {
+        RegCreateKeyExW(HKEY_LOCAL_MACHINE, kCustomProtocol.key, 0, nullptr,
+                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, key.Receive(),
+                        nullptr) != ERROR_SUCCESS) {
         return false;
     }
     const auto size = static_cast<DWORD>((std::wcslen(uri) + 1) * sizeof(wchar_t));
-    return RegSetValueExW(key.Get(), kCustomProtocolValue, 0, REG_SZ,
+    return RegSetValueExW(key.Get(), kCustomProtocol.name, 0, REG_SZ,
                           reinterpret_cast<const BYTE*>(uri), size) == ERROR_SUCCESS;
 }
 
 bool EnsurePenCustomProtocol() {
-    return RegistryReadString(kClickNoteKey, kCustomProtocolValue).has_value() ||
+    return RegistryReadString(kCustomProtocol.key, kCustomProtocol.name).has_value() ||
            SetPenCustomProtocol(kPenCustomProtocolUri);
 }

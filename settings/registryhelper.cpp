@@ -1,31 +1,14 @@
 #include "settings/registryhelper.h"
 
 #include <cstdint>
-#include <cwchar>
 #include <string>
 
-#include "rpc/reportresult.h"
+#include "rpc/command.h"
 #include "service/diagnosticlog.h"
 #include "settings/registryaccess.h"
+#include "settings/settingsvalues.h"
 
 namespace {
-
-struct RegistryValue {
-    const wchar_t* key;
-    const wchar_t* name;
-};
-
-constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Bramble\\BrambleSettings";
-constexpr wchar_t kPenOptionKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption";
-
-constexpr RegistryValue kButtonAction = {kPenOptionKey, L"ButtonAction"};
-constexpr RegistryValue kClickAction = {kPenOptionKey, L"ClickAction"};
-constexpr RegistryValue kPressureThreshold = {L"SOFTWARE\\Bramble\\BrambleSettings\\PenPressureTH",
-                                              L"PressureTH"};
-constexpr RegistryValue kScreenMode = {kSettingsKey, L"ScreenMode"};
-constexpr RegistryValue kColorProfile = {kSettingsKey, L"ColorProfile"};
-constexpr RegistryValue kProductName = {L"HARDWARE\\DESCRIPTION\\System\\BIOS",
-                                        L"SystemProductName"};
 
 constexpr std::int32_t kScreenModeDefault = 99;
 constexpr std::int32_t kColorProfileDefault = 3;
@@ -37,12 +20,6 @@ constexpr std::int32_t kNothingRead = -1;
 // process: the service does not read it.
 volatile std::int32_t LastColorProfile = kNothingRead;
 
-// The values that a command may change in its answer.
-struct Answer {
-    bool flag;
-    std::int32_t number;
-};
-
 std::int32_t Read(const RegistryValue& value) {
     return RegistryReadDword(value.key, value.name);
 }
@@ -51,47 +28,55 @@ bool Write(const RegistryValue& value, std::int32_t number) {
     return RegistryWriteDword(value.key, value.name, number) == 1;
 }
 
+// Every action first sets what a failure is answered with: one that runs out of memory ends there.
+
 void CheckAdditionalPenSetting(Answer& answer) {
+    answer.flag = false;
     answer.flag = EnsurePenCustomProtocol();
 }
 
 void GetPenSetting(Answer& answer) {
-    answer.number = Read(kButtonAction);
-    if (answer.number == kRegistryReadError) {
-        answer.number = kNothingRead;
-    } else {
+    answer.number = kNothingRead;
+    const std::int32_t action = Read(kButtonAction);
+    if (action != kRegistryReadError) {
+        answer.number = action;
         WriteLog("GetPenSetting Success");
     }
 }
 
 void SetPenSetting(Answer& answer) {
+    answer.flag = false;
     answer.flag = Write(kButtonAction, answer.number);
 }
 
 // Passes a failed read on as it is, unlike the other reads.
 void GetPenClickSetting(Answer& answer) {
+    answer.number = kRegistryReadError;
     answer.number = Read(kClickAction);
 }
 
 void SetPenClickSetting(Answer& answer) {
+    answer.flag = false;
     answer.flag = Write(kClickAction, answer.number);
 }
 
 void GetPenPressureSensitivity(Answer& answer) {
-    answer.number = Read(kPressureThreshold);
-    if (answer.number == kRegistryReadError) {
-        answer.number = kNothingRead;
+    answer.number = kNothingRead;
+    const std::int32_t threshold = Read(kPressureThreshold);
+    if (threshold != kRegistryReadError) {
+        answer.number = threshold;
     }
     WriteLog("GetPenPressureSensitivity : " + std::to_string(answer.number));
 }
 
 // Reports success whatever becomes of the write.
 void SetPenPressureSensitivity(Answer& answer) {
-    Write(kPressureThreshold, answer.number);
     answer.flag = true;
+    Write(kPressureThreshold, answer.number);
 }
 
 void SetScreenMode(Answer& answer) {
+    answer.flag = false;
     answer.flag = Write(kScreenMode, answer.number);
     const std::int32_t profile =
         answer.number == kScreenModeDefault ? kColorProfileDefault : answer.number;
@@ -120,6 +105,7 @@ std::int32_t ScreenModeOf(std::int32_t profile) {
 }
 
 void GetScreenMode(Answer& answer) {
+    answer.number = kScreenModeDefault;
     const std::int32_t profile = Read(kColorProfile);
     const bool unusable = profile == kRegistryReadError || profile == kNothingRead;
     LastColorProfile = unusable ? kNothingRead : profile;
@@ -136,11 +122,6 @@ void IsVzwQ(Answer& /*answer*/) {}
 void GetDeviceName(Answer& /*answer*/) {
     RegistryReadString(kProductName.key, kProductName.name);
 }
-
-struct Command {
-    const wchar_t* name;
-    void (*action)(Answer& answer);
-};
 
 // The three dimming commands are routed here and are not answered: they have no row.
 constexpr Command kCommands[] = {
@@ -164,12 +145,5 @@ void RegistryHelperCommand(handle_t /*binding*/,
                            bool data_bool,
                            long data_int,
                            wchar_t* data_string) {
-    for (const Command& known : kCommands) {
-        if (std::wcscmp(command, known.name) == 0) {
-            Answer answer = {data_bool, data_int};
-            known.action(answer);
-            ReportResult(command, answer.flag, answer.number, data_string);
-            return;
-        }
-    }
+    AnswerCommand(kCommands, command, data_bool, data_int, data_string);
 }

@@ -1,25 +1,10 @@
 #include "usbpath/usbpathchanger.h"
 
-#include <cwchar>
-#include <span>
-
-#include "rpc/reportresult.h"
+#include "rpc/command.h"
 #include "usbpath/usbfnregistry.h"
 #include "usbpath/usbfnvalues.h"
 
 namespace {
-
-struct UsbPathCommand {
-    const wchar_t* name;
-    std::span<const UsbfnStep> steps;
-};
-
-constexpr UsbPathCommand kCommands[] = {
-    // There is nothing to read the status from: the answer is the request.
-    {L"USBPATHCHANGER_SMGETMUICSTATUS", {}},
-    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", kCpSequence},
-    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", kApSequence},
-};
 
 // A step that fails has printed its message; the sequence goes on whatever happened.
 void Apply(const UsbfnStep& step) {
@@ -42,6 +27,22 @@ void Apply(const UsbfnStep& step) {
     }
 }
 
+template <const auto& steps>
+void ApplyAll(Answer& /*answer*/) {
+    for (const UsbfnStep& step : steps) {
+        Apply(step);
+    }
+}
+
+// There is nothing to read the status from: the answer is the request.
+void GetStatus(Answer& /*answer*/) {}
+
+constexpr Command kCommands[] = {
+    {L"USBPATHCHANGER_SMGETMUICSTATUS", GetStatus},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", ApplyAll<kCpSequence>},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", ApplyAll<kApSequence>},
+};
+
 }  // namespace
 
 void UsbPathChangerCommand(handle_t /*binding*/,
@@ -49,14 +50,5 @@ void UsbPathChangerCommand(handle_t /*binding*/,
                            bool data_bool,
                            long data_int,
                            wchar_t* data_string) {
-    for (const UsbPathCommand& known : kCommands) {
-        if (std::wcscmp(command, known.name) != 0) {
-            continue;
-        }
-        for (const UsbfnStep& step : known.steps) {
-            Apply(step);
-        }
-        ReportResult(command, data_bool, data_int, data_string);
-        return;
-    }
+    AnswerCommand(kCommands, command, data_bool, data_int, data_string);
 }

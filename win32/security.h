@@ -23,6 +23,15 @@ struct AclTraits {
 // A list from SetEntriesInAclW, freed with LocalFree.
 using LocalAcl = UniqueResource<AclTraits>;
 
+struct LocalStringTraits {
+    using Type = wchar_t*;
+    static Type Empty() { return nullptr; }
+    static void Close(Type text) { LocalFree(text); }
+};
+
+// A text from ConvertSidToStringSidW, freed with LocalFree.
+using LocalString = UniqueResource<LocalStringTraits>;
+
 // An array of SIDs from DeriveCapabilitySidsFromName: every SID and then the array are freed with
 // LocalFree.
 struct LocalSidArray {

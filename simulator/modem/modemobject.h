@@ -9,7 +9,7 @@
 #include "simulator/modem/livecount.h"
 
 // An object of one interface, made with one reference, that ends with its last one.
-template <typename Interface, const GUID& interface_id>
+template <typename Interface, const GUID& interface_id = Interface::kId>
 class ModemObject : public Interface {
  public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) final {

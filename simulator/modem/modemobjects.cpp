@@ -1,13 +1,14 @@
 #include "simulator/modem/modemobjects.h"
 
+#include <objbase.h>
 #include <oleauto.h>
 
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "mbn/mbnapi.h"
 #include "simulator/modem/livecount.h"
+#include "simulator/modem/mobilebroadband.h"
 #include "simulator/modem/modemobject.h"
 #include "simulator/modem/modemstate.h"
 #include "win32/comptr.h"
@@ -54,8 +55,7 @@ HRESULT GiveArray(const std::vector<std::wstring>& places, LONG lower_bound, SAF
     return S_OK;
 }
 
-class SubscriberInformation final
-    : public ModemObject<IMbnSubscriberInformation, IID_IMbnSubscriberInformation> {
+class SubscriberInformation final : public ModemObject<MbnSubscriberInformation> {
  public:
     explicit SubscriberInformation(std::wstring place) : m_place(std::move(place)) {}
 
@@ -67,30 +67,22 @@ class SubscriberInformation final
         HRESULT result = RequestedResult(m_place, L"FailGetSimIccId");
         return FAILED(result) ? result : GiveText(m_place, L"SimIccId", sim_icc_id);
     }
-    HRESULT STDMETHODCALLTYPE get_TelephoneNumbers(SAFEARRAY** /*numbers*/) override {
-        return E_NOTIMPL;
-    }
 
  private:
     std::wstring m_place;
 };
 
-class Connection final : public ModemObject<IMbnConnection, IID_IMbnConnection> {
+class Connection final : public ModemObject<MbnConnection> {
  public:
     explicit Connection(std::wstring place) : m_place(std::move(place)) {}
 
-    HRESULT STDMETHODCALLTYPE get_ConnectionID(BSTR* /*connection_id*/) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* /*interface_id*/) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Connect(MBN_CONNECTION_MODE mode,
-                                      LPCWSTR profile,
-                                      ULONG* request_id) override {
+    HRESULT STDMETHODCALLTYPE Connect(int mode, LPCWSTR profile, ULONG* request_id) override {
         HRESULT result = RequestedResult(m_place, L"FailConnect");
         if (FAILED(result)) {
             return result;
         }
-        if (mode != MBN_CONNECTION_MODE_PROFILE || profile == nullptr || request_id == nullptr) {
+        constexpr int kByProfileName = 0;
+        if (mode != kByProfileName || profile == nullptr || request_id == nullptr) {
             return E_INVALIDARG;
         }
         *request_id = NextRequest();
@@ -107,21 +99,13 @@ class Connection final : public ModemObject<IMbnConnection, IID_IMbnConnection> 
         *request_id = NextRequest();
         return DisconnectInterface(m_place);
     }
-    HRESULT STDMETHODCALLTYPE GetConnectionState(MBN_ACTIVATION_STATE* state,
-                                                 BSTR* profile_name) override {
+    HRESULT STDMETHODCALLTYPE GetConnectionState(int* state, BSTR* profile_name) override {
         HRESULT result = RequestedResult(m_place, L"FailGetConnectionState");
         if (FAILED(result)) {
             return result;
         }
-        *state =
-            static_cast<MBN_ACTIVATION_STATE>(ReadNumber(m_place, L"ActivationState").value_or(0));
+        *state = static_cast<int>(ReadNumber(m_place, L"ActivationState").value_or(0));
         return GiveText(m_place, L"ActiveProfile", profile_name);
-    }
-    HRESULT STDMETHODCALLTYPE GetVoiceCallState(MBN_VOICE_CALL_STATE* /*state*/) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetActivationNetworkError(ULONG* /*network_error*/) override {
-        return E_NOTIMPL;
     }
 
  private:
@@ -133,55 +117,40 @@ class Connection final : public ModemObject<IMbnConnection, IID_IMbnConnection> 
     std::wstring m_place;
 };
 
-class Interface final : public ModemObject<IMbnInterface, IID_IMbnInterface> {
+class Interface final : public ModemObject<MbnInterface> {
  public:
     explicit Interface(std::wstring place) : m_place(std::move(place)) {}
 
     const std::wstring& Place() const { return m_place; }
 
-    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* /*interface_id*/) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetInterfaceCapability(MBN_INTERFACE_CAPS* /*caps*/) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE
-    GetSubscriberInformation(IMbnSubscriberInformation** information) override {
+    GetSubscriberInformation(MbnSubscriberInformation** information) override {
         HRESULT result = RequestedResult(m_place, L"FailGetSubscriberInformation");
         return FAILED(result) ? result : GiveObject<SubscriberInformation>(m_place, information);
     }
-    HRESULT STDMETHODCALLTYPE GetReadyState(MBN_READY_STATE* state) override {
+    HRESULT STDMETHODCALLTYPE GetReadyState(int* state) override {
         HRESULT result = RequestedResult(m_place, L"FailGetReadyState");
         if (SUCCEEDED(result)) {
-            *state = static_cast<MBN_READY_STATE>(ReadNumber(m_place, L"ReadyState").value_or(0));
+            *state = static_cast<int>(ReadNumber(m_place, L"ReadyState").value_or(0));
         }
         return result;
     }
-    HRESULT STDMETHODCALLTYPE InEmergencyMode(VARIANT_BOOL* /*emergency_mode*/) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetHomeProvider(MBN_PROVIDER* provider) override {
+    HRESULT STDMETHODCALLTYPE GetHomeProvider(MbnProvider* provider) override {
         HRESULT result = RequestedResult(m_place, L"FailGetHomeProvider");
-        if (SUCCEEDED(result)) {
-            constexpr ULONG kHome = 1;
-            provider->providerState = kHome;
-            provider->dataClass = 0;
-            GiveText(m_place, L"ProviderId", &provider->providerID);
-            GiveText(m_place, L"ProviderName", &provider->providerName);
+        if (FAILED(result)) {
+            // What a failing call leaves in the structure is not to be used, nor freed.
+            static BSTR own_text = SysAllocString(L"the modem's own");
+            provider->id = provider->name = own_text;
+            return result;
         }
-        return result;
+        constexpr ULONG kHome = 1;
+        provider->state = kHome;
+        provider->data_class = 0;
+        GiveText(m_place, L"ProviderId", &provider->id);
+        GiveText(m_place, L"ProviderName", &provider->name);
+        return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetPreferredProviders(SAFEARRAY** /*providers*/) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE SetPreferredProviders(SAFEARRAY* /*providers*/,
-                                                    ULONG* /*request_id*/) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetVisibleProviders(ULONG* /*age*/,
-                                                  SAFEARRAY** /*providers*/) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE ScanNetwork(ULONG* /*request_id*/) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetConnection(IMbnConnection** connection) override {
+    HRESULT STDMETHODCALLTYPE GetConnection(MbnConnection** connection) override {
         HRESULT result = RequestedResult(m_place, L"FailGetConnection");
         return FAILED(result) ? result : GiveObject<Connection>(m_place, connection);
     }
@@ -190,12 +159,8 @@ class Interface final : public ModemObject<IMbnInterface, IID_IMbnInterface> {
     std::wstring m_place;
 };
 
-class InterfaceManager final : public ModemObject<IMbnInterfaceManager, IID_IMbnInterfaceManager> {
+class InterfaceManager final : public ModemObject<MbnInterfaceManager> {
  public:
-    HRESULT STDMETHODCALLTYPE GetInterface(LPCWSTR /*interface_id*/,
-                                           IMbnInterface** /*mbn_interface*/) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE GetInterfaces(SAFEARRAY** interfaces) override {
         HRESULT result = RequestedResult(L"", L"FailGetInterfaces");
         if (FAILED(result)) {
@@ -206,12 +171,10 @@ class InterfaceManager final : public ModemObject<IMbnInterfaceManager, IID_IMbn
     }
 };
 
-class Profile final : public ModemObject<IMbnConnectionProfile, IID_IMbnConnectionProfile> {
+class Profile final : public ModemObject<MbnConnectionProfile> {
  public:
     explicit Profile(std::wstring place) : m_place(std::move(place)) {}
 
-    HRESULT STDMETHODCALLTYPE GetProfileXmlData(BSTR* /*document*/) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE UpdateProfile(LPCWSTR /*document*/) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Delete() override {
         HRESULT result = RequestedResult(m_place, L"FailDelete");
         return FAILED(result) ? result : DeleteProfile(m_place);
@@ -221,10 +184,9 @@ class Profile final : public ModemObject<IMbnConnectionProfile, IID_IMbnConnecti
     std::wstring m_place;
 };
 
-class ProfileManager final
-    : public ModemObject<IMbnConnectionProfileManager, IID_IMbnConnectionProfileManager> {
+class ProfileManager final : public ModemObject<MbnConnectionProfileManager> {
  public:
-    HRESULT STDMETHODCALLTYPE GetConnectionProfiles(IMbnInterface* mbn_interface,
+    HRESULT STDMETHODCALLTYPE GetConnectionProfiles(MbnInterface* mbn_interface,
                                                     SAFEARRAY** profiles) override {
         if (mbn_interface == nullptr) {
             return E_NOTIMPL;
@@ -233,11 +195,6 @@ class ProfileManager final
         const std::wstring& place = static_cast<Interface*>(mbn_interface)->Place();
         HRESULT result = RequestedResult(place, L"FailGetConnectionProfiles");
         return FAILED(result) ? result : GiveArray<Profile>(Profiles(place), 0, profiles);
-    }
-    HRESULT STDMETHODCALLTYPE GetConnectionProfile(IMbnInterface* /*mbn_interface*/,
-                                                   LPCWSTR /*name*/,
-                                                   IMbnConnectionProfile** /*profile*/) override {
-        return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE CreateConnectionProfile(LPCWSTR document) override {
         HRESULT result = RequestedResult(L"", L"FailCreateProfile");
@@ -250,10 +207,16 @@ class ProfileManager final
 
 template <typename Manager>
 HRESULT CreateManager(const wchar_t* failure, REFIID iid, void** object) {
+    *object = nullptr;
     HRESULT result = RequestedResult(L"", failure);
     if (FAILED(result)) {
-        *object = nullptr;
         return result;
+    }
+    // The service is to ask from the multithreaded apartment.
+    APTTYPE apartment = APTTYPE_CURRENT;
+    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
+    if (FAILED(CoGetApartmentType(&apartment, &qualifier)) || apartment != APTTYPE_MTA) {
+        return RPC_E_WRONG_THREAD;
     }
     ComPtr<Manager> manager(new Manager);
     return manager.Get()->QueryInterface(iid, object);

@@ -7,8 +7,8 @@
 #include <iterator>
 #include <string>
 
-#include "mbn/mbnapi.h"
 #include "simulator/modem/livecount.h"
+#include "simulator/modem/mobilebroadband.h"
 #include "simulator/modem/modemobject.h"
 #include "simulator/modem/modemobjects.h"
 #include "win32/comptr.h"
@@ -21,8 +21,8 @@ struct ModemClass {
 };
 
 constexpr ModemClass kClasses[] = {
-    {CLSID_MbnInterfaceManager, CreateInterfaceManager},
-    {CLSID_MbnConnectionProfileManager, CreateProfileManager},
+    {kInterfaceManagerClass, CreateInterfaceManager},
+    {kProfileManagerClass, CreateProfileManager},
 };
 
 std::atomic<LONG> g_server_locks = 0;

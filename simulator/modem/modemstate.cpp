@@ -5,10 +5,13 @@
 #include <mutex>
 #include <string_view>
 
-#include "mbn/mbnapi.h"
 #include "win32/registrykey.h"
 
 namespace {
+
+// Of the value ActivationState.
+constexpr DWORD kActivated = 1;
+constexpr DWORD kDeactivated = 3;
 
 constexpr HRESULT kInvalidProfile = static_cast<HRESULT>(0x80548218);
 
@@ -140,13 +143,13 @@ HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profi
         return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
     }
     WriteText(mbn_interface, L"ActiveProfile", profile_name);
-    WriteNumber(mbn_interface, L"ActivationState", MBN_ACTIVATION_STATE_ACTIVATED);
+    WriteNumber(mbn_interface, L"ActivationState", kActivated);
     return S_OK;
 }
 
 HRESULT DisconnectInterface(const std::wstring& mbn_interface) {
     std::lock_guard lock(g_change_mutex);
-    WriteNumber(mbn_interface, L"ActivationState", MBN_ACTIVATION_STATE_DEACTIVATED);
+    WriteNumber(mbn_interface, L"ActivationState", kDeactivated);
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KeyPath(mbn_interface).c_str(), L"ActiveProfile");
     return S_OK;
 }

@@ -30,7 +30,9 @@ Hash Sha256(std::wstring_view text) {
 
 std::wstring UpperCase(std::wstring_view text) {
     std::wstring upper(text);
-    CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    const int size = static_cast<int>(text.size());
+    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, text.data(), size, upper.data(), size,
+                  nullptr, nullptr, 0);
     return upper;
 }
 
@@ -84,6 +86,13 @@ BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
                                                   DWORD* group_count,
                                                   PSID** capability_sids,
                                                   DWORD* capability_count) {
+    DWORD failure = 0;
+    DWORD size = sizeof(failure);
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Simulator", L"FailCapability",
+                     RRF_RT_REG_DWORD, nullptr, &failure, &size) == ERROR_SUCCESS) {
+        SetLastError(failure);
+        return FALSE;
+    }
     const CapabilitySidNames names = DeriveCapabilitySidNames(name);
     *group_sids = OneSid(names.group);
     *capability_sids = OneSid(names.capability);

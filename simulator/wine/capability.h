@@ -14,9 +14,9 @@ struct CapabilitySidNames {
 };
 CapabilitySidNames DeriveCapabilitySidNames(std::wstring_view name);
 
-// Takes the place of the function of the same name, with its rules of ownership.
-BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
-                                                  PSID** group_sids,
-                                                  DWORD* group_count,
-                                                  PSID** capability_sids,
-                                                  DWORD* capability_count);
+// Takes the place of DeriveCapabilitySidsFromName, with its rules of ownership.
+extern "C" BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
+                                                             PSID** group_sids,
+                                                             DWORD* group_count,
+                                                             PSID** capability_sids,
+                                                             DWORD* capability_count);

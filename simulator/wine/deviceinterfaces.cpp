@@ -1,9 +1,4 @@
-// Device interface lists for Wine, which has none. Defines the import pointers of both functions,
-// so a program that links this object never asks Windows. The interfaces of the control device's
-// class are the paths in the REG_MULTI_SZ "Interfaces" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel
-// Simulator\ControlDevice (none if it is missing), all of them present; every other class has none.
-#include <windows.h>
-#include <cfgmgr32.h>
+#include "simulator/wine/deviceinterfaces.h"
 
 #include <cwchar>
 #include <string>
@@ -40,6 +35,9 @@ CONFIGRET MakeList(const GUID* device_class,
         }
         list->resize(size / sizeof(wchar_t));
     }
+    if (wanted && flags == CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) {
+        list->insert(0, std::wstring(L"\\\\.\\TesselAbsent") + L'\0');
+    }
     // However the value was stored: one terminator for the last path and one for the list.
     while (!list->empty() && list->back() == L'\0') {
         list->pop_back();
@@ -48,10 +46,12 @@ CONFIGRET MakeList(const GUID* device_class,
     return CR_SUCCESS;
 }
 
-CONFIGRET WINAPI DeviceInterfaceListSize(PULONG length,
-                                         LPGUID device_class,
-                                         DEVINSTID_W device,
-                                         ULONG flags) {
+}  // namespace
+
+CONFIGRET WINAPI SimulatedDeviceInterfaceListSize(PULONG length,
+                                                  LPGUID device_class,
+                                                  DEVINSTID_W device,
+                                                  ULONG flags) {
     if (length == nullptr) {
         return CR_INVALID_POINTER;
     }
@@ -61,11 +61,11 @@ CONFIGRET WINAPI DeviceInterfaceListSize(PULONG length,
     return result;
 }
 
-CONFIGRET WINAPI DeviceInterfaceList(LPGUID device_class,
-                                     DEVINSTID_W device,
-                                     PZZWSTR buffer,
-                                     ULONG length,
-                                     ULONG flags) {
+CONFIGRET WINAPI SimulatedDeviceInterfaceList(LPGUID device_class,
+                                              DEVINSTID_W device,
+                                              PZZWSTR buffer,
+                                              ULONG length,
+                                              ULONG flags) {
     if (buffer == nullptr || length == 0) {
         return CR_INVALID_POINTER;
     }
@@ -80,14 +80,4 @@ CONFIGRET WINAPI DeviceInterfaceList(LPGUID device_class,
     }
     std::wmemcpy(buffer, list.data(), list.size());
     return CR_SUCCESS;
-}
-
-}  // namespace
-
-extern "C" {
-extern void* const __imp_CM_Get_Device_Interface_List_SizeW;
-void* const __imp_CM_Get_Device_Interface_List_SizeW =
-    reinterpret_cast<void*>(&DeviceInterfaceListSize);
-extern void* const __imp_CM_Get_Device_Interface_ListW;
-void* const __imp_CM_Get_Device_Interface_ListW = reinterpret_cast<void*>(&DeviceInterfaceList);
 }

@@ -3,12 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cfgmgr32.h>
-
 #include <string>
 #include <vector>
 
 #include "bledevice/controldevice.h"
+#include "simulator/wine/deviceinterfaces.h"
 #include "tests/support/recordedreport.h"
 #include "tests/support/replacedimport.h"
 
@@ -36,6 +35,8 @@ HANDLE WINAPI OpenFile(const wchar_t* path, DWORD access, DWORD share, SECURITY_
 // clang-format on
 
 REPLACE_IMPORT(CreateFileW, OpenFile);
+REPLACE_IMPORT(CM_Get_Device_Interface_List_SizeW, SimulatedDeviceInterfaceListSize);
+REPLACE_IMPORT(CM_Get_Device_Interface_ListW, SimulatedDeviceInterfaceList);
 
 void SetState(const wchar_t* name, DWORD value) {
     ASSERT_EQ(0,

@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-#include "rpc/reportresult.h"
+#include "rpc/stub/tesselservice.h"
 #include "win32/handle.h"
 
 namespace {
@@ -68,12 +68,12 @@ void operator delete(void* block, std::size_t) noexcept {
     operator delete(block);
 }
 
-void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     if (g_client_gone) {
         RaiseException(kClientGone, 0, 0, nullptr);
     }
     g_peak_at_answer = g_peak_bytes.load();
-    g_answer = {g_answer.count + 1, command, flag, number, text};
+    g_answer = {g_answer.count + 1, command, flag != 0, number, text};
 }
 
 namespace {

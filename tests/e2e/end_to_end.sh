@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
 # remove; and clients that die in the middle.
-# end_to_end.sh DIRECTORY-OF-PROGRAMS LOGGED-SERVICE CRASHING-CLIENT EXAMPLE
+# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE STARTSTOP MODEM
 set -u
-programs=$1 logged=$2 crashclient=$3 example=$4
+build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5 modem=$6
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
+starts=200
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$programs"
-cp --remove-destination "$logged" "$crashclient" "$example" "$WINEPREFIX/drive_c/Tessel/"
+notebook_install_programs "$build" && notebook_copy "$logged" "$crashclient" "$example" "$startstop" || exit 1
+expect_unchanged "$build/service/tessel-service.exe" 3
+expect_unchanged "$build/client/tesselctl.exe" 3
+expect_unchanged "$example" 1
 tessel_service -remove >/dev/null
 notebook_modem_remove
 rm -f "$log"
@@ -33,6 +36,8 @@ Start 0x2
 Type 0x10' sh -c "'$TESSEL_ROOT/scripts/wine-run' reg query 'HKLM\\System\\CurrentControlSet\\Services\\Tessel Service' |
     tr -d '\r' | sed -nE 's/^ +(\w+) +REG_\w+ +/\1 /p' | grep -v PreshutdownTimeout"
 
+expect "version" 0 "tesselctl $(sed -nE 's/^project\(tessel VERSION ([0-9.]+).*/\1/p' "$TESSEL_ROOT/CMakeLists.txt")" \
+    tesselctl --version
 expect_part "no service" 3 'net start "Tessel Service"' tesselctl REGISTRYHELPER_ISVZWQ
 expect_part "start" 0 "was started successfully" notebook_run net start "Tessel Service"
 wait_for_service
@@ -44,15 +49,40 @@ expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  
     tesselctl REGISTRYHELPER_GETSCREENMODE
 expect "documented example" 0 $'screen mode 5\nno SIM card was read' \
     notebook_run 'C:\Tessel\example_client.exe'
+expect "no identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="" (nothing was read)' \
+    tesselctl MBNHELPER_GETSIMICCID
+notebook_modem_insert "$modem"
+expect "identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="8949012345678901234"' \
+    tesselctl MBNHELPER_GETSIMICCID
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense
 expect_part "load" 0 "1000 requests, 1000 answers" \
     tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20
+quiet=$(tesselctl REGISTRYHELPER_ISVZWQ --repeat 20 --quiet | tr -d '\r')
+time='[0-9]+\.[0-9]{3} ms'
+[[ $quiet =~ ^20\ requests,\ 20\ answers,\ [0-9]+\ ms\;\ median\ ($time),\ 99th\ percentile\ ($time),\ longest\ ($time)$ ]] ||
+    fail "quiet: $quiet"
 for moment in answer context; do
     expect "client dies: $moment" 7 "" notebook_run 'C:\Tessel\crashclient.exe' $moment
     expect_part "served after a dead client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
 done
+# Whatever a client's callback raises is the client's own failure. The runtime knows a fault of memory as 0x3e6.
+expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
+0x21474343: 0x21474343, 6 served
+0x22474343: 0x22474343, 6 served
+0xe06d7363: 0xe06d7363, 6 served
+0xc0000005: 0x3e6, 6 served
+0x80000003: 0x80000003, 6 served
+0x6be: 0x6be, 6 served
+0x5: 0x5, 6 served" notebook_run 'C:\Tessel\crashclient.exe' raise 'C:\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ \
+    MBNHELPER_GETNETWORKMODE BLEHELPER_GETBLE USBPATHCHANGER_SMGETMUICSTATUS COMMONHELPER_ISFILE_EXISTS \
+    COMMONHELPER_READEULADOCUMENT
+expect "stop" 0 "" notebook_quiet net stop "Tessel Service"
+expect_part "starts, each with a stop at once" 0 "$starts starts, each stopped at once" \
+    notebook_run 'C:\Tessel\startstop.exe' $starts
+notebook_quiet net start "Tessel Service"
+wait_for_service
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
     tessel_service -remove
 expect_part "gone" 3 "not running" tesselctl REGISTRYHELPER_ISVZWQ
@@ -82,6 +112,24 @@ Rpc Server Unregister Success
 RpcEpUnregister
 RpcServerDisconnect end
 Service OnStop end" tail -n 6 <(sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r')
+
+# A server that cannot start: the service stops itself, the console says so.
+without_time() { sed -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r'; }
+notebook_quiet reg add 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability /t REG_DWORD /d 87
+logged_service -install >/dev/null
+notebook_quiet net start "Tessel Service"
+for _ in $(seq 50); do [ "$(service_state)" = "1 STOPPED 0" ] && break; sleep 0.1; done
+expect "state after a failed start" 0 "1 STOPPED 0" service_state
+expect "log of a failed start" 0 "RpcServerStart
+Service OnStop
+RpcServerDisconnect
+Rpc Server Unregister error
+RpcEpUnregister
+RpcServerDisconnect end
+Service OnStop end" without_time
+expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel_service -console
+notebook_quiet reg delete 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability
+tessel_service -remove >/dev/null
 
 echo "end to end: $failures failed"
 [ $failures -eq 0 ]

@@ -18,9 +18,10 @@
 #include <string>
 #include <tuple>
 
-#include "rpc/reportresult.h"
-#include "rpc/request.h"
+#include "rpc/requestcontext.h"
+#include "rpc/stub/tesselservice.h"
 #include "service/servicebase.h"
+#include "simulator/wine/capability.h"
 #include "tests/faults/faulttable.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recordedconsole.h"
@@ -37,17 +38,28 @@ std::wstring g_traces;
 const wchar_t* g_states = L"";
 bool g_exits = false;
 bool g_opening = false;
-void* g_context = nullptr;
+void* g_context[1 + kRequestContextSlots] = {};
 jmp_buf g_exit;
 
 int Held() {
     return g_watch.held + static_cast<int>(HeldOfModem());
 }
 
+// Holds a block of the context that is being opened, until it is freed.
+void HoldOfContext(void* block) {
+    for (void*& held : g_context) {
+        if (g_opening && held == nullptr) {
+            held = block;
+            ++g_watch.held;
+            return;
+        }
+    }
+}
+
 }  // namespace
 
 // Not the shared recorder: nothing may be held when the answer is sent, which may never come back.
-void ReportResult(const wchar_t* /*command*/, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text) {
     g_heldAtAnswer = Held();
     g_answer += (flag ? L"true " : L"false ") + std::to_wstring(number) + L" " + text;
 }
@@ -57,6 +69,9 @@ void* operator new(std::size_t size) {
     void* block = CountedCallFails("operator new") ? nullptr : std::malloc(size);
     if (block == nullptr) {
         throw std::bad_alloc();
+    }
+    if (size == 1) {
+        HoldOfContext(block);
     }
     return block;
 }
@@ -74,18 +89,19 @@ extern "C" [[noreturn]] void __wrap_exit(int code) {
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
     void* block = __real_calloc(count, size);
-    if (g_opening && size == sizeof(RequestContext)) {
-        g_context = block;
-        ++g_watch.held;
+    if (size == sizeof(RequestContext)) {
+        HoldOfContext(block);
     }
     return block;
 }
 
 extern "C" void __real_free(void* block);
 extern "C" void __wrap_free(void* block) {
-    if (block != nullptr && block == g_context) {
-        g_context = nullptr;
-        --g_watch.held;
+    for (void*& held : g_context) {
+        if (block != nullptr && held == block) {
+            held = nullptr;
+            --g_watch.held;
+        }
     }
     __real_free(block);
 }
@@ -127,6 +143,7 @@ void NoteWork(PTP_WORK work) {
 
 }  // namespace
 
+REPLACE_IMPORT(DeriveCapabilitySidsFromName, SimulatedDeriveCapabilitySidsFromName);
 INTERPOSE(RegOpenKeyExW, kOpensOnZero);
 INTERPOSE(RegCreateKeyExW, kOpensOnZero);
 INTERPOSE(RegCloseKey, kCloses);

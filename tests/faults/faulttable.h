@@ -160,6 +160,9 @@ inline constexpr FaultRow kFaults[] = {
 
     // Requests without memory.
     {"operator new", 1, 0, 0, -1, L"REGISTRYHELPER_ISVZWQ", L"true 7 own text"},
+    // The line of the failed read.
+    {"operator new", 4, 0, 0, -1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text"},
+    {"operator new", 0, 0, 0, 6, L"open", L"", "RemoteClose;", L"", L""},
     {"operator new", 1, 0, 0, -1, L"open", L"", "", L"", L"no context"},
     {"operator new", 6, 0, 0, -1, L"open", L"", "", L"", L"no context"},
 
@@ -194,7 +197,6 @@ inline constexpr FaultRow kFaults[] = {
     // Not looked at: what gets the null work item is Windows.
     {"CreateThreadpoolWork", 1, 0, 8, 1, L"", L"", kStopped, USAGE, L"2 null work 4 3 1 "},
     {"RpcServerUnregisterIf", 1, 1717, 0, 1, L"", L"", kStoppedOddly, USAGE, L"2 work 4 3 1 "},
-    {"RpcEpUnregister", 1, 1753, 0, 1, L"", L"", kStopped, USAGE, L"2 work 4 3 1 "},
     // The end of the process closes the stop event.
     {"RpcServerUseProtseqEpW", 1, 1740, 0, 1, L"-console", L"", "RpcServerStart;",
         L"RpcServerConnect returned: 0x6cc\n", L"exit 1740", 1},
@@ -213,7 +215,7 @@ struct Elsewhere {
 inline constexpr Elsewhere kElsewhere[] = {
     {"DeriveCapabilitySidsFromName AllocateAndInitializeSid SetEntriesInAclW "
      "InitializeSecurityDescriptor SetSecurityDescriptorDacl RpcServerRegisterIf3 "
-     "RpcServerInqBindings RpcEpRegisterW RpcServerListen",
+     "RpcServerInqBindings RpcEpRegisterW RpcEpUnregister RpcServerListen",
      "rpcserver_test, FirstFailingStepIsTheResultAndWhatWasBuiltIsReleased"},
     {"NdrClientCall3",
      "a vanished client: document_test, AVanishedClientLeavesNothingForGood; "

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The installed service under load, among dying clients, stopped in the middle, and under hostile input: some
 # seconds of each, or minutes with TESSEL_SOAK set.
-# load.sh load|hostile DIRECTORY-OF-PROGRAMS MODEM LOGGED-SERVICE PROGRAM...
+# load.sh load|hostile BUILD-FOLDER LOGGED-SERVICE PROGRAM...
 set -u
-phase=$1 programs=$2 modem=$3 logged=$4
+phase=$1 build=$2 logged=$3
 . "$(dirname "$0")/../e2e/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 export NOTEBOOK_TIMEOUT=400
@@ -117,7 +117,7 @@ test_killed_clients() {
     done
     for i in 1 2 3 4; do kill_client 0; done
     expect_part "the next client" 1 "does not know" tesselctl ''
-    expect "packets" 0 passed verdict hostileclient packets "$(form 100 3000)"
+    expect "packets" 0 passed verdict hostileclient packets
     sleep 1
     opens=$(logged_lines RemoteOpen)
     # The close of a null context ends none.
@@ -127,9 +127,9 @@ test_killed_clients() {
 }
 
 # The service is stopped while clients send: its process ends by itself, the clients are told, the service
-# manager sees it stopped, and the next start serves. An end that hangs in Wine is counted apart.
+# manager sees it stopped, and the next start serves.
 test_stops() {
-    local clients i client code stop outcome stops hanging=0
+    local clients i client code stop outcome stops pid hanging=0
     stops=$(form 3 15)
     for i in $(seq "$stops"); do
         clients=()
@@ -140,12 +140,15 @@ test_stops() {
             1) stop='net stop "Tessel Service"' ;;
             2) stop='sc stop "Tessel Service"' ;;
         esac
+        pid=$(service_pid)
         outcome=$(verdict servicewatch stop "$stop")
-        case $outcome in
-            "exit code 0x0") ;;
-            "one thread is left") hanging=$((hanging + 1)) ;;
-            *) fail "stop by $stop: $outcome" ;;
-        esac
+        if [ "$outcome" != "exit code 0x0" ]; then
+            # Wine hangs, about once in twenty, where the last thread ends the process.
+            [ "$outcome, $(ls "/proc/$pid/task" | wc -l)" = "the service does not end, 1" ] ||
+                fail "stop by $stop: $outcome"
+            kill -9 "$pid"
+            hanging=$((hanging + 1))
+        fi
         for client in "${clients[@]}"; do
             timeout 30 tail -n 0 -f --pid="$client" /dev/null || kill -9 "$client"
             wait "$client"
@@ -158,8 +161,6 @@ test_stops() {
         esac
         start_service
     done
-    echo "$stops stops; $hanging process ends hung in Wine"
-    # About one in twenty does. If all do it is not Wine.
     [ $hanging -lt "$stops" ] || fail "stops: no process ends by itself"
 }
 
@@ -174,9 +175,9 @@ verdict() {
 }
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$programs"
-cp --remove-destination "${@:4}" "$WINEPREFIX/drive_c/Tessel/"
-notebook_modem_insert "$modem" && notebook_control_device_load "$programs/tesselcontrol.sys" || exit 1
+notebook_install_programs "$build" && notebook_copy "${@:3}" &&
+    notebook_modem_insert "$build/simulator/modem/tesselmodem.dll" &&
+    notebook_control_device_load "$build/notebook/tesselcontrol.sys" || exit 1
 notebook_quiet reg copy "$NOTEBOOK_MODEM_KEY\\0" "$NOTEBOOK_MODEM_KEY\\1" /s /f
 printf 'one\r\ntwo' >"$WINEPREFIX/drive_c/Tessel/load.txt"
 tessel_service -remove >/dev/null

@@ -4,11 +4,12 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
-#include "rpc/reportresult.h"
+#include "rpc/stub/tesselservice.h"
 #include "tests/support/recordedconsole.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recordedreport.h"
@@ -17,6 +18,7 @@
 namespace {
 
 std::vector<Report> g_reports;
+bool g_everyContext = true;
 
 void ExpectNothingHeld() {
     EXPECT_EQ(HeldOfModem(), 0);
@@ -26,10 +28,15 @@ void ExpectNothingHeld() {
 }  // namespace
 
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
-void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ExpectNothingHeld();
-    g_reports.push_back({command, flag, number, text});
+    g_reports.push_back({command, flag != 0, number, text});
 }
+
+INTERPOSE_BY(CoCreateInstance,
+             kNone,
+             ((g_everyContext &= std::get<2>(std::tuple(arguments...)) == 0x17),
+              Windows<Watched_CoCreateInstance, decltype(CoCreateInstance)>::Act(arguments...)));
 
 namespace {
 
@@ -48,6 +55,7 @@ class MbnHelperTest : public testing::Test {
     void TearDown() override {
         ExpectNothingHeld();
         EXPECT_EQ(g_aliveWhenLeft, 0);
+        EXPECT_TRUE(g_everyContext) << "a server in another process would not be found";
         g_watch.on = false;
         ClearModem();
         RegisterModem(false);
@@ -138,7 +146,7 @@ TEST_F(MbnHelperTest, CopiesAQueriedTextIntoTheRoomThereIs) {
     }
 }
 
-TEST_F(MbnHelperTest, LetsTheLastInterfaceWithATextPrevail) {
+TEST_F(MbnHelperTest, LetsTheLastInterfaceThatAnswersPrevail) {
     for (const TextQuery& query : kTextQueries) {
         SCOPED_TRACE(query.command);
         ClearModem();
@@ -149,6 +157,8 @@ TEST_F(MbnHelperTest, LetsTheLastInterfaceWithATextPrevail) {
         EXPECT_EQ(TextAfter(query.command), L"of 2");
         FailModem(L"2", query.failure);
         EXPECT_EQ(TextAfter(query.command), L"of 1");
+        RemoveFromModem(L"1", query.value);
+        EXPECT_EQ(TextAfter(query.command), L"untouched") << "a null text hides earlier ones";
         FailModem(L"", query.failure);
         EXPECT_EQ(TextAfter(query.command), L"untouched");
     }
@@ -166,13 +176,24 @@ TEST_F(MbnHelperTest, ReadsTheHomeProviderOnlyOfAnInitializedModem) {
     EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
 }
 
-TEST_F(MbnHelperTest, ReadsNothingForOtherSelectors) {
+TEST_F(MbnHelperTest, ReadsBySelectorIntoTheCallersStorage) {
     AddInterface(L"0");
-    BSTR text = nullptr;
-    for (uint32_t selector : {4u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(QueryMbnInterface(static_cast<MbnQuerySelector>(selector), &text), S_OK);
+    AddInterface(L"1");
+    MBN_READY_STATE state = MBN_READY_STATE_OFF;
+    MBN_PROVIDER provider = {};
+    BSTR texts[3] = {};
+    void* const storage[] = {&state, &provider, &texts[0], &texts[1], &texts[2]};
+    for (uint32_t selector = 0; selector < 5; ++selector) {
+        EXPECT_EQ(QueryMbnInterface(MbnQuerySelector{selector}, storage[selector]), S_OK);
     }
-    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(state, 1);
+    EXPECT_EQ(texts[2], nullptr);
+    std::wstring read;
+    for (BSTR text : {provider.providerID, provider.providerName, texts[0], texts[1]}) {
+        read += text != nullptr ? text : L"(null)";
+        SysFreeString(text);
+    }
+    EXPECT_EQ(read, L"id1name1iccid1subscriber1");
 }
 
 TEST_F(MbnHelperTest, ConnectsWhatIsNeitherConnectedNorConnecting) {

@@ -1,20 +1,18 @@
-// Another compiler's reading of rpc/tesselservice.idl: widl's NDR 2.0 strings become ours by the
-// differences listed here and no others. widl knows no callbacks, so it takes the callback for the
-// fourth procedure, with an automatic binding; it writes neither NDR64 nor the placement of ARM64.
+// Another compiler's reading of rpc/stub/tesselservice.idl: widl's NDR 2.0 strings become ours by
+// the differences listed here and no others. widl knows no callbacks, so it takes the callback for
+// the fourth procedure, with an automatic binding; it writes neither NDR64 nor the placement of
+// ARM64.
 #include <gtest/gtest.h>
 
-#include "rpc/stubs.h"
-#include "tests/rpc/stubtables.h"
+#include "rpc/stub/stubs.h"
+#include "tests/support/hexbytes.h"
 
-// widl's server stub: what it gives, and what it asks for.
-extern "C" {
-extern const RPC_SERVER_INTERFACE* const ServiceRpcInterface_v1_0_s_ifspec;
-void RemoteOpen() {}
-void RemoteClose() {}
-void RemoteRequest() {}
-void ReportResult() {}
-void REQUEST_CONTEXT_HANDLE_rundown() {}
-}
+// What widl's server stub asks for.
+void RemoteOpen(handle_t, REQUEST_CONTEXT_HANDLE*) {}
+void RemoteClose(REQUEST_CONTEXT_HANDLE*) {}
+void RemoteRequest(REQUEST_CONTEXT_HANDLE, const wchar_t*, boolean, long, wchar_t*) {}
+void ReportResult(wchar_t*, boolean, long, wchar_t*) {}
+void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE) {}
 
 namespace {
 
@@ -68,45 +66,43 @@ const Difference kProcedures[] = {
 
 // widl's string with the differences made, each of which must be there to make.
 template <std::size_t count>
-std::vector<std::uint8_t> Ours(const unsigned char* widl,
-                               std::size_t size,
-                               const Difference (&differences)[count]) {
-    std::vector<std::uint8_t> ours;
+std::string Ours(const unsigned char* widl,
+                 std::size_t size,
+                 const Difference (&differences)[count]) {
+    const std::string given(reinterpret_cast<const char*>(widl), size);
+    std::string ours;
     std::size_t at = 0;
     for (const Difference& difference : differences) {
-        const std::vector<std::uint8_t> theirs = Bytes(difference.widl);
+        const std::string theirs = HexBytes(difference.widl);
         if (difference.offset < at || difference.offset + theirs.size() > size) {
             ADD_FAILURE() << "no place for " << difference.offset << ": " << difference.why;
             break;
         }
-        ours.insert(ours.end(), widl + at, widl + difference.offset);
+        ours += given.substr(at, difference.offset - at);
         at = difference.offset + theirs.size();
-        EXPECT_EQ(std::vector<std::uint8_t>(widl + difference.offset, widl + at), theirs)
+        EXPECT_EQ(given.substr(difference.offset, theirs.size()), theirs)
             << difference.offset << ": " << difference.why;
         EXPECT_STRNE(difference.widl, difference.ours);
-        const std::vector<std::uint8_t> replacement = Bytes(difference.ours);
-        ours.insert(ours.end(), replacement.begin(), replacement.end());
+        ours += HexBytes(difference.ours);
     }
-    ours.insert(ours.end(), widl + at, widl + size);
-    return ours;
+    return ours + given.substr(at);
 }
 
 template <typename T>
-std::vector<std::uint8_t> BytesOf(const T& object) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&object);
-    return {bytes, bytes + sizeof(object)};
+std::string BytesOf(const T& object) {
+    return {reinterpret_cast<const char*>(&object), sizeof(object)};
 }
 
 TEST(WidlCompare, TablesDifferOnlyAsListed) {
-    const RPC_SERVER_INTERFACE& served = *ServiceRpcInterface_v1_0_s_ifspec;
+    const auto& served =
+        *static_cast<const RPC_SERVER_INTERFACE*>(ServiceRpcInterface_v1_0_s_ifspec);
     EXPECT_EQ(BytesOf(served.InterfaceId), BytesOf(kServiceRpcInterfaceId));
     EXPECT_EQ(BytesOf(served.TransferSyntax), BytesOf(kNdr20Syntax));
 
     const auto& info = *static_cast<const MIDL_SERVER_INFO*>(served.InterpreterInfo);
-    EXPECT_EQ(Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes),
-              BytesOf(ndr20::kTypeFormat.format));
+    EXPECT_EQ(Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes), BytesOf(ndr20::kTypeFormat));
     EXPECT_EQ(Ours(info.ProcString, kProceduresSize, kProcedures),
-              BytesOf(ndr20::kProcFormat<NdrTarget::kX64>.format));
+              BytesOf(ndr20::kProcFormat<NdrTarget::kX64>));
 
     // widl's first procedure has one parameter more.
     const auto& calls = ndr20::kProcOffsets<NdrTarget::kX64>;

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <io.h>
+
+#include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <set>
@@ -11,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "service/console.h"
 #include "tests/support/replacedimport.h"
 
 // This program is linked with the log switched on.
@@ -28,9 +32,11 @@ __time64_t __cdecl FixedTime(__time64_t* result) {
 }
 REPLACE_IMPORT(_time64, FixedTime);
 
-// Opened while the program holds the log open for writing: it denies other openers nothing.
-std::vector<std::string> ReadLog() {
-    std::ifstream file("C:\\TesselServicelog.txt");
+constexpr char kLog[] = "C:\\TesselServicelog.txt";
+
+// Opened while the program holds it open for writing: it denies other openers nothing.
+std::vector<std::string> ReadLines(const char* path = kLog) {
+    std::ifstream file(path);
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) {
         lines.push_back(line);
@@ -48,11 +54,12 @@ TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem)
     moment.tm_isdst = -1;
     g_now = std::mktime(&moment);
 
-    EXPECT_TRUE(ReadLog().empty()) << "each start of a program empties the log";
+    EXPECT_TRUE(ReadLines().empty()) << "each start of a program empties the log";
+    EXPECT_TRUE(std::ofstream(kLog, std::ios::app).is_open()) << "others may write it too";
     WriteLog(std::string("Service OnStop"));
     WriteLog(std::wstring(L"wide \x1234"));
-    EXPECT_EQ(ReadLog(), (std::vector<std::string>{"20240131_235959 : Service OnStop",
-                                                   "20240131_235959 : wide \x34"}));
+    EXPECT_EQ(ReadLines(), (std::vector<std::string>{"20240131_235959 : Service OnStop",
+                                                     "20240131_235959 : wide \x34"}));
 
     std::vector<std::thread> writers;
     for (int writer = 0; writer < 8; ++writer) {
@@ -65,7 +72,7 @@ TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem)
     for (std::thread& writer : writers) {
         writer.join();
     }
-    const auto lines = ReadLog();
+    const auto lines = ReadLines();
     ASSERT_EQ(lines.size(), 2U + 8 * 200);
     std::set<std::string> distinct(lines.begin() + 2, lines.end());
     EXPECT_EQ(distinct.size(), 8U * 200);
@@ -73,6 +80,22 @@ TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem)
         ASSERT_EQ(line.substr(0, 18), "20240131_235959 : ");
         ASSERT_EQ(line.find_first_not_of(line[18], 18), 118U) << line;
     }
+}
+
+// A console server is killed in the end.
+TEST(ConsoleTest, TextIsOutBeforeTheProgramEnds) {
+    constexpr char kConsole[] = "C:\\TesselConsole.txt";
+    std::fflush(stdout);
+    const int own_output = _dup(_fileno(stdout));
+    std::FILE* file = std::fopen(kConsole, "w");
+    _dup2(_fileno(file), _fileno(stdout));
+    ConsolePrint(L"%ls\n", L"text");
+    const auto shown = ReadLines(kConsole);
+    std::fflush(stdout);
+    _dup2(own_output, _fileno(stdout));
+    std::fclose(file);
+    std::remove(kConsole);
+    EXPECT_EQ(shown, std::vector<std::string>{"text"});
 }
 
 }  // namespace

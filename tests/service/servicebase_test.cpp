@@ -136,19 +136,20 @@ TEST_F(ServiceBaseTest, EveryMethodReportsAndTracesItsOutcome) {
         EXPECT_EQ(TakeStates(), method.normal);
         EXPECT_TRUE(TakeEvents().empty());
 
-        service.SetServiceStatus(SERVICE_RUNNING);
+        TestService failing;
+        failing.SetServiceStatus(SERVICE_RUNNING);
         TakeReports();
-        service.behaviour = [] { throw DWORD{0xBEEF}; };
-        method.call(service);
+        failing.behaviour = [] { throw DWORD{0xBEEF}; };
+        method.call(failing);
         const SERVICE_STATUS status = LastStatus();
         EXPECT_EQ(TakeStates(), method.failed);
         EXPECT_EQ(TakeEvents(), (std::vector<TracingEvent>{{kFailure, method.error_event}}));
         EXPECT_EQ(status.dwWin32ExitCode, method.normal[0] == SERVICE_START_PENDING ? 0xBEEFU : 0U);
 
-        service.SetServiceStatus(SERVICE_RUNNING);
+        failing.SetServiceStatus(SERVICE_RUNNING);
         TakeReports();
-        service.behaviour = [] { throw std::runtime_error("not a Win32 code"); };
-        method.call(service);
+        failing.behaviour = [] { throw std::runtime_error("not a Win32 code"); };
+        method.call(failing);
         EXPECT_EQ(TakeStates(), method.failed);
         EXPECT_EQ(LastStatus().dwWin32ExitCode, 0U);
         EXPECT_EQ(TakeEvents(), (std::vector<TracingEvent>{{kFailure, method.other_event}}));
@@ -162,12 +163,13 @@ TEST_F(ServiceBaseTest, DispatcherGetsTheServiceAndControlsReachTheirHooks) {
         EXPECT_EQ(g_table[1].lpServiceName, nullptr);
         EXPECT_EQ(g_table[1].lpServiceProc, nullptr);
         g_table[0].lpServiceProc(0, nullptr);
-        for (DWORD control = 0; control < 256; ++control) {
+        for (DWORD control = 255; control != 0; --control) {
             CServiceBase::ServiceCtrlHandler(control);
         }
     };
     EXPECT_FALSE(CServiceBase::Run(service));
-    EXPECT_EQ(service.called, "start stop pause continue shutdown ");
+    // The stop found the service ended by the shutdown.
+    EXPECT_EQ(service.called, "start shutdown continue pause ");
 }
 
 TEST_F(ServiceBaseTest, LongErrorTextsAreCutAndTerminated) {

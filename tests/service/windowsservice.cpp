@@ -1,6 +1,7 @@
 #include "tests/service/windowsservice.h"
 
 #include <evntprov.h>
+#include <objbase.h>
 
 #include <mutex>
 #include <utility>
@@ -25,11 +26,13 @@ BOOL WINAPI RecordedSetServiceStatus(SERVICE_STATUS_HANDLE /*handle*/, LPSERVICE
     return FALSE;
 }
 
-ULONG WINAPI SimulatedEventRegister(LPCGUID /*provider*/,
+ULONG WINAPI SimulatedEventRegister(LPCGUID provider,
                                     PENABLECALLBACK /*callback*/,
                                     PVOID /*context*/,
                                     PREGHANDLE handle) {
-    *handle = 77;
+    wchar_t id[40] = {};
+    StringFromGUID2(*provider, id, 40);
+    *handle = id == std::wstring(L"{BE2E880E-F79F-4C30-9C95-09F003A0A7EA}") ? 77 : 78;
     return ERROR_SUCCESS;
 }
 

@@ -184,6 +184,11 @@ TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
     Store(kClickNoteKey, L"CustomProtocol", REG_SZ, L"other:", 14);
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), std::pair(true, 8L));
     EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"other:");
+
+    // The key alone is not a registration, and is opened for writing.
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kClickNoteKey, L"CustomProtocol");
+    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), std::pair(true, 8L));
+    EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
 }
 
 TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {

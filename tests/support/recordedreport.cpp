@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "rpc/reportresult.h"
+#include "rpc/stub/tesselservice.h"
 
 namespace {
 std::mutex g_mutex;
@@ -15,7 +15,7 @@ std::vector<Report> TakeReports() {
     return std::exchange(g_reports, {});
 }
 
-void ReportResult(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     std::lock_guard lock(g_mutex);
-    g_reports.push_back({command, flag, number, text});
+    g_reports.push_back({command, flag != 0, number, text});
 }

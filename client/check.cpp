@@ -1,0 +1,55 @@
+#include "client/check.h"
+
+#include <windows.h>
+#include <securitybaseapi.h>
+
+#include <string>
+
+#include "client/checkkeys.h"
+#include "client/checkrequests.h"
+#include "client/checkservice.h"
+#include "client/finding.h"
+#include "client/output.h"
+#include "client/servicesid.h"
+#include "rpc/rpcserver.h"
+#include "win32/security.h"
+
+namespace {
+
+// As the service registers it.
+#define TRACING_PROVIDER L"{BE2E880E-F79F-4C30-9C95-09F003A0A7EA}"
+
+void CheckCapability(Findings& findings) {
+    LocalSidArray groups;
+    LocalSidArray capabilities;
+    if (!DeriveCapabilitySidsFromName(kSettingsAppPackage, &groups.sids, &groups.count,
+                                      &capabilities.sids, &capabilities.count) ||
+        capabilities.count != 1) {
+        findings.Add(
+            Status::kFault, L"capability",
+            std::wstring(kSettingsAppPackage) + L" gives no SID: " + ErrorText(GetLastError()),
+            L"the service cannot start without it; it needs Windows 10 or later");
+        return;
+    }
+    findings.Add(Status::kOk, L"capability",
+                 std::wstring(kSettingsAppPackage) + L", " + SidText(capabilities.sids[0]));
+}
+
+}  // namespace
+
+CheckResult Check(bool json, const wchar_t* version) {
+    Findings findings(json);
+    const ServiceSidType sid_type = CheckRegistration(findings, version);
+    CheckKeys(findings, sid_type);
+    CheckCapability(findings);
+    const bool reached = CheckRequests(findings);
+    findings.Add(Status::kOk, L"tracing", L"provider " TRACING_PROVIDER,
+                 L"to record its events: logman start tessel -p " TRACING_PROVIDER
+                 L" -o tessel.etl -ets; logman stop tessel -ets; tracerpt tessel.etl -o tessel.xml");
+    if (!json) {
+        PrintLine(std::to_wstring(findings.Count()) + L" items, " +
+                  std::to_wstring(findings.Faults()) + L" faults, " +
+                  std::to_wstring(findings.Warnings()) + L" warnings");
+    }
+    return {reached, findings.Faults()};
+}

@@ -1,0 +1,31 @@
+#include "client/connection.h"
+
+void Connection::Open() {
+    wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
+    const RPC_STATUS status =
+        RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
+    if (status != RPC_S_OK) {
+        RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
+    }
+    RemoteOpen(binding, &context);
+    if (context == nullptr) {
+        RaiseException(RPC_S_OUT_OF_MEMORY, 0, 0, nullptr);
+    }
+}
+
+void Connection::Send(const RequestValues& request) {
+    const std::uint64_t start = MicrosecondsNow();
+    // Only the service's copy of the text is written over.
+    RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.data_bool),
+                  request.data_int, const_cast<wchar_t*>(request.data_string.c_str()));
+    AddTimeSince(start, times);
+}
+
+void Connection::Close() {
+    RemoteClose(&context);
+    RpcBindingFree(&binding);
+}
+
+bool IsRpcStatus(DWORD exception_code) {
+    return (exception_code & 0xFFFF0000) == 0;
+}

@@ -1,0 +1,39 @@
+// A connection to the service.
+#pragma once
+
+#include <windows.h>
+#include <rpc.h>
+
+#include <string>
+
+#include "client/requesttimes.h"
+#include "rpc/stub/tesselservice.h"
+
+// What a request carries.
+struct RequestValues {
+    std::wstring command;
+    bool data_bool = false;
+    long data_int = 0;
+    std::wstring data_string;
+};
+
+// A context over a binding of its own. A call that fails raises a structured exception with the
+// RPC or Win32 status, which runs no destructors: nothing is closed by itself.
+struct Connection {
+    RPC_BINDING_HANDLE binding = nullptr;
+    REQUEST_CONTEXT_HANDLE context = nullptr;
+    RequestTimes times;
+
+    // Binds to the service's endpoint and opens the context.
+    void Open();
+
+    // Sends the request, returns after its last answer and adds the time it took.
+    void Send(const RequestValues& request);
+
+    // Closes the context and frees the binding.
+    void Close();
+};
+
+// What an exception code is when it came from a call to the service that failed: the RPC or Win32
+// status. False for every other exception.
+bool IsRpcStatus(DWORD exception_code);

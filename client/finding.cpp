@@ -1,0 +1,65 @@
+#include "client/finding.h"
+
+#include <windows.h>
+
+#include <iterator>
+#include <utility>
+
+#include "client/answerformat.h"
+#include "client/output.h"
+
+namespace {
+
+struct StatusNames {
+    const wchar_t* json;
+    const wchar_t* plain;
+};
+
+// By Status.
+constexpr StatusNames kStatusNames[] = {
+    {L"ok", L"OK"},     {L"warning", L"WARNING"}, {L"fault", L"FAULT"},
+    {L"done", L"DONE"}, {L"unchanged", L"AS IS"}, {L"failed", L"FAILED"},
+};
+
+std::wstring Padded(std::wstring text, std::size_t width) {
+    text.resize(std::max(text.size(), width), L' ');
+    return text;
+}
+
+}  // namespace
+
+std::wstring FormatFinding(const Finding& finding, bool json) {
+    const StatusNames& names = kStatusNames[static_cast<std::size_t>(finding.status)];
+    if (json) {
+        return L"{\"item\":" + JsonText(finding.item) + L",\"status\":" + JsonText(names.json) +
+               L",\"found\":" + JsonText(finding.found) + L",\"advice\":" +
+               JsonText(finding.advice) + L"}";
+    }
+    std::wstring line = Padded(names.plain, 9) + Padded(finding.item, 18) + L"  " + finding.found;
+    if (!finding.advice.empty()) {
+        line += L"\n         -> " + finding.advice;
+    }
+    return line;
+}
+
+void Findings::Add(Status status, std::wstring item, std::wstring found, std::wstring advice) {
+    PrintLine(
+        FormatFinding({status, std::move(item), std::move(found), std::move(advice)}, m_json));
+    ++m_count;
+    m_warnings += status == Status::kWarning ? 1 : 0;
+    m_faults += status == Status::kFault || status == Status::kFailed ? 1 : 0;
+}
+
+std::wstring ErrorText(unsigned long error) {
+    wchar_t words[256] = {};
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                                  nullptr, error, 0, words, std::size(words), nullptr);
+    while (length > 0 && (words[length - 1] <= L' ' || words[length - 1] == L'.')) {
+        --length;
+    }
+    std::wstring text = L"error " + std::to_wstring(error);
+    if (length > 0) {
+        text += L" (" + std::wstring(words, length) + L")";
+    }
+    return text;
+}

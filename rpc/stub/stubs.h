@@ -1,0 +1,82 @@
+// What the two stub halves share: the identity of ServiceRpcInterface and how its tables are handed
+// to the RPC runtime. Every table and descriptor is a constant in read-only memory, where tools
+// that read RPC interfaces from program files find them.
+#pragma once
+
+#include "rpc/stub/tesselservice.h"
+
+#include "rpc/stub/ndrtables.h"
+
+inline constexpr RPC_SYNTAX_IDENTIFIER kServiceRpcInterfaceId = {
+    {0x7f215fb3, 0x587b, 0x423e, {0x9f, 0x10, 0xab, 0x48, 0x3b, 0xc4, 0xd2, 0x4d}},
+    {1, 0}};
+inline constexpr RPC_SYNTAX_IDENTIFIER kNdr20Syntax = {
+    {0x8a885d04, 0x1ceb, 0x11c9, {0x9f, 0xe8, 0x08, 0x00, 0x2b, 0x10, 0x48, 0x60}},
+    {2, 0}};
+inline constexpr RPC_SYNTAX_IDENTIFIER kNdr64Syntax = {
+    {0x71710533, 0xbeba, 0x4937, {0x83, 0x19, 0xb5, 0xdb, 0xef, 0x9c, 0xcc, 0x36}},
+    {1, 0}};
+
+// Has callbacks, has multiple transfer syntaxes.
+inline constexpr unsigned int kInterfaceFlags = 0x04000000 | 0x02000000;
+
+// Stub descriptor: format of the tables, the compiler generation that defined it, multiple
+// syntaxes.
+inline constexpr unsigned long kStubVersion = 0x60001;
+inline constexpr unsigned long kMidlVersion = 0x8010274;
+inline constexpr ULONG_PTR kStubFlags = 0x2000001;
+
+inline constexpr ULONG_PTR kSyntaxCount = 2;
+
+inline constexpr PFORMAT_STRING kTypeFormatString = ndr20::kTypeString.bytes;
+inline constexpr PFORMAT_STRING kProcFormatString = ndr20::kProcString<kNdrTarget>.bytes;
+
+// The runtime declares its inputs writable but only reads them.
+template <typename T>
+constexpr T* Writable(const T* value) {
+    return const_cast<T*>(value);
+}
+
+// The functions of a dispatch table. Of our own, because the address of an imported function is no
+// constant.
+inline void __RPC_STUB DispatchNdr20(PRPC_MESSAGE message) {
+    NdrServerCall2(message);
+}
+inline void __RPC_STUB DispatchNdr64(PRPC_MESSAGE message) {
+    NdrServerCallAll(message);
+}
+
+// Functions of the program in the form of a routine table, whose own type the runtime never calls
+// them by.
+template <typename Functions, std::size_t count>
+union RoutineTable {
+    Functions functions;
+    SERVER_ROUTINE routines[count];
+
+    static_assert(sizeof(Functions) == count * sizeof(SERVER_ROUTINE));
+};
+
+// The two syntaxes, NDR 2.0 first, over one set of procedures: its offsets in the NDR 2.0 string
+// and its table of NDR64 procedures. A side that only calls these procedures has no dispatch
+// tables.
+constexpr MIDL_SYNTAX_INFO Ndr20Info(const RPC_DISPATCH_TABLE* dispatch,
+                                     const std::uint16_t* offsets) {
+    return {kNdr20Syntax,
+            Writable(dispatch),
+            kProcFormatString,
+            offsets,
+            kTypeFormatString,
+            nullptr,
+            0,
+            0};
+}
+
+template <std::size_t count>
+constexpr MIDL_SYNTAX_INFO Ndr64Info(const RPC_DISPATCH_TABLE* dispatch,
+                                     const ndr64::ProcTable<count>& procedures) {
+    return {kNdr64Syntax, Writable(dispatch), nullptr, &procedures.offsets, nullptr, nullptr, 0, 0};
+}
+
+// The server's stub descriptor, shared by the procedures that it serves and the callback that it
+// makes.
+extern const MIDL_STUB_DESC kServerStubDescriptor;

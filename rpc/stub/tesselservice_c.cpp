@@ -1,0 +1,106 @@
+// The client half of ServiceRpcInterface.
+#include "rpc/stub/stubs.h"
+
+namespace {
+
+extern const MIDL_STUB_DESC kClientStubDescriptor;
+
+constinit const RPC_DISPATCH_FUNCTION kNdr20Functions[] = {DispatchNdr20, nullptr};
+constinit const RPC_DISPATCH_FUNCTION kNdr64Functions[] = {DispatchNdr64, nullptr};
+
+constinit const RPC_DISPATCH_TABLE kNdr20Dispatch = {1, Writable(kNdr20Functions), 0};
+constinit const RPC_DISPATCH_TABLE kNdr64Dispatch = {1, Writable(kNdr64Functions), 0};
+
+struct Callbacks {
+    decltype(&ReportResult) report_result;
+};
+constinit const RoutineTable<Callbacks, 1> kCallbackRoutines = {{ReportResult}};
+
+// The procedures that this side calls.
+constinit const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
+    Ndr20Info(nullptr, ndr20::kProcOffsets<kNdrTarget>),
+    Ndr64Info(nullptr, ndr64::kProcTable<kNdrTarget, ndr64::kClientHalf>),
+};
+
+constinit const MIDL_STUBLESS_PROXY_INFO kProxy = {
+    &kClientStubDescriptor,  kProcFormatString, ndr20::kProcOffsets<kNdrTarget>,
+    Writable(&kNdr20Syntax), kSyntaxCount,      Writable(kSyntaxes),
+};
+
+// The callback that this side serves.
+constinit const MIDL_SYNTAX_INFO kCallbackSyntaxes[kSyntaxCount] = {
+    Ndr20Info(&kNdr20Dispatch, ndr20::kCallbackOffsets<kNdrTarget>),
+    Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable<kNdrTarget>),
+};
+
+constinit const MIDL_SERVER_INFO kCallbackServer = {
+    &kClientStubDescriptor,
+    kCallbackRoutines.routines,
+    kProcFormatString,
+    ndr20::kCallbackOffsets<kNdrTarget>,
+    nullptr,
+    Writable(&kNdr64Syntax),
+    kSyntaxCount,
+    Writable(kCallbackSyntaxes),
+};
+
+constinit const RPC_CLIENT_INTERFACE kClientInterface = {
+    sizeof(RPC_CLIENT_INTERFACE),
+    kServiceRpcInterfaceId,
+    kNdr20Syntax,
+    Writable(&kNdr20Dispatch),
+    0,
+    nullptr,
+    0,
+    &kCallbackServer,
+    kInterfaceFlags,
+};
+
+// Every procedure names its binding; the descriptor wants a default one all the same.
+constinit RPC_BINDING_HANDLE g_unusedBinding = nullptr;
+
+constinit const MIDL_STUB_DESC kClientStubDescriptor = {
+    Writable(&kClientInterface),
+    MIDL_user_allocate,
+    MIDL_user_free,
+    {&g_unusedBinding},
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    kTypeFormatString,
+    1,
+    kStubVersion,
+    nullptr,
+    kMidlVersion,
+    nullptr,
+    nullptr,
+    nullptr,
+    kStubFlags,
+    nullptr,
+    Writable(&kProxy),
+    0,
+};
+
+enum ProcedureNumber : unsigned long { kRemoteOpen, kRemoteClose, kRemoteRequest };
+
+}  // namespace
+
+constinit const RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec = Writable(&kClientInterface);
+
+void RemoteOpen(handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
+    NdrClientCall3(Writable(&kProxy), kRemoteOpen, nullptr, binding, context);
+}
+
+void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
+    NdrClientCall3(Writable(&kProxy), kRemoteClose, nullptr, context);
+}
+
+void RemoteRequest(REQUEST_CONTEXT_HANDLE context,
+                   const wchar_t* requestString,
+                   boolean data_bool,
+                   long data_int,
+                   wchar_t* data_string) {
+    NdrClientCall3(Writable(&kProxy), kRemoteRequest, nullptr, context, requestString, data_bool,
+                   data_int, data_string);
+}

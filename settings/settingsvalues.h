@@ -1,0 +1,34 @@
+// The registry values of the settings store, all under HKEY_LOCAL_MACHINE. What is listed here is
+// also what tesselctl looks at and gives rights to.
+#pragma once
+
+#include <windows.h>
+
+struct RegistryValue {
+    const wchar_t* key;
+    const wchar_t* name;
+    // The type under which it is stored.
+    DWORD type;
+};
+
+inline constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Bramble\\BrambleSettings";
+inline constexpr wchar_t kPenOptionKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption";
+inline constexpr wchar_t kPenPressureKey[] = L"SOFTWARE\\Bramble\\BrambleSettings\\PenPressureTH";
+inline constexpr wchar_t kClickNoteKey[] =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\ClickNote\\OemCustomizationSettingsApp";
+
+inline constexpr RegistryValue kButtonAction = {kPenOptionKey, L"ButtonAction", REG_DWORD};
+inline constexpr RegistryValue kClickAction = {kPenOptionKey, L"ClickAction", REG_DWORD};
+inline constexpr RegistryValue kPressureThreshold = {kPenPressureKey, L"PressureTH", REG_DWORD};
+inline constexpr RegistryValue kScreenMode = {kSettingsKey, L"ScreenMode", REG_DWORD};
+inline constexpr RegistryValue kColorProfile = {kSettingsKey, L"ColorProfile", REG_DWORD};
+inline constexpr RegistryValue kCustomProtocol = {kClickNoteKey, L"CustomProtocol", REG_SZ};
+
+// What the requests read and write.
+inline constexpr RegistryValue kSettingsValues[] = {
+    kButtonAction, kClickAction, kPressureThreshold, kScreenMode, kColorProfile, kCustomProtocol,
+};
+
+// The device's name. Not among them: no request reaches the command that reads it.
+inline constexpr RegistryValue kProductName = {L"HARDWARE\\DESCRIPTION\\System\\BIOS",
+                                               L"SystemProductName", REG_SZ};

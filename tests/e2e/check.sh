@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# tesselctl --check sees each thing go wrong once and changes nothing; --grant and --revoke give and take the
+# rights.
+# check.sh DIRECTORY-OF-PROGRAMS MODEM [CONTROL-DEVICE]
+set -u
+programs=$1 modem=$2 driver=${3:-}
+. "$(dirname "$0")/lib.sh"
+findings=$(mktemp) before=$(mktemp)
+trap 'rm -f "$findings" "$before"' EXIT
+
+# check EXIT-CODE: looks at everything.
+check() {
+    tesselctl --check --json >"$findings"
+    local code=$?
+    [ $code = "$1" ] || fail "check: exit $code, wanted $1: $(grep -v '"ok"' "$findings")"
+}
+
+# finds STATUS ITEM PART-OF-WHAT-WAS-FOUND
+finds() {
+    local line
+    line=$(grep -F "{\"item\":\"${2//\\/\\\\}\",\"status\":\"$1\"," "$findings")
+    [[ $line == *\"found\":\"*"$3"*\"advice\":* ]] ||
+        fail "check: wanted $1 $2 $3: $(grep -F "\"${2//\\/\\\\}\"" "$findings")"
+}
+
+# The lines of a grant by their status: "failed 1 done 8 unchanged 0".
+changes() {
+    local lines status
+    lines=$(tesselctl "$1" --json)
+    for status in failed done unchanged; do
+        printf '%s %s ' $status "$(grep -c "\"status\":\"$status\"" <<<"$lines")"
+    done
+}
+
+export_registry() {
+    notebook_quiet reg export HKLM 'C:\Tessel\registry.txt' /y
+    cat "$WINEPREFIX/drive_c/Tessel/registry.txt"
+}
+
+settings='SOFTWARE\Bramble\BrambleSettings'
+wine_prefix_ready || exit 1
+notebook_install_programs "$programs"
+tessel_service -remove >/dev/null
+notebook_modem_remove
+notebook_control_device_unload
+for key in 'SOFTWARE\Bramble' 'SOFTWARE\Microsoft\Windows\CurrentVersion\ClickNote' 'SYSTEM\ControlSet001'; do
+    notebook_quiet reg delete "HKLM\\$key" /f
+done
+
+check 3
+finds fault service "not registered"
+finds fault requests.open "error 1722"
+finds fault "key $settings" "not there; SOFTWARE is closed"
+finds ok 'key SYSTEM\ControlSet001\Services\QCDiagBridge' "nothing to delete"
+tessel_service -install >/dev/null
+notebook_quiet reg add "HKLM\\$settings" /v ScreenMode /d text
+check 3
+finds ok service.account 'NT AUTHORITY\\LocalService'
+finds ok service.path 'C:\\Tessel\\tessel-service.exe'
+finds fault service.state stopped
+finds fault "key $settings" "there; closed to the service (lacks 0x0f003f); ScreenMode is REG_SZ, not REG_DWORD"
+notebook_quiet net start "Tessel Service"
+wait_for_service
+check 1
+finds ok service.state "running, process "
+finds ok requests.answer "21 of 21 answered"
+finds fault modem.state "0: off, or there is no modem"
+finds fault device "none of the class"
+
+# Wine does not know service SIDs: that change fails, and whether a process has one is not known.
+notebook_quiet reg delete "HKLM\\$settings" /v ScreenMode /f
+expect "grant" 0 "failed 1 done 8 unchanged 0 " changes --grant
+expect_part "grant's words" 1 "DONE     service.recovery    restart after a crash" tesselctl --grant
+tesselctl REGISTRYHELPER_SETPENSETTING --int 3 >/dev/null
+expect "grant once more" 0 "failed 1 done 2 unchanged 7 " changes --grant
+notebook_modem_insert "$modem"
+[ -z "$driver" ] || notebook_control_device_load "$driver"
+# The modem makes this value when it is first used.
+notebook_quiet reg add "$NOTEBOOK_MODEM_KEY" /v ObjectsAlive /t REG_DWORD /d 0
+export_registry >"$before"
+check $([ -n "$driver" ] && echo 0 || echo 1)
+[ "$(grep -cE '"key .*"warning".*own SID, if that is on' "$findings")" = 15 ] || fail "keys after the grant"
+finds ok modem.state "1: ready"
+finds ok modem.identity "read: number of the SIM card, subscriber, home provider's id, home provider's name"
+finds ok capability S-1-15-3-1024-3841457878-1068733718-
+finds ok tracing "$(sed -nE 's/^\| Tracing provider \| (\S+),.*/\1/p' "$TESSEL_ROOT/INSTALL.md")"
+[ -z "$driver" ] || finds ok device "0, off"
+[ -s "$before" ] && export_registry | cmp - "$before" || fail "check: it changed the registry"
+
+notebook_modem_set ReadyState 2
+notebook_control_device_set Fail 1
+check $([ -n "$driver" ] && echo 1 || echo 1)
+finds warning modem.state "no SIM card"
+[ -z "$driver" ] || finds fault device "refuses to be asked: error 21"
+expect "revoke" 0 "failed 1 done 9 unchanged 0 " changes --revoke
+expect "revoke once more" 0 "failed 1 done 1 unchanged 8 " changes --revoke
+check 1
+finds fault "key $settings" closed
+finds fault "key $settings\\PenOption" closed
+
+tessel_service -remove >/dev/null
+notebook_control_device_unload
+notebook_modem_remove
+echo "check: $failures failed"
+[ $failures -eq 0 ]

@@ -1,0 +1,189 @@
+// The stub tables of the linked programs, byte for byte: what the RPC runtime, and every tool that
+// reads RPC interfaces from files, finds there.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "tests/package/image.h"
+#include "tests/support/hexbytes.h"
+
+namespace {
+
+// Written down apart from the structures that make them. `@name` is the address of an object below
+// or of a function; `{x64/ARM64}` and `[service/client]`, what holds for the program. An NDR64
+// procedure of ARM64 is padded to 8 bytes behind its registers.
+const std::map<std::string, std::string> kGolden = {
+    {"type_string",
+     "0000 | 11 04 0200 | 30 a4 00 00 | 11 04 0200 | 30 e5 00 00 | 30 45 00 00 | 11 08 25 5c | 00"},
+    {"proc_string",
+     "00 48 00000000 0000 1000 | 32 00 0000 | 0000 3800 40 01"
+     " | {0a 01 0000 0000 0000 0000/0e 01 0000 0000 0000 0200 02 80 81 00} | 1001 0800 0600"
+     " | 00 48 00000000 0100 0800 | 30 e4 0000 00 00 | 3800 3800 40 01"
+     " | {0a 01 0000 0000 0000 0000/0c 01 0000 0000 0000 0100 01 80} | 1801 0000 0e00"
+     " | 00 48 00000000 0200 2800 | 30 44 0000 00 00 | 3100 0000 42 05"
+     " | {0a 01 0000 0000 0000 0000/10 01 0000 0000 0000 0500 05 80 81 82 83 84}"
+     " | 0800 0000 1200 | 0b01 0800 1800 | 4800 1000 03 00 | 4800 1800 08 00 | 0b01 2000 1800"
+     " | 34 48 00000000 0000 2000 | 0d00 0000 42 04"
+     " | {0a 01 0000 0000 0000 0000/10 01 0000 0000 0000 0400 04 80 81 82 83 00}"
+     " | 0b01 0000 1800 | 4800 0800 03 00 | 4800 1000 08 00 | 0b01 1800 1800 | 00"},
+    {"offsets", "0000 {2400 4a00/2800 5000}"},
+    {"callback_offsets", "{8800/9400}"},
+    {"procedures", "@open @close @request"},
+    {"callback_procedures", "@report"},
+    {"open",
+     "400000{01/05} 10000000 00000000 3c000000 0000 0000 0100 0800 | 72 00 0000 00 00 0000"
+     " | @context_out 1001 0000 08000000 {/0200 02 80 81 *3}"},
+    {"close",
+     "400000{01/05} 08000000 3c000000 3c000000 0000 0000 0100 0800 | 70 e4 0000 00 00 0000"
+     " | @context_in_out 1801 0000 00000000 {/0100 01 80 *4}"},
+    {"request",
+     "400004{01/05} 28000000 31000000 00000000 0000 0000 0500 0800 | 70 44 0000 00 00 0000"
+     " | @context_in 0800 0000 00000000 | @string 0b01 0000 08000000"
+     " | @boolean c800 0000 10000000 | @number c800 0000 18000000"
+     " | @string 0b01 0000 20000000 {/0500 05 80 81 82 83 84}"},
+    {"report",
+     "440004{00/04} 20000000 0d000000 00000000 0000 0000 0400 0000"
+     " | @string 0b01 0000 00000000 | @boolean c800 0000 08000000"
+     " | @number c800 0000 10000000 | @string 0b01 0000 18000000 {/0400 04 80 81 82 83 *1}"},
+    {"context_out", "70 a4 00 [01/00]"},
+    {"context_in_out", "70 e5 00 [01/00]"},
+    {"context_in", "70 45 00 [01/00]"},
+    {"string", "64 00 0200"},
+    {"boolean", "02"},
+    {"number", "05"},
+
+    {"ndr20_id", "045d888a eb1c c911 9fe808002b104860 0200 0000"},
+    {"ndr64_id", "33057171 babe 3749 8319b5dbef9ccc36 0100 0000"},
+    {"interface",
+     "60000000 | b35f217f 7b58 3e42 9f10ab483bc4d24d 0100 0000"
+     " | 045d888a eb1c c911 9fe808002b104860 0200 0000 *4"
+     " | @dispatch20 *24 @server_info 00000006 *4"},
+    {"server_info",
+     "@stub @routines @proc_string [@offsets/@callback_offsets] *8 @ndr64_id 02*7 @served"},
+    {"routines", "[@RemoteOpen @RemoteClose @RemoteRequest/@ReportResult]"},
+    {"served",
+     "045d888a eb1c c911 9fe808002b104860 0200 0000 *4"
+     " | @dispatch20 @proc_string [@offsets/@callback_offsets] @type_string *24"
+     " | 33057171 babe 3749 8319b5dbef9ccc36 0100 0000 *4"
+     " | @dispatch64 *8 [@procedures/@callback_procedures] *32"},
+    {"dispatch20", "[03/01]*7 @functions20 *8"},
+    {"dispatch64", "[03/01]*7 @functions64 *8"},
+    {"functions20", "@DispatchNdr20 [@DispatchNdr20 @DispatchNdr20 /]*8"},
+    {"functions64", "@DispatchNdr64 [@DispatchNdr64 @DispatchNdr64 /]*8"},
+    {"proxy", "@stub @proc_string [@callback_offsets/@offsets] @ndr20_id 02*7 @called"},
+    {"called",
+     "045d888a eb1c c911 9fe808002b104860 0200 0000 *4"
+     " | *8 @proc_string [@callback_offsets/@offsets] @type_string *24"
+     " | 33057171 babe 3749 8319b5dbef9ccc36 0100 0000 *4"
+     " | *16 [@callback_procedures/@procedures] *32"},
+    {"stub",
+     "@interface @MIDL_user_allocate @MIDL_user_free [*8 @rundowns/@unused_binding *8] *24"
+     " | @type_string 01000000 01000600 *8 74020108 *28 01000002 *12 [@server_info/@proxy] *8"},
+    {"rundowns", "@REQUEST_CONTEXT_HANDLE_rundown"},
+    {"unused_binding", "*8"},
+};
+
+// Leaves of each choice between `marks` its first or second alternative.
+std::string Chosen(std::string text, const char (&marks)[3], bool second) {
+    for (std::size_t open = 0; (open = text.find(marks[0], open)) != std::string::npos;) {
+        const std::size_t middle = text.find('/', open);
+        const std::size_t close = text.find(marks[1], open);
+        const std::size_t start = (second ? middle : open) + 1;
+        const std::string chosen = text.substr(start, (second ? close : middle) - start);
+        text.replace(open, close + 1 - open, " " + chosen + " ");
+    }
+    return text;
+}
+
+class Tables {
+ public:
+    Tables(const Image& image, bool is_service) : m_image(image), m_is_service(is_service) {}
+
+    // Holds everything that can be reached from the interface against what is written down.
+    std::map<std::string, std::uint64_t> Check() {
+        SCOPED_TRACE(m_image.Path());
+        const std::string interface_start = Expected("interface", 0).substr(0, 44);
+        CheckObject("interface", Only(interface_start));
+        if (m_is_service) {
+            // Only code knows what a callback is made with.
+            CheckObject("proxy", Only(Pointer("stub") + Pointer("proc_string")));
+        }
+        std::set<std::uint64_t> distinct;
+        for (const auto& [name, address] : m_addresses) {
+            EXPECT_TRUE(distinct.insert(address).second) << name;
+        }
+        EXPECT_EQ(m_addresses.at("type_string") % 2, 0U);
+        EXPECT_EQ(m_addresses.at("proc_string") % 2, 0U);
+        return m_addresses;
+    }
+
+ private:
+    std::string Pointer(const std::string& name) {
+        const std::uint64_t address = m_addresses.at(name);
+        return {reinterpret_cast<const char*>(&address), sizeof(address)};
+    }
+
+    // The address of the one place of the read-only sections that begins with `bytes`.
+    std::uint64_t Only(const std::string& bytes) {
+        std::vector<std::uint64_t> places;
+        for (const IMAGE_SECTION_HEADER& section : m_image.Sections()) {
+            if ((section.Characteristics & IMAGE_SCN_MEM_WRITE) != 0) {
+                continue;
+            }
+            const std::uint64_t start = m_image.Base() + section.VirtualAddress;
+            const std::string held = m_image.Bytes(start, section.Misc.VirtualSize);
+            for (std::size_t at = 0; (at = held.find(bytes, at)) != std::string::npos; ++at) {
+                places.push_back(start + at);
+            }
+        }
+        EXPECT_EQ(places.size(), 1U);
+        return places.empty() ? 0 : places[0];
+    }
+
+    // What `name` holds; each address that it points to is the one read at `address`.
+    std::string Expected(const std::string& name, std::uint64_t address) {
+        const std::string text =
+            Chosen(Chosen(kGolden.at(name), "{}", m_image.IsArm64()), "[]", !m_is_service);
+        return HexBytes(text, [&](const std::string& pointee, std::size_t offset) {
+            if (address == 0) {
+                return std::string(sizeof(std::uint64_t), '\0');
+            }
+            if (!m_addresses.contains(pointee)) {
+                CheckObject(pointee, m_image.Read<std::uint64_t>(address + offset));
+            }
+            return Pointer(pointee);
+        });
+    }
+
+    void CheckObject(const std::string& name, std::uint64_t address) {
+        m_addresses[name] = address;
+        const DWORD characteristics = m_image.Characteristics(address);
+        if (!kGolden.contains(name)) {
+            EXPECT_NE(characteristics & IMAGE_SCN_MEM_EXECUTE, 0U) << name << " is no function";
+            return;
+        }
+        EXPECT_EQ((characteristics & IMAGE_SCN_MEM_WRITE) != 0, name == "unused_binding") << name;
+        const std::string expected = Expected(name, address);
+        EXPECT_EQ(m_image.Bytes(address, expected.size()), expected) << name;
+    }
+
+    const Image& m_image;
+    bool m_is_service;
+    std::map<std::string, std::uint64_t> m_addresses;
+};
+
+}  // namespace
+
+std::map<std::string, std::uint64_t> CheckStubTables(const Image& image, bool is_service) {
+    return Tables(image, is_service).Check();
+}
+
+TEST(StubTablesTest, LinkedProgramsHoldThemAsWrittenDownInReadOnlyMemory) {
+    for (const char* path : kServices) {
+        CheckStubTables(Image(path), true);
+    }
+    for (const char* path : kClients) {
+        CheckStubTables(Image(path), false);
+    }
+}

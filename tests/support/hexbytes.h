@@ -1,0 +1,32 @@
+// Bytes written down as text.
+#pragma once
+
+#include <sstream>
+#include <string>
+
+// Pairs of hexadecimal digits; `*n`, n zero bytes; blanks and `|` only part. `named` gives the
+// bytes of a word that begins with `@`, which is passed without it, and where it stands.
+template <typename Named>
+std::string HexBytes(const std::string& text, Named named) {
+    std::string bytes;
+    for (std::istringstream stream(text); stream >> std::ws;) {
+        const int next = stream.get();
+        if (next == '@') {
+            std::string name;
+            stream >> name;
+            bytes += named(name, bytes.size());
+        } else if (next == '*') {
+            std::size_t count = 0;
+            stream >> count;
+            bytes.resize(bytes.size() + count);
+        } else if (next != '|' && next != EOF) {
+            const std::string digits = {static_cast<char>(next), static_cast<char>(stream.get())};
+            bytes += static_cast<char>(std::stoul(digits, nullptr, 16));
+        }
+    }
+    return bytes;
+}
+
+inline std::string HexBytes(const std::string& text) {
+    return HexBytes(text, [](const std::string&, std::size_t) { return std::string(); });
+}
