@@ -209,7 +209,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
         return;
     }
     bool flag = data_bool != 0;
-    const wchar_t* text = data_string;
+    wchar_t* text = data_string;
     switch (g_work) {
         case BareWork::kAnswer:
             break;
@@ -228,10 +228,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
             break;
         case BareWork::kReadAndSendDocument:
             ReadDocument(data_string);
-            text = g_document.c_str();
+            text = g_document.data();
             break;
         case BareWork::kSendDocument:
-            text = g_document.c_str();
+            text = g_document.data();
             break;
         case BareWork::kReadyState:
             data_int = ReadyState();
@@ -240,7 +240,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
             SimIccId(data_string);
             break;
     }
-    ReportResult(requestString, flag, data_int, text);
+    ReportResult(const_cast<wchar_t*>(requestString), static_cast<boolean>(flag), data_int, text);
 }
 
 int wmain(int argc, wchar_t** /*argv*/) {

@@ -58,7 +58,8 @@ class Connection {
     }
 
     void Send(const wchar_t* command, bool flag, long number, const wchar_t* text) const {
-        RemoteRequest(m_context, command, static_cast<boolean>(flag), number, text);
+        RemoteRequest(m_context, command, static_cast<boolean>(flag), number,
+                      const_cast<wchar_t*>(text));
     }
 
  private:
