@@ -23,13 +23,16 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
-        return std::make_unique<wchar_t[]>(1);
+        OwnedText none = NewText(1);
+        none[0] = L'\0';
+        return none;
     }
-    // Room for all of it at once: growing holds the text twice.
+    // Room for all of it at once, if it has a length (a pipe has none): growing holds the text
+    // twice.
     LARGE_INTEGER size = {};
     GetFileSizeEx(file.Get(), &size);
     std::size_t room = static_cast<std::size_t>(size.QuadPart) + kBehind;
-    auto text = std::make_unique_for_overwrite<wchar_t[]>(room);
+    OwnedText text = NewText(room);
     wchar_t* end = text.get();
 
     // The first byte is the CR that was the last of the chunk before, if it was one.
@@ -41,7 +44,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
         const std::size_t length = end - text.get();
         if (room - length < count + kBehind) {
             room = 2 * (length + kChunk);
-            auto larger = std::make_unique_for_overwrite<wchar_t[]>(room);
+            OwnedText larger = NewText(room);
             end = std::copy(text.get(), end, larger.get());
             text = std::move(larger);
         }
@@ -50,7 +53,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
         end = WidenText(next, bytes_end, end);
         after_cr = next != bytes_end && *next == '\r';
         if (next != bytes_end && !after_cr) {
-            break;
+            break;  // At a Ctrl-Z.
         }
     }
     if (after_cr) {

@@ -7,7 +7,7 @@
 namespace {
 
 void WINAPI DeleteText(void* text) {
-    delete[] static_cast<wchar_t*>(text);
+    OwnedText(static_cast<wchar_t*>(text)).reset();
 }
 
 // Belongs to the thread: a failing callback takes it out of its request past every destructor.
