@@ -1,8 +1,10 @@
 // Measures the service against the bare server, request by request, side by side.
+//
 //   measure requests ROUNDS DOCUMENT     latency of every kind of request
 //   measure load ROUNDS CLIENTS          throughput of so many clients at once
 //   measure start ENDPOINT COMMAND       from the start of the program to its first answer
 //   measure hold ENDPOINT CLIENTS        so many clients answered and connected, until killed
+//
 // The first two print a line a round, its fields separated by tabs: name; service and bare server:
 // median in microseconds, or requests per second; both 99th percentiles.
 #include <windows.h>
@@ -181,7 +183,7 @@ int MeasureLoad(int rounds, int clients) {
 int MeasureRequests(int rounds, const wchar_t* document) {
     const Connection ours(L"TesselRpcEndpoint");
     const Connection bare(kBareEndpoint);
-    const std::wstring room(64, L' ');
+    const std::wstring padding(64, L' ');
     constexpr wchar_t kToModem[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
     constexpr wchar_t kToWindows[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
     const Kind kinds[] = {
@@ -192,7 +194,7 @@ int MeasureRequests(int rounds, const wchar_t* document) {
         {"USB to Windows", kToWindows, 0, L"", BareWork::kRouteToWindows, 20, kToModem},
         {"USB to Windows, nothing there", kToWindows, 0, L"", BareWork::kRouteToWindows, 20},
         {"modem state", L"MBNHELPER_CHECKINTERFACE", 0, L"", BareWork::kReadyState, 20},
-        {"SIM number", L"MBNHELPER_GETSIMICCID", 0, room, BareWork::kSimIccId, 20},
+        {"SIM number", L"MBNHELPER_GETSIMICCID", 0, padding, BareWork::kSimIccId, 20},
         {"document, file read", L"COMMONHELPER_READEULADOCUMENT", 0, document,
          BareWork::kReadAndSendDocument, 10},
         {"document, reply alone", L"COMMONHELPER_READEULADOCUMENT", 0, document,

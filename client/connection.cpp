@@ -16,8 +16,8 @@ void Connection::Open() {
 void Connection::Send(const RequestValues& request) {
     const std::uint64_t start = MicrosecondsNow();
     // Only the service's copy of the text is written over.
-    RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.data_bool),
-                  request.data_int, const_cast<wchar_t*>(request.data_string.c_str()));
+    RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.flag),
+                  request.number, const_cast<wchar_t*>(request.text.c_str()));
     AddTimeSince(start, times);
 }
 

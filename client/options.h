@@ -9,8 +9,8 @@ struct Options {
     enum class Action { kRequest, kList, kHelp, kVersion, kCheck, kGrant, kRevoke };
     Action action = Action::kRequest;
     std::wstring command;
-    bool data_bool = false;
-    long data_int = 0;
+    bool flag = false;
+    long number = 0;
     std::optional<std::wstring> text;
     bool json = false;
     bool quiet = false;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kChunk = 32768;
 
-// Room behind the text: a CR and a line break that come with the file's end, the zero, and what is
+// Units behind the text: a CR and a line break that come with the file's end, the zero, and what is
 // written of the last block.
 constexpr std::size_t kBehind = 3 + kWidenBlock;
 
@@ -25,11 +25,11 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     if (!file) {
         return std::make_unique<wchar_t[]>(1);
     }
-    // Room for all of it at once: growing holds the text twice.
+    // Memory for all of it at once: growing holds the text twice.
     LARGE_INTEGER size = {};
     GetFileSizeEx(file.Get(), &size);
-    std::size_t room = static_cast<std::size_t>(size.QuadPart) + kBehind;
-    auto text = std::make_unique_for_overwrite<wchar_t[]>(room);
+    std::size_t capacity = static_cast<std::size_t>(size.QuadPart) + kBehind;
+    auto text = std::make_unique_for_overwrite<wchar_t[]>(capacity);
     wchar_t* end = text.get();
 
     // The first byte is the CR that was the last of the chunk before, if it was one.
@@ -39,9 +39,9 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     DWORD count = 0;
     while (ReadFile(file.Get(), &bytes[1], kChunk, &count, nullptr) && count > 0) {
         const std::size_t length = end - text.get();
-        if (room - length < count + kBehind) {
-            room = 2 * (length + kChunk);
-            auto larger = std::make_unique_for_overwrite<wchar_t[]>(room);
+        if (capacity - length < count + kBehind) {
+            capacity = 2 * (length + kChunk);
+            auto larger = std::make_unique_for_overwrite<wchar_t[]>(capacity);
             end = std::copy(text.get(), end, larger.get());
             text = std::move(larger);
         }

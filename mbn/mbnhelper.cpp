@@ -9,19 +9,19 @@
 
 namespace {
 
-// Puts `text` over `data_string`, whose own terminator tells all the room there is. Null changes
-// nothing.
-void CopyOver(wchar_t* data_string, const wchar_t* text) {
-    if (text == nullptr) {
+// Puts `read` over the request's text, whose own terminator tells all the room there is. Null
+// changes nothing.
+void CopyOver(wchar_t* text, const wchar_t* read) {
+    if (read == nullptr) {
         return;
     }
-    const size_t room = wcslen(data_string);
+    const size_t room = wcslen(text);
     size_t length = 0;
-    while (length < room && text[length] != L'\0') {
-        data_string[length] = text[length];
+    while (length < room && read[length] != L'\0') {
+        text[length] = read[length];
         ++length;
     }
-    data_string[length] = L'\0';
+    text[length] = L'\0';
 }
 
 void QueryReadyState(Answer& answer) {

@@ -60,7 +60,7 @@ constexpr auto* kSubscriberIdOf = SubscriberTextOf<&IMbnSubscriberInformation::g
 template <typename Value>
 HRESULT OfLastInterface(HRESULT (*read)(IMbnInterface& modem, Value& value), Value& value) {
     return WalkInterfaces(
-        [=, &value](IMbnInterface& modem) -> WalkStep { return {read(modem, value)}; });
+        [=, &value](IMbnInterface& modem) -> StepResult { return {read(modem, value)}; });
 }
 
 MBN_ACTIVATION_STATE ActivationState(IMbnConnection& connection) {
@@ -107,11 +107,11 @@ HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
         case MbnQuerySelector::kSubscriberId:
             return OfLastInterface(kSubscriberIdOf, *static_cast<BSTR*>(out));
     }
-    return WalkInterfaces([](IMbnInterface& /*modem*/) -> WalkStep { return {S_OK}; });
+    return WalkInterfaces([](IMbnInterface& /*modem*/) -> StepResult { return {S_OK}; });
 }
 
 HRESULT DisconnectAllConnections() {
-    return WalkInterfaces([](IMbnInterface& modem) -> WalkStep {
+    return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
         ComPtr<IMbnConnection> connection;
         HRESULT result = modem.GetConnection(connection.Receive());
         if (FAILED(result) || !connection) {
@@ -126,7 +126,7 @@ HRESULT DisconnectAllConnections() {
 }
 
 HRESULT ConnectWithProfile() {
-    return WalkInterfaces([](IMbnInterface& modem) -> WalkStep {
+    return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
         ComPtr<IMbnConnection> connection;
         HRESULT result = modem.GetConnection(connection.Receive());
         if (FAILED(result) || !connection) {

@@ -108,10 +108,10 @@ bool EqualsIgnoringCase(const wchar_t* left, const wchar_t* right) {
 
 }  // namespace
 
-size_t SplitApnFields(wchar_t* data_string, ApnFields& fields) {
+size_t SplitApnFields(wchar_t* text, ApnFields& fields) {
     fields = {};
     size_t count = 0;
-    while (wchar_t* token = NextToken(data_string)) {
+    while (wchar_t* token = NextToken(text)) {
         if (count < kApnFieldCount) {
             CutText(fields.text[count]).Append(token);
         }
