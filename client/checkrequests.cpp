@@ -16,6 +16,7 @@
 #include "client/answers.h"
 #include "client/commandhelp.h"
 #include "client/connection.h"
+#include "rpc/endpoint.h"
 #include "win32/handle.h"
 
 namespace {
@@ -111,7 +112,7 @@ bool CheckConnection(Findings& findings) {
         findings.Add(Status::kFault, L"requests.open", FailureText(status), FailureAdvice(status));
         return false;
     }
-    findings.Add(Status::kOk, L"requests.open", L"ncalrpc:[TesselRpcEndpoint]");
+    findings.Add(Status::kOk, L"requests.open", kStringBinding);
     if (status != ERROR_SUCCESS) {
         findings.Add(Status::kFault, L"requests.answer", FailureText(status),
                      FailureAdvice(status));
@@ -218,7 +219,7 @@ void LookAtDevice(Findings& findings, bool service_was_asked) {
     // The empty list is one terminator.
     if (length <= 1) {
         findings.Add(Status::kFault, L"device",
-                     L"none of the class {E5A92EF2-3663-46C0-B8FE-CC128DBF1304} is present",
+                     L"none of the class " + GuidText(kControlDeviceClass) + L" is present",
                      L"install the driver of the control device");
         return;
     }

@@ -1,9 +1,10 @@
 #include "client/connection.h"
 
+#include "rpc/endpoint.h"
+#include "win32/rpctext.h"
+
 void Connection::Open() {
-    wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-    const RPC_STATUS status =
-        RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
+    const RPC_STATUS status = RpcBindingFromStringBindingW(RpcText(kStringBinding), &binding);
     if (status != RPC_S_OK) {
         RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
     }

@@ -52,7 +52,9 @@ const wchar_t* StoreValue(std::wstring_view option, const wchar_t* value, Option
     }
     const auto number = ParseNumber(value, 1, kMaximumParallel);
     options.parallel = static_cast<int>(number.value_or(1));
-    return number ? nullptr : L"--parallel takes a whole number from 1 to 1234";
+    static const std::wstring wrong =
+        L"--parallel takes a whole number from 1 to " + std::to_wstring(kMaximumParallel);
+    return number ? nullptr : wrong.c_str();
 }
 
 bool TakesValue(std::wstring_view option) {

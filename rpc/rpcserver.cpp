@@ -6,8 +6,10 @@
 #include <atomic>
 #include <iterator>
 
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
 #include "service/diagnosticlog.h"
+#include "win32/rpctext.h"
 #include "win32/security.h"
 
 // In the import library but not in every header set.
@@ -23,7 +25,6 @@ extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSp
 namespace {
 
 constexpr unsigned kProtocolCalls = 10;
-constexpr unsigned kConcurrentCalls = 1234;
 constexpr unsigned kMinimumCallThreads = 1;
 // Has no effect on local RPC.
 constexpr unsigned kMaximumRequestSize = 0;
@@ -31,11 +32,6 @@ constexpr unsigned kMaximumRequestSize = 0;
 // The bindings with which RpcServerStart registered the endpoint, until RpcServerDisconnect takes
 // them: a stop may come while the start is still at it.
 std::atomic<RPC_BINDING_VECTOR*> g_bindings = nullptr;
-
-// The RPC functions take their texts as writable unsigned short.
-RPC_WSTR RpcText(const wchar_t* text) {
-    return reinterpret_cast<RPC_WSTR>(const_cast<wchar_t*>(text));
-}
 
 EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
     EXPLICIT_ACCESS_W access = {};
@@ -50,8 +46,8 @@ EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
 
 // Registers and listens under `descriptor`.
 RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
-    RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), kProtocolCalls,
-                                               RpcText(L"TesselRpcEndpoint"), descriptor);
+    RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(kProtocolSequence), kProtocolCalls,
+                                               RpcText(kEndpoint), descriptor);
     if (status != RPC_S_OK) {
         return status;
     }

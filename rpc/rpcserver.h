@@ -4,10 +4,6 @@
 #include <windows.h>
 #include <rpc.h>
 
-// The package family of the settings app: the capability of this name is let in.
-inline constexpr wchar_t kSettingsAppPackage[] =
-    L"BRAMBLEELECTRONICSCoLtd.TesselSettings_k2m8qz4tr7vnb";
-
 // Opens the endpoint for everyone and for the settings app's package, registers the interface and
 // listens. To be called once. Calls RpcServerUseProtseqEpW, RpcServerRegisterIf3 and
 // RpcServerListen.

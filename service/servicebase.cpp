@@ -11,19 +11,16 @@
 
 namespace {
 
-// {BE2E880E-F79F-4C30-9C95-09F003A0A7EA}
-constexpr GUID kTracingProvider = {0xBE2E880E,
-                                   0xF79F,
-                                   0x4C30,
-                                   {0x9C, 0x95, 0x09, 0xF0, 0x03, 0xA0, 0xA7, 0xEA}};
-
 constexpr std::size_t kErrorTextCapacity = 260;
 constexpr DWORD kStartPollMilliseconds = 1;
 
 }  // namespace
 
 CServiceBase* CServiceBase::s_service = nullptr;
+// Kept: counts on through the life of the process.
 DWORD CServiceBase::s_checkPoint = 1;
+// A start is in progress; the end has been claimed. Static, for threads that must know it when the
+// object may be gone.
 std::atomic<bool> CServiceBase::s_starting = false;
 std::atomic<bool> CServiceBase::s_ending = false;
 
@@ -31,8 +28,10 @@ CServiceBase::CServiceBase() {
     s_ending = false;
     m_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     m_status.dwCurrentState = SERVICE_START_PENDING;
+    // Kept: pause and continue are not accepted, though they are routed.
     m_status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
 
+    // Kept: the provider is never unregistered.
     const ULONG error = EventRegister(&kTracingProvider, nullptr, nullptr, &m_regHandle);
     if (error != ERROR_SUCCESS) {
         m_regHandle = 0;
@@ -81,6 +80,7 @@ bool CServiceBase::BeginEnding() {
 }
 
 void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
+    // Kept: the failed assertion names the variable, the file and line 85.
     static_assert(__LINE__ == 84, "crash reports of the service name line 85: keep it there");
     assert(s_service != NULL);
 

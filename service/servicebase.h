@@ -7,8 +7,7 @@
 #include <atomic>
 #include <optional>
 
-// The name under which the service is registered, shown and found.
-inline constexpr wchar_t kServiceName[] = L"Tessel Service";
+#include "service/serviceidentity.h"
 
 // Levels of tracing events.
 inline constexpr BYTE kEventLevelFailure = 1;

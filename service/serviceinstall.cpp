@@ -3,7 +3,7 @@
 #include <windows.h>
 
 #include "service/console.h"
-#include "service/servicebase.h"
+#include "service/serviceidentity.h"
 #include "win32/servicehandle.h"
 
 namespace {
