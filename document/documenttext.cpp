@@ -23,6 +23,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
+        // Kept: as an empty file.
         return std::make_unique<wchar_t[]>(1);
     }
     // Memory for all of it at once: growing holds the text twice.
@@ -56,6 +57,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     if (after_cr) {
         *end++ = L'\r';
     }
+    // Kept: a last line without a break gets one.
     if (end != text.get() && end[-1] != L'\n') {
         *end++ = L'\n';
     }

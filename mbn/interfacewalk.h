@@ -92,6 +92,7 @@ HRESULT WalkInterfacesInApartment(const wchar_t* manager_error, Step step) {
 template <typename Step>
 HRESULT WalkInterfaces(Step step) {
     ComApartment apartment;
+    // Kept: the spelling, here and in the profiles; and no message has a line end.
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();
     }

@@ -47,7 +47,9 @@ void Disconnect(Answer& /*answer*/) {
 }
 
 void CreateProfile(Answer& answer) {
+    // Kept: all of them, whoever made them, before it is known whether the new one can be made.
     DeleteAllConnectionProfiles();
+    // Kept: the answer's text is what is left of the request's: its first field.
     CreateProfileFromRequest(answer.text);
 }
 
@@ -56,7 +58,7 @@ void DeleteProfile(Answer& /*answer*/) {
     DeleteAllConnectionProfiles();
 }
 
-// Answered with the request's own values, without a word to the modem.
+// Kept: answered with the request's own values, without a word to the modem.
 void Acknowledge(Answer& /*answer*/) {}
 
 constexpr Command kCommands[] = {

@@ -57,6 +57,7 @@ HRESULT SubscriberTextOf(IMbnInterface& modem, BSTR& value) {
 constexpr auto* kSimIccIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SimIccID>;
 constexpr auto* kSubscriberIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SubscriberID>;
 
+// Kept: all are asked, and the last one that could be prevails.
 template <typename Value>
 HRESULT OfLastInterface(HRESULT (*read)(IMbnInterface& modem, Value& value), Value& value) {
     return WalkInterfaces(
@@ -107,6 +108,7 @@ HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
         case MbnQuerySelector::kSubscriberId:
             return OfLastInterface(kSubscriberIdOf, *static_cast<BSTR*>(out));
     }
+    // Kept: any other selector walks and reads nothing.
     return WalkInterfaces([](IMbnInterface& /*modem*/) -> StepResult { return {S_OK}; });
 }
 
@@ -119,6 +121,7 @@ HRESULT DisconnectAllConnections() {
         }
         if (ActivationState(*connection.Get()) == MBN_ACTIVATION_STATE_ACTIVATED) {
             ULONG request_id = 0;
+            // Kept: here and in Connect, neither the result is looked at nor the end awaited.
             connection.Get()->Disconnect(&request_id);
         }
         return {result};
@@ -133,6 +136,7 @@ HRESULT ConnectWithProfile() {
             return {result};
         }
         switch (ActivationState(*connection.Get())) {
+            // Kept: ends the walk; later interfaces are not connected.
             case MBN_ACTIVATION_STATE_DEACTIVATING:
                 return {result, false};
             case MBN_ACTIVATION_STATE_ACTIVATED:

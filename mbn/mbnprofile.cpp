@@ -11,7 +11,7 @@
 
 namespace {
 
-// Also said of a profile that could not be created.
+// Kept: also said of a profile that could not be created.
 constexpr wchar_t kProfileManagerError[] =
     L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
 
@@ -56,12 +56,12 @@ HRESULT DeleteAllConnectionProfiles() {
 ProfileDocument BuildProfileXml(wchar_t* text) {
     ApnFields fields;
     for (size_t excess = SplitApnFields(text, fields); excess > 0; --excess) {
+        // Kept: that is the message for a field too many.
         ConsolePrint(L"fail over");
     }
 
     const Bstr icc_id = ReadSimIccId();
-    // Nothing depends on the answer; the modem is asked because the sequence of requests to it is
-    // fixed.
+    // Kept: nothing depends on the answer. The sequence of questions to the modem is fixed.
     ReadReadyState();
     const HomeProvider provider = ReadHomeProvider();
     const Bstr subscriber_id = ReadSubscriberId();

@@ -16,6 +16,7 @@ void LogLine(const char* text) {
 
 void LogRequest(const wchar_t* command, bool flag, long number, const wchar_t* text) {
     try {
+        // Kept: Recieved.
         WriteLog("Data Recieved requestString : " + LowBytes(command) +
                  " / data_bool : " + (flag ? "true" : "false") +
                  " / data_int : " + std::to_string(number) + " / data_string : " + LowBytes(text));

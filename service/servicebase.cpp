@@ -89,6 +89,7 @@ void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
     s_starting = true;
     service->m_statusHandle = RegisterServiceCtrlHandlerW(service->m_name, ServiceCtrlHandler);
     if (service->m_statusHandle == nullptr) {
+        // Kept: nobody catches it, and the process ends.
         throw GetLastError();
     }
     service->Start(argc, argv);
@@ -169,8 +170,8 @@ void CServiceBase::Continue() {
     SetServiceStatus(error ? SERVICE_PAUSED : SERVICE_RUNNING);
 }
 
-// At system shutdown there is no time for a tear-down: OnStop does not run and no pending state is
-// shown.
+// Kept: OnStop does not run and no pending state is shown; a failure is not reported. At system
+// shutdown there is no time for a tear-down.
 void CServiceBase::Shutdown() {
     if (!BeginEnding()) {
         return;

@@ -13,6 +13,8 @@
 inline constexpr BYTE kEventLevelFailure = 1;
 inline constexpr BYTE kEventLevelInformation = 4;
 
+// Kept: the C before the name, as before that of the derived class.
+//
 // Brackets a derived class's hooks with reports to the service control manager and turns what they
 // throw (a Win32 code as a DWORD, or anything else) into tracing events. One instance per process
 // runs as the service; it is reached through a static pointer. Nothing here is locked: what the

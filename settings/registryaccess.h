@@ -6,10 +6,11 @@
 #include <optional>
 #include <string>
 
-// What a DWORD read returns when the value could not be read. A stored -100 reads the same.
+// What a DWORD read returns when the value could not be read. Kept: a stored -100 reads the same.
 inline constexpr std::int32_t kRegistryReadError = -100;
 
-// What the system's pen-click shortcut launches once the settings app is registered with it.
+// What the system's pen-click shortcut launches once the settings app is registered with it. Kept:
+// two backslashes.
 inline constexpr wchar_t kPenCustomProtocolUri[] = L"brm-uap-tesselsetting:\\\\pen";
 
 // The first four bytes of a value of any type and up to 100 bytes, or kRegistryReadError. Calls
