@@ -1,6 +1,5 @@
 // The yardstick: a service of the same interface with nothing around the Windows calls of a
-// command. It serves "TesselBareEndpoint"; with any argument, from an ordinary process until it is
-// killed.
+// command. It serves kBareEndpoint; with any argument, from an ordinary process until it is killed.
 #include <windows.h>
 #include <oleauto.h>
 #include <rpc.h>
@@ -13,8 +12,10 @@
 
 #include "benchmark/barework.h"
 #include "mbn/mbnapi.h"
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
 #include "usbpath/usbfnvalues.h"
+#include "win32/rpctext.h"
 
 namespace {
 
@@ -152,17 +153,13 @@ RPC_STATUS Serve() {
     DWORD capability_count = 0;
     DeriveCapabilitySidsFromName(L"bare", &groups, &group_count, &capabilities, &capability_count);
 
-    std::wstring protocol = L"ncalrpc";
-    std::wstring endpoint = kBareEndpoint;
-    constexpr unsigned kCalls = 1234;
     RPC_STATUS status =
-        RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol.data()), 10,
-                               reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
+        RpcServerUseProtseqEpW(RpcText(kProtocolSequence), 10, RpcText(kBareEndpoint), nullptr);
     if (status == RPC_S_OK) {
         status = RpcServerRegisterIfEx(ServiceRpcInterface_v1_0_s_ifspec, nullptr, nullptr,
-                                       RPC_IF_AUTOLISTEN, kCalls, nullptr);
+                                       RPC_IF_AUTOLISTEN, kConcurrentCalls, nullptr);
     }
-    return status == RPC_S_OK ? RpcServerListen(1, kCalls, FALSE) : status;
+    return status == RPC_S_OK ? RpcServerListen(1, kConcurrentCalls, FALSE) : status;
 }
 
 SERVICE_STATUS_HANDLE g_status = nullptr;

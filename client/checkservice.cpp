@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "client/servicesid.h"
-#include "service/servicebase.h"
-#include "service/serviceinstall.h"
+#include "service/serviceidentity.h"
 #include "win32/module.h"
 #include "win32/servicehandle.h"
 

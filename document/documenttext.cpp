@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kChunk = 32768;
 
-// Room behind the text: a CR and a line break that come with the file's end, the zero, and what is
+// Units behind the text: a CR and a line break that come with the file's end, the zero, and what is
 // written of the last block.
 constexpr std::size_t kBehind = 3 + kWidenBlock;
 
@@ -23,16 +23,17 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
+        // Kept: as an empty file.
         OwnedText none = NewText(1);
         none[0] = L'\0';
         return none;
     }
-    // Room for all of it at once, if it has a length (a pipe has none): growing holds the text
+    // Memory for all of it at once, if it has a length (a pipe has none): growing holds the text
     // twice.
     LARGE_INTEGER size = {};
     GetFileSizeEx(file.Get(), &size);
-    std::size_t room = static_cast<std::size_t>(size.QuadPart) + kBehind;
-    OwnedText text = NewText(room);
+    std::size_t capacity = static_cast<std::size_t>(size.QuadPart) + kBehind;
+    OwnedText text = NewText(capacity);
     wchar_t* end = text.get();
 
     // The first byte is the CR that was the last of the chunk before, if it was one.
@@ -42,9 +43,9 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     DWORD count = 0;
     while (ReadFile(file.Get(), &bytes[1], kChunk, &count, nullptr) && count > 0) {
         const std::size_t length = end - text.get();
-        if (room - length < count + kBehind) {
-            room = 2 * (length + kChunk);
-            OwnedText larger = NewText(room);
+        if (capacity - length < count + kBehind) {
+            capacity = 2 * (length + kChunk);
+            OwnedText larger = NewText(capacity);
             end = std::copy(text.get(), end, larger.get());
             text = std::move(larger);
         }
@@ -59,6 +60,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     if (after_cr) {
         *end++ = L'\r';
     }
+    // Kept: a last line without a break gets one.
     if (end != text.get() && end[-1] != L'\n') {
         *end++ = L'\n';
     }

@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     Require(options->repeat >= 1 && options->parallel >= 1 &&
             options->parallel <= kMaximumParallel);
-    Require(options->data_int >= -2147483648L && options->data_int <= 2147483647L);
+    Require(options->number >= -2147483648L && options->number <= 2147483647L);
     const auto given = [&](const std::wstring& text) {
         return std::ranges::find(arguments, text) != arguments.end();
     };
@@ -28,6 +28,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     Require(!options->text || (given(L"--text") && given(*options->text)));
     Require(!options->json || given(L"--json"));
-    Require(!options->data_bool || given(L"true"));
+    Require(!options->flag || given(L"true"));
     return 0;
 }

@@ -26,9 +26,9 @@ struct Command {
 // the request's own; the four values are those of the request.
 void AnswerCommand(std::span<const Command> commands,
                    const wchar_t* command,
-                   bool data_bool,
-                   long data_int,
-                   wchar_t* data_string);
+                   bool flag,
+                   long number,
+                   wchar_t* text);
 
 // For actions: makes `text` the answer's. It is freed behind the answer or, where an exception
 // takes the thread out of its request, before the thread's next action or with the thread. Throws

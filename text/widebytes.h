@@ -29,8 +29,9 @@ inline const signed char* FindCrOrCtrlZ(const signed char* bytes) {
     }
 }
 
-// Writes one UTF-16 code unit for each of `count` bytes, sign-extended with no code page involved:
-// a byte below 0x80 stays what it is, others come out as U+FF80 to U+FFFF. Returns the end.
+// Writes one UTF-16 code unit for each of `count` bytes. Kept: sign-extended, with no code page
+// involved: a byte below 0x80 stays what it is, others come out as U+FF80 to U+FFFF. Returns the
+// end.
 inline wchar_t* Widen(const signed char* __restrict bytes,
                       std::size_t count,
                       wchar_t* __restrict text) {

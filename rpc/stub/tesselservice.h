@@ -41,9 +41,11 @@ void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context);
 
 // Sends one answer to the client whose request the calling thread is executing, and returns when
 // the client's own ReportResult has returned. `command` is the request's command string as
-// received; neither string may be null, both stay the caller's. Legal only inside RemoteRequest and
-// on its thread. A client that cannot be reached or whose routine raises gives a structured
-// exception, of any code, that runs no C++ destructors on its way.
+// received; neither string may be null, both stay the caller's.
+//
+// Legal only inside RemoteRequest and on its thread. A client that cannot be reached or whose
+// routine raises gives a structured exception, of any code, that runs no C++ destructors on its
+// way.
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text);
 
 #ifdef __cplusplus

@@ -12,7 +12,9 @@
 #include <cwchar>
 #include <set>
 
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
+#include "win32/rpctext.h"
 
 namespace {
 
@@ -92,9 +94,8 @@ void ReportResult(wchar_t* /*command*/, boolean /*flag*/, long /*number*/, wchar
 }
 
 int wmain(int argc, wchar_t** argv) {
-    wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
     RPC_BINDING_HANDLE binding = nullptr;
-    RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
+    RpcBindingFromStringBindingW(RpcText(kStringBinding), &binding);
     RemoteOpen(binding, &g_context);
     if (argc > 3 && std::wcscmp(argv[1], L"raise") == 0) {
         RaiseAll(argv[2], argv + 3, argc - 3);

@@ -7,7 +7,9 @@
 #include <atomic>
 #include <cstdio>
 
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
+#include "win32/rpctext.h"
 
 enum ExitCode { kPassed = 0, kFailed = 1, kUnreachable = 3, kHung = 4, kCrashed = 5 };
 
@@ -34,8 +36,7 @@ struct Connection {
     REQUEST_CONTEXT_HANDLE context = nullptr;
 
     void Open() {
-        wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-        RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
+        RpcBindingFromStringBindingW(RpcText(kStringBinding), &binding);
         RemoteOpen(binding, &context);
     }
 

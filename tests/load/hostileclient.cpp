@@ -36,7 +36,8 @@ bool Served(const Connection& connection, const Request& request) {
     g_answers = 0;
     g_fits = true;
     RemoteRequest(connection.context, request.sent->command,
-                  static_cast<boolean>(request.flag ? 1 : 0), request.number, const_cast<wchar_t*>(request.text.c_str()));
+                  static_cast<boolean>(request.flag ? 1 : 0), request.number,
+                  const_cast<wchar_t*>(request.text.c_str()));
     return g_fits && g_answers == request.sent->answers;
 }
 
@@ -73,7 +74,7 @@ RPC_CLIENT_INTERFACE g_interface = {
 class RawClient {
  public:
     explicit RawClient(const std::wstring& options) {
-        std::wstring address = L"ncalrpc:[TesselRpcEndpoint" + options + L"]";
+        std::wstring address = std::wstring(kProtocolSequence) + L":[" + kEndpoint + options + L"]";
         RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address.data()), &m_binding);
     }
 

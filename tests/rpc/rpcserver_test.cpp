@@ -168,6 +168,7 @@ struct Step {
     bool returns_status = true;
 };
 
+// Written down apart from the product, as is the package: what clients rely on.
 std::vector<Step> Steps() {
     const std::string capability = Narrow(DeriveCapabilitySidNames(kPackage).capability);
     return {
