@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "client/answerformat.h"
-#include "client/commandhelp.h"
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requesttimes.h"
@@ -120,18 +119,6 @@ TEST(OutputTest, AConsoleGetsALongTextWholeInPieces) {
     }
     PrintLine(line);
     EXPECT_TRUE(g_console == line + L"\n");
-}
-
-TEST(CommandHelpTest, EveryRoutedCommandHasHelpAndOnlyIdentitiesNeedRoom) {
-    EXPECT_EQ(AllCommandHelp().size(), 37U);
-    int need_room = 0;
-    for (const CommandHelp& row : AllCommandHelp()) {
-        EXPECT_GT(std::wstring_view(row.help).size(), 10U) << row.command;
-        need_room += row.needs_padding ? 1 : 0;
-    }
-    EXPECT_EQ(need_room, 4);
-    EXPECT_TRUE(FindCommandHelp(L"MBNHELPER_GETSIMICCID")->needs_padding);
-    EXPECT_EQ(FindCommandHelp(L"REGISTRYHELPER_GETDEVICENAME"), nullptr);
 }
 
 }  // namespace
