@@ -7,6 +7,8 @@ build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5 modem=$6 widl=${7:-}
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 starts=200
+# Under emulation each takes most of a second.
+[ "$TESSEL_MACHINE" = x64 ] || starts=20
 
 wine_prefix_ready || exit 1
 notebook_install_programs "$build" && notebook_copy "$logged" "$crashclient" "$example" "$startstop" || exit 1
