@@ -1,6 +1,5 @@
 // The yardstick: a service of the same interface with nothing around the Windows calls of a
-// command. It serves "TesselBareEndpoint"; with any argument, from an ordinary process until it is
-// killed.
+// command. It serves kBareEndpoint; with any argument, from an ordinary process until it is killed.
 #include <windows.h>
 #include <oleauto.h>
 #include <rpc.h>
@@ -13,8 +12,10 @@
 
 #include "benchmark/barework.h"
 #include "mbn/mbnapi.h"
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
 #include "usbpath/usbfnvalues.h"
+#include "win32/rpctext.h"
 
 namespace {
 
@@ -152,17 +153,13 @@ RPC_STATUS Serve() {
     DWORD capability_count = 0;
     DeriveCapabilitySidsFromName(L"bare", &groups, &group_count, &capabilities, &capability_count);
 
-    std::wstring protocol = L"ncalrpc";
-    std::wstring endpoint = kBareEndpoint;
-    constexpr unsigned kCalls = 1234;
     RPC_STATUS status =
-        RpcServerUseProtseqEpW(reinterpret_cast<RPC_WSTR>(protocol.data()), 10,
-                               reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr);
+        RpcServerUseProtseqEpW(RpcText(kProtocolSequence), 10, RpcText(kBareEndpoint), nullptr);
     if (status == RPC_S_OK) {
         status = RpcServerRegisterIfEx(ServiceRpcInterface_v1_0_s_ifspec, nullptr, nullptr,
-                                       RPC_IF_AUTOLISTEN, kCalls, nullptr);
+                                       RPC_IF_AUTOLISTEN, kConcurrentCalls, nullptr);
     }
-    return status == RPC_S_OK ? RpcServerListen(1, kCalls, FALSE) : status;
+    return status == RPC_S_OK ? RpcServerListen(1, kConcurrentCalls, FALSE) : status;
 }
 
 SERVICE_STATUS_HANDLE g_status = nullptr;
@@ -209,7 +206,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
         return;
     }
     bool flag = data_bool != 0;
-    const wchar_t* text = data_string;
+    wchar_t* text = data_string;
     switch (g_work) {
         case BareWork::kAnswer:
             break;
@@ -228,10 +225,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
             break;
         case BareWork::kReadAndSendDocument:
             ReadDocument(data_string);
-            text = g_document.c_str();
+            text = g_document.data();
             break;
         case BareWork::kSendDocument:
-            text = g_document.c_str();
+            text = g_document.data();
             break;
         case BareWork::kReadyState:
             data_int = ReadyState();
@@ -240,7 +237,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
             SimIccId(data_string);
             break;
     }
-    ReportResult(requestString, flag, data_int, text);
+    ReportResult(const_cast<wchar_t*>(requestString), flag, data_int, text);
 }
 
 int wmain(int argc, wchar_t** /*argv*/) {

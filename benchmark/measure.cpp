@@ -1,8 +1,11 @@
 // Measures the service against the bare server, request by request, side by side.
+//
 //   measure requests ROUNDS DOCUMENT     latency of every kind of request
 //   measure load ROUNDS CLIENTS          throughput of so many clients at once
-//   measure start ENDPOINT COMMAND       from the start of the program to its first answer
-//   measure hold ENDPOINT CLIENTS        so many clients answered and connected, until killed
+//   measure start SERVER COMMAND         from the start of the program to its first answer
+//   measure hold SERVER CLIENTS          so many clients answered and connected, until killed
+//
+// SERVER is "service" or "bare".
 // The first two print a line a round, its fields separated by tabs: name; service and bare server:
 // median in microseconds, or requests per second; both 99th percentiles.
 #include <windows.h>
@@ -14,9 +17,11 @@
 #include <cstdlib>
 #include <cwchar>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "benchmark/barework.h"
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
 
 namespace {
@@ -58,7 +63,8 @@ class Connection {
     }
 
     void Send(const wchar_t* command, bool flag, long number, const wchar_t* text) const {
-        RemoteRequest(m_context, command, static_cast<boolean>(flag), number, text);
+        RemoteRequest(m_context, command, static_cast<boolean>(flag), number,
+                      const_cast<wchar_t*>(text));
     }
 
  private:
@@ -165,7 +171,7 @@ void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const 
 int MeasureLoad(int rounds, int clients) {
     const Kind kind = {
         "requests per second", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 100};
-    const std::vector<Connection> ours = Connect(L"TesselRpcEndpoint", clients);
+    const std::vector<Connection> ours = Connect(kEndpoint, clients);
     const std::vector<Connection> bare = Connect(kBareEndpoint, clients);
     bare.front().Send(kChooseWork, false, static_cast<long>(kind.bare), L"");
     for (int round = 0; round <= rounds; ++round) {
@@ -179,9 +185,9 @@ int MeasureLoad(int rounds, int clients) {
 }
 
 int MeasureRequests(int rounds, const wchar_t* document) {
-    const Connection ours(L"TesselRpcEndpoint");
+    const Connection ours(kEndpoint);
     const Connection bare(kBareEndpoint);
-    const std::wstring room(64, L' ');
+    const std::wstring padding(64, L' ');
     constexpr wchar_t kToModem[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
     constexpr wchar_t kToWindows[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
     const Kind kinds[] = {
@@ -192,7 +198,7 @@ int MeasureRequests(int rounds, const wchar_t* document) {
         {"USB to Windows", kToWindows, 0, L"", BareWork::kRouteToWindows, 20, kToModem},
         {"USB to Windows, nothing there", kToWindows, 0, L"", BareWork::kRouteToWindows, 20},
         {"modem state", L"MBNHELPER_CHECKINTERFACE", 0, L"", BareWork::kReadyState, 20},
-        {"SIM number", L"MBNHELPER_GETSIMICCID", 0, room, BareWork::kSimIccId, 20},
+        {"SIM number", L"MBNHELPER_GETSIMICCID", 0, padding, BareWork::kSimIccId, 20},
         {"document, file read", L"COMMONHELPER_READEULADOCUMENT", 0, document,
          BareWork::kReadAndSendDocument, 10},
         {"document, reply alone", L"COMMONHELPER_READEULADOCUMENT", 0, document,
@@ -248,6 +254,10 @@ int Hold(const wchar_t* endpoint, int clients) {
     return 0;
 }
 
+const wchar_t* EndpointOf(std::wstring_view server) {
+    return server == L"bare" ? kBareEndpoint : kEndpoint;
+}
+
 // An unreachable server raises a structured exception: the thread that met it is given up.
 LONG WINAPI EndThread(EXCEPTION_POINTERS* /*exception*/) {
     ExitThread(1);
@@ -272,10 +282,10 @@ int wmain(int argc, wchar_t** argv) {
         return MeasureLoad(std::wcstol(argv[2], nullptr, 10), std::wcstol(argv[3], nullptr, 10));
     }
     if (mode == L"start") {
-        return MeasureStart(argv[2], argv[3]);
+        return MeasureStart(EndpointOf(argv[2]), argv[3]);
     }
     if (mode == L"hold") {
-        return Hold(argv[2], std::wcstol(argv[3], nullptr, 10));
+        return Hold(EndpointOf(argv[2]), std::wcstol(argv[3], nullptr, 10));
     }
     return 2;
 }

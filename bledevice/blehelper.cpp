@@ -13,6 +13,7 @@ void GetSwitch(Answer& answer) {
     answer.number = static_cast<long>(value);
 }
 
+// Kept: the answer is the request, whether the device took the value or not.
 void SetSwitch(Answer& answer) {
     WriteControlDeviceValue(answer.flag ? kControlDeviceOn : kControlDeviceOff);
 }

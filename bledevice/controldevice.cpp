@@ -29,7 +29,7 @@ int Control(DWORD code, const std::uint32_t* input, std::uint32_t* output) {
                          input != nullptr ? sizeof(in_value) : 0,
                          output != nullptr ? &out_value : nullptr,
                          output != nullptr ? sizeof(out_value) : 0, &returned, nullptr)) {
-        // Stays open for good.
+        // Kept: stays open for good.
         device.Release();
         return 1;
     }
@@ -55,7 +55,7 @@ int OpenControlDevice(HANDLE* device) {
         paths[0] == L'\0') {
         return 1;
     }
-    // Overlapped, although every control call is made without an overlapped structure.
+    // Kept: overlapped, although every control call is made without an overlapped structure.
     HANDLE opened =
         CreateFileW(paths, FILE_READ_DATA | FILE_WRITE_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);

@@ -19,15 +19,15 @@ inline constexpr std::uint32_t kControlDeviceOn = 85;
 inline constexpr std::uint32_t kControlDeviceOff = 0;
 
 // Opens the first present device of the class for reading and writing; the caller closes `device`
-// with CloseHandle. A list of devices longer than 256 characters counts as no device. Stands on
+// with CloseHandle. A list of devices longer than 256 characters counts as no device. Calls
 // CM_Get_Device_Interface_List_SizeW, CM_Get_Device_Interface_ListW and CreateFileW.
 int OpenControlDevice(HANDLE* device);
 
-// Stores 1 if the device supports the switch, 0 if it does not. Stands on DeviceIoControl.
+// Stores 1 if the device supports the switch, 0 if it does not. Calls DeviceIoControl.
 int QueryControlDeviceSupport(std::uint32_t* supported);
 
-// Stores the current switch value. Stands on DeviceIoControl.
+// Stores the current switch value. Calls DeviceIoControl.
 int ReadControlDeviceValue(std::uint32_t* value);
 
-// Sets the switch value. Stands on DeviceIoControl.
+// Sets the switch value. Calls DeviceIoControl.
 int WriteControlDeviceValue(std::uint32_t value);

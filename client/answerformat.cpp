@@ -48,12 +48,12 @@ std::wstring JsonText(std::wstring_view text) {
 }
 
 std::wstring FormatAnswer(AnswerFormat format,
-                          std::wstring_view room,
+                          std::wstring_view padding,
                           std::wstring_view command,
                           bool flag,
                           long number,
                           std::wstring_view text) {
-    const bool unread = !room.empty() && text == room;
+    const bool unread = !padding.empty() && text == padding;
     const std::wstring shown = unread ? L"\"\"" : JsonText(text);
     const wchar_t* flag_text = flag ? L"true" : L"false";
     if (format == AnswerFormat::kJson) {

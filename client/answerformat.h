@@ -10,9 +10,10 @@ std::wstring JsonText(std::wstring_view text);
 // How answers are printed: a line for people, or a line of JSON.
 enum class AnswerFormat { kPlain, kJson };
 
-// One answer as a line without its end, in UTF-16.
+// One answer as a line without its end, in UTF-16. A text that is still the request's `padding` is
+// shown as one that was not read, unless the padding is empty.
 std::wstring FormatAnswer(AnswerFormat format,
-                          std::wstring_view room,
+                          std::wstring_view padding,
                           std::wstring_view command,
                           bool flag,
                           long number,

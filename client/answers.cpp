@@ -10,11 +10,11 @@ namespace {
 
 AnswerHandler g_handler = nullptr;
 AnswerFormat g_format = AnswerFormat::kPlain;
-std::wstring g_room;
+std::wstring g_padding;
 std::atomic<long> g_count = 0;
 
 void Print(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    PrintLine(FormatAnswer(g_format, g_room, command, flag, number, text));
+    PrintLine(FormatAnswer(g_format, g_padding, command, flag, number, text));
 }
 
 }  // namespace
@@ -23,9 +23,9 @@ void HandleAnswers(AnswerHandler handler) {
     g_handler = handler;
 }
 
-void PrintAnswersAs(AnswerFormat format, std::wstring room) {
+void PrintAnswersAs(AnswerFormat format, std::wstring padding) {
     g_format = format;
-    g_room = std::move(room);
+    g_padding = std::move(padding);
     HandleAnswers(Print);
 }
 

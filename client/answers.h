@@ -11,9 +11,9 @@ using AnswerHandler = void (*)(const wchar_t* command, bool flag, long number, c
 // Hands every answer to `handler` from now on; null, as at the start, only counts them.
 void HandleAnswers(AnswerHandler handler);
 
-// Prints every answer from now on. `room` is the padding that a request sent to make room for its
-// answer: an answer that is still the padding is shown as unread.
-void PrintAnswersAs(AnswerFormat format, std::wstring room);
+// Prints every answer from now on. `padding` is the text that the requests send to make room for
+// the answer's; see FormatAnswer.
+void PrintAnswersAs(AnswerFormat format, std::wstring padding);
 
 // Answers received since the program started.
 long AnswerCount();

@@ -11,13 +11,11 @@
 #include "client/finding.h"
 #include "client/output.h"
 #include "client/servicesid.h"
-#include "rpc/rpcserver.h"
+#include "rpc/endpoint.h"
+#include "service/serviceidentity.h"
 #include "win32/security.h"
 
 namespace {
-
-// As the service registers it.
-#define TRACING_PROVIDER L"{BE2E880E-F79F-4C30-9C95-09F003A0A7EA}"
 
 void CheckCapability(Findings& findings) {
     LocalSidArray groups;
@@ -43,9 +41,11 @@ CheckResult Check(bool json, const wchar_t* version) {
     CheckKeys(findings, sid_type);
     CheckCapability(findings);
     const bool reached = CheckRequests(findings);
-    findings.Add(Status::kOk, L"tracing", L"provider " TRACING_PROVIDER,
-                 L"to record its events: logman start tessel -p " TRACING_PROVIDER
-                 L" -o tessel.etl -ets; logman stop tessel -ets; tracerpt tessel.etl -o tessel.xml");
+    const std::wstring provider = GuidText(kTracingProvider);
+    findings.Add(Status::kOk, L"tracing", L"provider " + provider,
+                 L"to record its events: logman start tessel -p " + provider +
+                     L" -o tessel.etl -ets; logman stop tessel -ets; tracerpt tessel.etl -o "
+                     L"tessel.xml");
     if (!json) {
         PrintLine(std::to_wstring(findings.Count()) + L" items, " +
                   std::to_wstring(findings.Faults()) + L" faults, " +

@@ -1,36 +1,32 @@
 #include "client/checkkeys.h"
 
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "client/keyaccess.h"
 #include "client/servicekeys.h"
 #include "client/servicesid.h"
-#include "service/servicebase.h"
+#include "service/serviceidentity.h"
 #include "win32/registrykey.h"
 
 namespace {
 
 // Who the service's process may be.
 struct Tokens {
-    std::vector<Sid> account;
-    std::vector<Sid> account_and_service;
+    std::optional<Sid> own = ServiceSid(kServiceName);
+    std::vector<Sid> account = LocalServiceSids();
+    std::vector<Sid> account_and_service = account;
 };
 
 Tokens MakeTokens() {
-    Tokens tokens = {LocalServiceSids(), LocalServiceSids()};
-    if (const std::optional<Sid> own = ServiceSid(kServiceName)) {
-        tokens.account_and_service.push_back(*own);
+    Tokens tokens;
+    if (tokens.own) {
+        tokens.account_and_service.push_back(*tokens.own);
     }
     return tokens;
 }
-
-struct Judgement {
-    Status status;
-    std::wstring found;
-    std::wstring advice;
-};
 
 std::wstring Hex(ACCESS_MASK mask) {
     constexpr wchar_t kDigits[] = L"0123456789abcdef";
@@ -49,22 +45,13 @@ Judgement JudgeAccess(HKEY key, const Tokens& tokens, const ServiceSidType& sid_
     const auto missing = [&](const std::vector<Sid>& token) {
         return MissingKeyRights(security.acl, security.owner, token, KEY_ALL_ACCESS);
     };
-    const ACCESS_MASK without_sid = missing(tokens.account);
-    const ACCESS_MASK with_sid = missing(tokens.account_and_service);
-    if (without_sid == 0) {
-        return {Status::kOk, L"open to LocalService", L""};
+    const ACCESS_MASK service_lacks = missing(tokens.account_and_service);
+    Judgement judgement = JudgeRights(missing(tokens.account), service_lacks, sid_type);
+    if (judgement.status == Status::kFault && service_lacks != 0 && tokens.own &&
+        WithFullControl(*security.acl, *tokens.own).empty()) {
+        judgement.advice = L"its access list gives it and denies it: take the denial away";
     }
-    if (with_sid != 0) {
-        return {Status::kFault, L"closed to the service (lacks " + Hex(with_sid) + L")",
-                kGrantAdvice};
-    }
-    if (sid_type.IsSet()) {
-        return {Status::kOk, L"open to the service's own SID", L""};
-    }
-    if (sid_type.type) {
-        return {Status::kFault, L"open to the service's own SID, which is not on", kGrantAdvice};
-    }
-    return {Status::kWarning, L"open to the service's own SID, if that is on", L""};
+    return judgement;
 }
 
 std::wstring TypeName(DWORD type) {
@@ -139,6 +126,25 @@ Judgement Judge(const ServiceKey& expected, const Tokens& tokens, const ServiceS
 }
 
 }  // namespace
+
+Judgement JudgeRights(ACCESS_MASK account_lacks,
+                      ACCESS_MASK service_lacks,
+                      const ServiceSidType& sid_type) {
+    const ACCESS_MASK lacks = sid_type.IsSet() ? service_lacks : account_lacks;
+    if (lacks == 0) {
+        return {Status::kOk,
+                account_lacks == 0 ? L"open to LocalService" : L"open to the service's own SID",
+                L""};
+    }
+    if (service_lacks != 0) {
+        return {Status::kFault, L"closed to the service (lacks " + Hex(service_lacks) + L")",
+                kGrantAdvice};
+    }
+    if (!sid_type.type) {
+        return {Status::kWarning, L"open to the service's own SID, if that is on", L""};
+    }
+    return {Status::kFault, L"open to the service's own SID, which is not on", kGrantAdvice};
+}
 
 void CheckKeys(Findings& findings, const ServiceSidType& sid_type) {
     const Tokens tokens = MakeTokens();

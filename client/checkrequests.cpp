@@ -16,6 +16,7 @@
 #include "client/answers.h"
 #include "client/commandhelp.h"
 #include "client/connection.h"
+#include "rpc/endpoint.h"
 #include "win32/handle.h"
 
 namespace {
@@ -111,15 +112,15 @@ bool CheckConnection(Findings& findings) {
         findings.Add(Status::kFault, L"requests.open", FailureText(status), FailureAdvice(status));
         return false;
     }
-    findings.Add(Status::kOk, L"requests.open", L"ncalrpc:[TesselRpcEndpoint]");
+    findings.Add(Status::kOk, L"requests.open", kStringBinding);
     if (status != ERROR_SUCCESS) {
         findings.Add(Status::kFault, L"requests.answer", FailureText(status),
                      FailureAdvice(status));
         return false;
     }
     const auto answered = std::ranges::count_if(g_exchange->answers, [&](const Answer& answer) {
-        return answer.came && answer.flag && answer.number == echo.data_int &&
-               answer.text == echo.data_string;
+        return answer.came && answer.flag && answer.number == echo.number &&
+               answer.text == echo.text;
     });
     RequestTimes& times = g_exchange->connection.times;
     times.erase(times.begin());
@@ -166,10 +167,10 @@ constexpr Identity kIdentities[] = {
 
 // Whether the service can be asked for more.
 bool CheckModem(Findings& findings) {
-    const std::wstring room(kAnswerRoom, L' ');
+    const std::wstring padding(kPaddingLength, L' ');
     std::vector<RequestValues> requests = {{L"MBNHELPER_CHECKINTERFACE", false, 0, L""}};
     for (const Identity& identity : kIdentities) {
-        requests.push_back({identity.command, false, 0, room});
+        requests.push_back({identity.command, false, 0, padding});
     }
     const DWORD status = CarryOut(requests);
     if (status != ERROR_SUCCESS) {
@@ -189,7 +190,7 @@ bool CheckModem(Findings& findings) {
     std::wstring unread;
     for (std::size_t i = 0; i < std::size(kIdentities); ++i) {
         const std::wstring& text = answers[i + 1].text;
-        std::wstring& list = text.empty() || text == room ? unread : read;
+        std::wstring& list = text.empty() || text == padding ? unread : read;
         list += (list.empty() ? L"" : L", ") + std::wstring(kIdentities[i].name);
     }
     findings.Add(unread.empty() ? Status::kOk : Status::kWarning, L"modem.identity",
@@ -218,7 +219,7 @@ void LookAtDevice(Findings& findings, bool service_was_asked) {
     // The empty list is one terminator.
     if (length <= 1) {
         findings.Add(Status::kFault, L"device",
-                     L"none of the class {E5A92EF2-3663-46C0-B8FE-CC128DBF1304} is present",
+                     L"none of the class " + GuidText(kControlDeviceClass) + L" is present",
                      L"install the driver of the control device");
         return;
     }

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "client/servicesid.h"
-#include "service/servicebase.h"
-#include "service/serviceinstall.h"
+#include "service/serviceidentity.h"
 #include "win32/module.h"
 #include "win32/servicehandle.h"
 
@@ -81,7 +80,7 @@ void CheckConfig(Findings& findings, SC_HANDLE service, const wchar_t* version) 
     auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
     DWORD needed = 0;
     if (!QueryServiceConfigW(service, config, kConfigBytes, &needed)) {
-        findings.Add(Status::kWarning, L"service.config",
+        findings.Add(Status::kWarning, L"service.account",
                      L"cannot be read: " + ErrorText(GetLastError()));
         return;
     }

@@ -9,11 +9,11 @@ struct CommandHelp {
     const wchar_t* help;
     // Whether the answer's text is written over the request's own, so that a request needs a text
     // as long as what it asks for.
-    bool needs_room = false;
+    bool needs_padding = false;
 };
 
-// The length of such a text: more than any identity that a modem gives.
-inline constexpr std::size_t kAnswerRoom = 64;
+// The length of the padding that is sent for it: more than any identity that a modem gives.
+inline constexpr std::size_t kPaddingLength = 64;
 
 // Every command that the service routes, in the order in which it compares them.
 std::span<const CommandHelp> AllCommandHelp();

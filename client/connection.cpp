@@ -1,9 +1,10 @@
 #include "client/connection.h"
 
+#include "rpc/endpoint.h"
+#include "win32/rpctext.h"
+
 void Connection::Open() {
-    wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-    const RPC_STATUS status =
-        RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &binding);
+    const RPC_STATUS status = RpcBindingFromStringBindingW(RpcText(kStringBinding), &binding);
     if (status != RPC_S_OK) {
         RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
     }
@@ -16,8 +17,8 @@ void Connection::Open() {
 void Connection::Send(const RequestValues& request) {
     const std::uint64_t start = MicrosecondsNow();
     // Only the service's copy of the text is written over.
-    RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.data_bool),
-                  request.data_int, const_cast<wchar_t*>(request.data_string.c_str()));
+    RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.flag),
+                  request.number, const_cast<wchar_t*>(request.text.c_str()));
     AddTimeSince(start, times);
 }
 

@@ -12,9 +12,9 @@
 // What a request carries.
 struct RequestValues {
     std::wstring command;
-    bool data_bool = false;
-    long data_int = 0;
-    std::wstring data_string;
+    bool flag = false;
+    long number = 0;
+    std::wstring text;
 };
 
 // A context over a binding of its own. A call that fails raises a structured exception with the

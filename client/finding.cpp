@@ -1,6 +1,6 @@
 #include "client/finding.h"
 
-#include <windows.h>
+#include <objbase.h>
 
 #include <iterator>
 #include <utility>
@@ -48,6 +48,12 @@ void Findings::Add(Status status, std::wstring item, std::wstring found, std::ws
     ++m_count;
     m_warnings += status == Status::kWarning ? 1 : 0;
     m_faults += status == Status::kFault || status == Status::kFailed ? 1 : 0;
+}
+
+std::wstring GuidText(const GUID& id) {
+    wchar_t text[39] = {};
+    StringFromGUID2(id, text, std::size(text));
+    return text;
 }
 
 std::wstring ErrorText(unsigned long error) {

@@ -1,6 +1,8 @@
 // What tesselctl found or did, item by item.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 
 // Of a thing looked at: kOk, kWarning, kFault. Of a thing to be changed: kDone, kUnchanged (it was
@@ -41,6 +43,9 @@ class Findings {
     int m_warnings = 0;
     int m_faults = 0;
 };
+
+// `id` in braces and capitals. Calls StringFromGUID2.
+std::wstring GuidText(const GUID& id);
 
 // A Win32 error as "error 5 (Access is denied)", in the words of the system. Calls FormatMessageW.
 std::wstring ErrorText(unsigned long error);

@@ -13,7 +13,7 @@
 #include "client/keyaccess.h"
 #include "client/servicekeys.h"
 #include "client/servicesid.h"
-#include "service/servicebase.h"
+#include "service/serviceidentity.h"
 #include "win32/registrykey.h"
 #include "win32/servicehandle.h"
 

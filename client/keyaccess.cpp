@@ -137,7 +137,10 @@ LSTATUS ReadKeySecurity(HKEY key, KeySecurity& security) {
 
 std::vector<BYTE> WithFullControl(const ACL& acl, const Sid& sid) {
     Entries entries = EntriesOf(acl);
-    if (std::ranges::any_of(entries, [&](const auto* e) { return GivesFullControl(*e, sid); })) {
+    const auto is_it = [&](const auto* e) {
+        return GivesFullControl(*e, sid) && (e->Header.AceFlags & CONTAINER_INHERIT_ACE) != 0;
+    };
+    if (std::ranges::any_of(entries, is_it)) {
         return {};
     }
     const FullControlEntry added = {

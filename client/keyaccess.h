@@ -34,7 +34,7 @@ LSTATUS ReadKeySecurity(HKEY key, KeySecurity& security);
 // of the key's own and before the inherited ones. Nothing when it is there already.
 std::vector<BYTE> WithFullControl(const ACL& acl, const Sid& sid);
 
-// The list without such entries. Nothing when there is none.
+// The list without the entries that give `sid` all access. Nothing when there is none.
 std::vector<BYTE> WithoutFullControl(const ACL& acl, const Sid& sid);
 
 // Puts `acl`, an access list, in the place of the key's; everything else of the security stays. The

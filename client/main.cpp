@@ -149,12 +149,12 @@ bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTime
 
 int Request(const Options& options) {
     const CommandHelp* help = FindCommandHelp(options.command);
-    const std::wstring room(help != nullptr && help->needs_room && !options.text ? kAnswerRoom : 0,
-                            L' ');
-    const RequestValues request = {options.command, options.data_bool, options.data_int,
-                                   options.text.value_or(room)};
+    const std::wstring padding(
+        help != nullptr && help->needs_padding && !options.text ? kPaddingLength : 0, L' ');
+    const RequestValues request = {options.command, options.flag, options.number,
+                                   options.text.value_or(padding)};
     if (!options.quiet) {
-        PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, room);
+        PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, padding);
     }
 
     RequestTimes times;

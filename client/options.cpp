@@ -33,12 +33,12 @@ const wchar_t* StoreValue(std::wstring_view option, const wchar_t* value, Option
     using Int32 = std::numeric_limits<int>;
     if (option == L"--bool") {
         const auto flag = ParseBool(value);
-        options.data_bool = flag.value_or(false);
+        options.flag = flag.value_or(false);
         return flag ? nullptr : L"--bool takes true or false";
     }
     if (option == L"--int") {
         const auto number = ParseNumber(value, Int32::min(), Int32::max());
-        options.data_int = number.value_or(0);
+        options.number = number.value_or(0);
         return number ? nullptr : L"--int takes a whole number from -2147483648 to 2147483647";
     }
     if (option == L"--text") {
@@ -52,7 +52,9 @@ const wchar_t* StoreValue(std::wstring_view option, const wchar_t* value, Option
     }
     const auto number = ParseNumber(value, 1, kMaximumParallel);
     options.parallel = static_cast<int>(number.value_or(1));
-    return number ? nullptr : L"--parallel takes a whole number from 1 to 1234";
+    static const std::wstring wrong =
+        L"--parallel takes a whole number from 1 to " + std::to_wstring(kMaximumParallel);
+    return number ? nullptr : wrong.c_str();
 }
 
 bool TakesValue(std::wstring_view option) {

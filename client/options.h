@@ -4,13 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "rpc/endpoint.h"
+
 // What one run is asked to do. `command` is empty for the actions that need none.
 struct Options {
     enum class Action { kRequest, kList, kHelp, kVersion, kCheck, kGrant, kRevoke };
     Action action = Action::kRequest;
     std::wstring command;
-    bool data_bool = false;
-    long data_int = 0;
+    bool flag = false;
+    long number = 0;
     std::optional<std::wstring> text;
     bool json = false;
     bool quiet = false;
@@ -24,4 +26,4 @@ struct Options {
 std::optional<Options> ParseOptions(int argc, const wchar_t* const* argv, std::wstring& error);
 
 // The most threads that --parallel takes: as many as the service serves at once.
-inline constexpr int kMaximumParallel = 1234;
+inline constexpr int kMaximumParallel = kConcurrentCalls;

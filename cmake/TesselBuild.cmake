@@ -2,22 +2,27 @@
 
 set(TESSEL_WARNINGS -Wall -Wextra -Werror)
 
-# The API set that holds DeriveCapabilitySidsFromName has no import library in mingw-w64 10.
-set(TESSEL_CAPABILITY_LIBRARY ${CMAKE_BINARY_DIR}/libcapability.a)
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
   set(TESSEL_DLLTOOL_MACHINE arm64)
 else()
   set(TESSEL_DLLTOOL_MACHINE i386:x86-64)
 endif()
-add_custom_command(
-  OUTPUT ${TESSEL_CAPABILITY_LIBRARY}
-  COMMAND ${CMAKE_DLLTOOL} -m ${TESSEL_DLLTOOL_MACHINE}
-          -d ${CMAKE_SOURCE_DIR}/cmake/capability.def -l ${TESSEL_CAPABILITY_LIBRARY}
-  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/capability.def VERBATIM)
-add_custom_target(capability_library DEPENDS ${TESSEL_CAPABILITY_LIBRARY})
+
+# Import libraries that mingw-w64 10 does not have or, of the universal runtime beside msvcrt, not in parts:
+# made of their .def files here.
+foreach(name capability universalruntime)
+  set(definition ${CMAKE_SOURCE_DIR}/cmake/${name}.def)
+  set(library ${CMAKE_BINARY_DIR}/lib${name}.a)
+  add_custom_command(
+    OUTPUT ${library}
+    COMMAND ${CMAKE_DLLTOOL} -m ${TESSEL_DLLTOOL_MACHINE} -d ${definition} -l ${library}
+    DEPENDS ${definition} VERBATIM)
+  list(APPEND TESSEL_IMPORT_LIBRARIES ${library})
+endforeach()
+add_custom_target(import_libraries DEPENDS ${TESSEL_IMPORT_LIBRARIES})
 
 set(TESSEL_WINDOWS_LIBRARIES
-    ${TESSEL_CAPABILITY_LIBRARY} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
+    ${TESSEL_IMPORT_LIBRARIES} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
 
 # Warnings, include root and the flags that keep paths of the build machine out of the programs.
 function(tessel_configure target)
@@ -26,7 +31,7 @@ function(tessel_configure target)
   target_compile_definitions(${target} PRIVATE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 NTDDI_VERSION=0x0A000004)
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
-  add_dependencies(${target} capability_library)
+  add_dependencies(${target} import_libraries)
 endfunction()
 
 # A console program with the wide entry point wmain, needing no DLL but Windows' own.

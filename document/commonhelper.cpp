@@ -1,20 +1,12 @@
 #include "document/commonhelper.h"
 
-#include <sys/stat.h>
-
 #include <utility>
 
 #include "document/documenttext.h"
+#include "document/pathexists.h"
 #include "rpc/command.h"
-#include "text/lowbytes.h"
 
 namespace {
-
-// Asks the C runtime for the path made of the low bytes of `path`; a directory exists too.
-bool PathExists(const wchar_t* path) {
-    struct _stat64i32 status;
-    return _stat64i32(LowBytes(path).c_str(), &status) == 0;
-}
 
 // The request's text is a path in both commands and is in neither answer.
 const wchar_t* TakePath(Answer& answer) {

@@ -4,10 +4,8 @@
 #include <windows.h>
 #include <rpc.h>
 
-// Carries out `command` and answers it with ReportResult on the calling thread, by AnswerCommand of
-// rpc/command.h. `binding` is not used. The strings are the request's own. A command that the family
-// does not know does nothing and gets no answer; failures are folded into the answer. Only a failed
-// callback leaves this function, as the RPC runtime's structured exception.
+// The family's handler: carries out `command` and answers it on the calling thread, all as
+// AnswerCommand of rpc/command.h does. `binding` is not used. The strings are the request's own.
 void CommonHelperCommand(handle_t binding,
                          const wchar_t* command,
                          bool data_bool,

@@ -85,10 +85,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     strings.resize(3);
     const std::wstring& command = strings[0];
     const std::wstring& text = strings[1];
-    const std::wstring& room = strings[2];
-    const bool unread = !room.empty() && text == room;
+    const std::wstring& padding = strings[2];
+    const bool unread = !padding.empty() && text == padding;
 
-    const std::wstring json = FormatAnswer(AnswerFormat::kJson, room, command, flag, number, text);
+    const std::wstring json =
+        FormatAnswer(AnswerFormat::kJson, padding, command, flag, number, text);
     RequireWhole(json);
     std::wstring_view line = json;
     RequireFront(line, L"{\"command\":");
@@ -99,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(line == L"}");
 
     const std::wstring plain =
-        FormatAnswer(AnswerFormat::kPlain, room, command, flag, number, text);
+        FormatAnswer(AnswerFormat::kPlain, padding, command, flag, number, text);
     line = plain;
     RequireFront(line, command + (flag ? L"  flag=true" : L"  flag=false") + L"  number=" +
                            std::to_wstring(number) + L"  text=");

@@ -10,8 +10,9 @@
 #include "win32/comptr.h"
 #include "win32/safearray.h"
 
-// What the work on one element came to. `go_on` false ends the walk there.
-struct WalkStep {
+// What the work on one element came to. `go_on` false ends it there, with the elements behind left
+// out.
+struct StepResult {
     HRESULT result;
     bool go_on = true;
 };
@@ -24,20 +25,21 @@ inline bool SucceededOrPrint(HRESULT result, const wchar_t* message) {
     return SUCCEEDED(result);
 }
 
-// Calls `step`, a WalkStep(Element&), with every element of the array from the lower to the upper
+// Calls `step`, a StepResult(Element&), with every element of the array from the lower to the upper
 // bound of its one dimension. An element that cannot be fetched or is not an `iid` object is passed
-// over. Prints the message of the bound that cannot be asked for. The array stays the caller's,
-// each element's reference is given up before the next one is fetched. The result is that of the
-// last thing done, `go_on` false when a bound failed or the step said so. Calls
-// SafeArrayGetLBound, SafeArrayGetUBound and SafeArrayGetElement.
+// over. The array stays the caller's, each element's reference is given up before the next one is
+// fetched. Calls SafeArrayGetLBound, SafeArrayGetUBound and SafeArrayGetElement.
+//
+// The result is that of the last thing done, `go_on` false when a bound failed or the step said so.
+// Prints the message of the bound that cannot be asked for.
 template <typename Element, typename Step>
-WalkStep WalkArray(SAFEARRAY* array,
-                   REFIID iid,
-                   const wchar_t* lower_bound_error,
-                   const wchar_t* upper_bound_error,
-                   Step step) {
+StepResult ForEachElement(SAFEARRAY* array,
+                          REFIID iid,
+                          const wchar_t* lower_bound_error,
+                          const wchar_t* upper_bound_error,
+                          Step step) {
     LONG lower = 0;
-    WalkStep last = {SafeArrayGetLBound(array, 1, &lower)};
+    StepResult last = {SafeArrayGetLBound(array, 1, &lower)};
     if (!SucceededOrPrint(last.result, lower_bound_error)) {
         return {last.result, false};
     }
@@ -63,7 +65,7 @@ WalkStep WalkArray(SAFEARRAY* array,
     return last;
 }
 
-// Calls `step`, a WalkStep(IMbnInterface&), with every mobile broadband interface. The calling
+// Calls `step`, a StepResult(IMbnInterface&), with every mobile broadband interface. The calling
 // thread must be in an apartment. The first thing that fails prints its message, `manager_error`
 // when the interface manager cannot be created, and ends the walk. Gives up everything it obtained
 // and returns the HRESULT of the last thing done.
@@ -80,8 +82,9 @@ HRESULT WalkInterfacesInApartment(const wchar_t* manager_error, Step step) {
     if (!SucceededOrPrint(result, L"GetInterfaces error")) {
         return result;
     }
-    return WalkArray<IMbnInterface>(interfaces.Get(), IID_IMbnInterface,
-                                    L"SafeArrayGetLBound error", L"SafeArrayGetUBound error", step)
+    return ForEachElement<IMbnInterface>(interfaces.Get(), IID_IMbnInterface,
+                                         L"SafeArrayGetLBound error", L"SafeArrayGetUBound error",
+                                         step)
         .result;
 }
 
@@ -89,6 +92,7 @@ HRESULT WalkInterfacesInApartment(const wchar_t* manager_error, Step step) {
 template <typename Step>
 HRESULT WalkInterfaces(Step step) {
     ComApartment apartment;
+    // Kept: the spelling, here and in the profiles; and no message has a line end.
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();
     }

@@ -9,19 +9,19 @@
 
 namespace {
 
-// Puts `text` over `data_string`, whose own terminator tells all the room there is. Null changes
-// nothing.
-void CopyOver(wchar_t* data_string, const wchar_t* text) {
-    if (text == nullptr) {
+// Puts `read` over the request's text, whose own terminator tells all the room there is. Null
+// changes nothing.
+void CopyOver(wchar_t* text, const wchar_t* read) {
+    if (read == nullptr) {
         return;
     }
-    const size_t room = wcslen(data_string);
+    const size_t room = wcslen(text);
     size_t length = 0;
-    while (length < room && text[length] != L'\0') {
-        data_string[length] = text[length];
+    while (length < room && read[length] != L'\0') {
+        text[length] = read[length];
         ++length;
     }
-    data_string[length] = L'\0';
+    text[length] = L'\0';
 }
 
 void QueryReadyState(Answer& answer) {
@@ -47,7 +47,9 @@ void Disconnect(Answer& /*answer*/) {
 }
 
 void CreateProfile(Answer& answer) {
+    // Kept: all of them, whoever made them, before it is known whether the new one can be made.
     DeleteAllConnectionProfiles();
+    // Kept: the answer's text is what is left of the request's: its first field.
     CreateProfileFromRequest(answer.text);
 }
 
@@ -56,7 +58,7 @@ void DeleteProfile(Answer& /*answer*/) {
     DeleteAllConnectionProfiles();
 }
 
-// Answered with the request's own values, without a word to the modem.
+// Kept: answered with the request's own values, without a word to the modem.
 void Acknowledge(Answer& /*answer*/) {}
 
 constexpr Command kCommands[] = {

@@ -57,10 +57,11 @@ HRESULT SubscriberTextOf(IMbnInterface& modem, BSTR& value) {
 constexpr auto* kSimIccIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SimIccID>;
 constexpr auto* kSubscriberIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SubscriberID>;
 
+// Kept: all are asked, and the last one that could be prevails.
 template <typename Value>
 HRESULT OfLastInterface(HRESULT (*read)(IMbnInterface& modem, Value& value), Value& value) {
     return WalkInterfaces(
-        [=, &value](IMbnInterface& modem) -> WalkStep { return {read(modem, value)}; });
+        [=, &value](IMbnInterface& modem) -> StepResult { return {read(modem, value)}; });
 }
 
 MBN_ACTIVATION_STATE ActivationState(IMbnConnection& connection) {
@@ -107,11 +108,12 @@ HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
         case MbnQuerySelector::kSubscriberId:
             return OfLastInterface(kSubscriberIdOf, *static_cast<BSTR*>(out));
     }
-    return WalkInterfaces([](IMbnInterface& /*modem*/) -> WalkStep { return {S_OK}; });
+    // Kept: any other selector walks and reads nothing.
+    return WalkInterfaces([](IMbnInterface& /*modem*/) -> StepResult { return {S_OK}; });
 }
 
 HRESULT DisconnectAllConnections() {
-    return WalkInterfaces([](IMbnInterface& modem) -> WalkStep {
+    return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
         ComPtr<IMbnConnection> connection;
         HRESULT result = modem.GetConnection(connection.Receive());
         if (FAILED(result) || !connection) {
@@ -119,6 +121,7 @@ HRESULT DisconnectAllConnections() {
         }
         if (ActivationState(*connection.Get()) == MBN_ACTIVATION_STATE_ACTIVATED) {
             ULONG request_id = 0;
+            // Kept: here and in Connect, neither the result is looked at nor the end awaited.
             connection.Get()->Disconnect(&request_id);
         }
         return {result};
@@ -126,13 +129,14 @@ HRESULT DisconnectAllConnections() {
 }
 
 HRESULT ConnectWithProfile() {
-    return WalkInterfaces([](IMbnInterface& modem) -> WalkStep {
+    return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
         ComPtr<IMbnConnection> connection;
         HRESULT result = modem.GetConnection(connection.Receive());
         if (FAILED(result) || !connection) {
             return {result};
         }
         switch (ActivationState(*connection.Get())) {
+            // Kept: ends the walk; later interfaces are not connected.
             case MBN_ACTIVATION_STATE_DEACTIVATING:
                 return {result, false};
             case MBN_ACTIVATION_STATE_ACTIVATED:

@@ -3,8 +3,8 @@
 // and leaves. Calls the Mobile Broadband API.
 //
 // The first thing that fails prints its message with ConsolePrint. An HRESULT that is returned is
-// that of the failure, otherwise of the last thing done. No command reads it: an answer shows a
-// failure only by a value that was not read.
+// that of the failure, otherwise of the last thing done. Kept: no command reads it, an answer shows
+// a failure only by a value that was not read.
 #pragma once
 
 #include <cstdint>
@@ -37,9 +37,9 @@ enum class MbnQuerySelector : uint32_t {
     kSubscriberId = 3,
 };
 
-// The same by selector, into storage that the caller presets (strings to null) and that stays so if
-// nothing could be read. Strings that it holds afterwards are the caller's to free. Other selectors
-// walk and read nothing.
+// Kept: called by no command. The same by selector, into storage that the caller presets (strings
+// to null) and that stays so if nothing could be read. Strings that it holds afterwards are the
+// caller's to free. Other selectors walk and read nothing.
 HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out);
 
 // Asks every interface whose connection is active to disconnect, and does not wait for it.

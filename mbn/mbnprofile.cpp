@@ -11,7 +11,7 @@
 
 namespace {
 
-// Also said of a profile that could not be created.
+// Kept: also said of a profile that could not be created.
 constexpr wchar_t kProfileManagerError[] =
     L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
 
@@ -20,16 +20,16 @@ HRESULT CreateProfileManager(ComPtr<IMbnConnectionProfileManager>& manager) {
                             IID_IMbnConnectionProfileManager, ReceiveUntyped(manager));
 }
 
-WalkStep DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& manager) {
+StepResult DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& manager) {
     SafeArray profiles;
     HRESULT result = manager.GetConnectionProfiles(&modem, profiles.Receive());
     if (!SucceededOrPrint(result, L"GetConnectionProfiles error")) {
         return {result, false};
     }
-    return WalkArray<IMbnConnectionProfile>(
+    return ForEachElement<IMbnConnectionProfile>(
         profiles.Get(), IID_IMbnConnectionProfile, L"SafeArrayGetLBound profile error",
         L"SafeArrayGetUBound profile error",
-        [](IMbnConnectionProfile& profile) -> WalkStep { return {profile.Delete()}; });
+        [](IMbnConnectionProfile& profile) -> StepResult { return {profile.Delete()}; });
 }
 
 const wchar_t* TextOf(const wchar_t* text) {
@@ -53,15 +53,15 @@ HRESULT DeleteAllConnectionProfiles() {
         [&](IMbnInterface& modem) { return DeleteProfilesOf(modem, *manager.Get()); });
 }
 
-ProfileDocument BuildProfileXml(wchar_t* data_string) {
+ProfileDocument BuildProfileXml(wchar_t* text) {
     ApnFields fields;
-    for (size_t excess = SplitApnFields(data_string, fields); excess > 0; --excess) {
+    for (size_t excess = SplitApnFields(text, fields); excess > 0; --excess) {
+        // Kept: that is the message for a field too many.
         ConsolePrint(L"fail over");
     }
 
     const Bstr icc_id = ReadSimIccId();
-    // Nothing depends on the answer; the modem is asked because the sequence of requests to it is
-    // fixed.
+    // Kept: nothing depends on the answer. The sequence of questions to the modem is fixed.
     ReadReadyState();
     const HomeProvider provider = ReadHomeProvider();
     const Bstr subscriber_id = ReadSubscriberId();
@@ -70,8 +70,8 @@ ProfileDocument BuildProfileXml(wchar_t* data_string) {
         fields, {TextOf(icc_id.Get()), TextOf(provider.name.Get()), TextOf(subscriber_id.Get())});
 }
 
-HRESULT CreateProfileFromRequest(wchar_t* data_string) {
-    const ProfileDocument document = BuildProfileXml(data_string);
+HRESULT CreateProfileFromRequest(wchar_t* text) {
+    const ProfileDocument document = BuildProfileXml(text);
     ComApartment apartment;
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();

@@ -11,10 +11,10 @@
 // that cannot be deleted is passed over.
 HRESULT DeleteAllConnectionProfiles();
 
-// The profile document made of the request's fields and the SIM's identity, as far as it can be
-// read. Splits `data_string` in place: it ends at its first token afterwards. Each token past the
-// last field prints "fail over".
-ProfileDocument BuildProfileXml(wchar_t* data_string);
+// The profile document made of the fields in the request's text and the SIM's identity, as far as
+// it can be read. Splits `text` in place: it ends at its first token afterwards. Each token past
+// the last field prints "fail over".
+ProfileDocument BuildProfileXml(wchar_t* text);
 
 // Creates the profile that BuildProfileXml describes.
-HRESULT CreateProfileFromRequest(wchar_t* data_string);
+HRESULT CreateProfileFromRequest(wchar_t* text);

@@ -43,6 +43,7 @@ constexpr Element kElements[] = {
     {L"<AccessString>", kAccessString, L"</AccessString>"},
     {L"<Compression>", kCompression, L"</Compression>"},
     {L"<AuthProtocol>", kAuthProtocol, L"</AuthProtocol>"},
+    // Kept: here, where the schema of Windows has neither.
     {L"<Username>", kUsername, L"</Username>"},
     {L"<Password>", kPassword, L"</Password>"},
     {L"<IPType>", kIpType, L"</IPType>"},
@@ -74,6 +75,8 @@ bool IsDelimiter(wchar_t character) {
     return character == L'|' || character == L'\n';
 }
 
+// Kept: delimiters in a row count as one, so that a field in the middle cannot be empty.
+//
 // The next token at or behind `position`, terminated in place, or null behind the last one.
 wchar_t* NextToken(wchar_t*& position) {
     while (IsDelimiter(*position)) {
@@ -108,10 +111,10 @@ bool EqualsIgnoringCase(const wchar_t* left, const wchar_t* right) {
 
 }  // namespace
 
-size_t SplitApnFields(wchar_t* data_string, ApnFields& fields) {
+size_t SplitApnFields(wchar_t* text, ApnFields& fields) {
     fields = {};
     size_t count = 0;
-    while (wchar_t* token = NextToken(data_string)) {
+    while (wchar_t* token = NextToken(text)) {
         if (count < kApnFieldCount) {
             CutText(fields.text[count]).Append(token);
         }
@@ -147,6 +150,7 @@ ProfileDocument AssembleProfileDocument(const ApnFields& fields, const SimIdenti
         }
         wchar_t scratch[kElementCapacity];
         CutText text(scratch);
+        // Kept: nothing is escaped; what is too long is cut, here and in the whole.
         text.Append(element.opening);
         text.Append(value);
         text.Append(element.closing);

@@ -41,11 +41,11 @@ struct ProfileDocument {
     wchar_t text[kProfileDocumentCapacity];
 };
 
-// Splits `data_string` at "|" and line feed into `fields`, writing a terminator over the delimiter
+// Splits `text` at "|" and line feed into `fields`, writing a terminator over the delimiter
 // behind each token. Delimiters in a row count as one, so no field but a last one can be empty. A
 // token that does not fit its field is cut. Returns the number of tokens past the last field, which
 // are not kept.
-size_t SplitApnFields(wchar_t* data_string, ApnFields& fields);
+size_t SplitApnFields(wchar_t* text, ApnFields& fields);
 
 // The document that describes the profile, of schema version 4. Values are inserted as they are,
 // without escaping; an element of more than 255 characters and a document of more than 1023 are cut

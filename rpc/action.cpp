@@ -2,14 +2,12 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <new>
-#include <utility>
 
 namespace {
 
 void WINAPI DeleteText(void* text) {
-    delete static_cast<std::wstring*>(text);
+    OwnedText(static_cast<wchar_t*>(text)).reset();
 }
 
 // Belongs to the thread: a failing callback takes it out of its request past every destructor.
@@ -26,13 +24,12 @@ void RunAction(const Command& command, Answer& answer) {
     }
 }
 
-void SetText(Answer& answer, std::wstring text) {
+void SetText(Answer& answer, OwnedText text) {
     FreeText();
-    auto kept = std::make_unique<std::wstring>(std::move(text));
-    if (!FlsSetValue(g_textSlot, kept.get())) {
+    if (!FlsSetValue(g_textSlot, text.get())) {
         throw std::bad_alloc();
     }
-    answer.text = kept.release()->data();
+    answer.text = text.release();
 }
 
 void FreeText() {

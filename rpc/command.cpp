@@ -21,12 +21,12 @@ void Send(const wchar_t* command, const Answer& answer) {
 
 void AnswerCommand(std::span<const Command> commands,
                    const wchar_t* command,
-                   bool data_bool,
-                   long data_int,
-                   wchar_t* data_string) {
+                   bool flag,
+                   long number,
+                   wchar_t* text) {
     for (const Command& known : commands) {
         if (std::wcscmp(command, known.name) == 0) {
-            Answer answer = {data_bool, data_int, data_string};
+            Answer answer = {flag, number, text};
             RunAction(known, answer);
             Send(command, answer);
             return;

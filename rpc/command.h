@@ -2,7 +2,8 @@
 #pragma once
 
 #include <span>
-#include <string>
+
+#include "text/ownedtext.h"
 
 // What a command answers with: at first the request's own values, which its action may change.
 // `text` may be written over within its length; SetText gives it another.
@@ -25,11 +26,11 @@ struct Command {
 // the request's own; the four values are those of the request.
 void AnswerCommand(std::span<const Command> commands,
                    const wchar_t* command,
-                   bool data_bool,
-                   long data_int,
-                   wchar_t* data_string);
+                   bool flag,
+                   long number,
+                   wchar_t* text);
 
 // For actions: makes `text` the answer's. It is freed behind the answer or, where an exception
 // takes the thread out of its request, before the thread's next action or with the thread. Throws
-// std::bad_alloc. Calls FlsSetValue.
-void SetText(Answer& answer, std::wstring text);
+// std::bad_alloc if the thread cannot keep it. Calls FlsSetValue.
+void SetText(Answer& answer, OwnedText text);

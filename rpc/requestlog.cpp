@@ -14,11 +14,12 @@ void LogLine(const char* text) {
     }
 }
 
-void LogRequest(const wchar_t* command, bool data_bool, long data_int, const wchar_t* data_string) {
+void LogRequest(const wchar_t* command, bool flag, long number, const wchar_t* text) {
     try {
-        WriteLog("Data Recieved requestString : " + LowBytes(command) + " / data_bool : " +
-                 (data_bool ? "true" : "false") + " / data_int : " + std::to_string(data_int) +
-                 " / data_string : " + LowBytes(data_string));
+        // Kept: Recieved.
+        WriteLog("Data Recieved requestString : " + LowBytes(command) +
+                 " / data_bool : " + (flag ? "true" : "false") +
+                 " / data_int : " + std::to_string(number) + " / data_string : " + LowBytes(text));
     } catch (const std::exception&) {
         // Out of memory.
     }

@@ -6,4 +6,4 @@
 void LogLine(const char* text);
 
 // The line of one request, its texts in their low bytes.
-void LogRequest(const wchar_t* command, bool data_bool, long data_int, const wchar_t* data_string);
+void LogRequest(const wchar_t* command, bool flag, long number, const wchar_t* text);

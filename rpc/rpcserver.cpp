@@ -6,8 +6,10 @@
 #include <atomic>
 #include <iterator>
 
+#include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
 #include "service/diagnosticlog.h"
+#include "win32/rpctext.h"
 #include "win32/security.h"
 
 // In the import library but not in every header set.
@@ -23,19 +25,13 @@ extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSp
 namespace {
 
 constexpr unsigned kProtocolCalls = 10;
-constexpr unsigned kConcurrentCalls = 1234;
 constexpr unsigned kMinimumCallThreads = 1;
-// Has no effect on local RPC.
+// Kept: 0, which has no effect on local RPC.
 constexpr unsigned kMaximumRequestSize = 0;
 
 // The bindings with which RpcServerStart registered the endpoint, until RpcServerDisconnect takes
 // them: a stop may come while the start is still at it.
 std::atomic<RPC_BINDING_VECTOR*> g_bindings = nullptr;
-
-// The RPC functions take their texts as writable unsigned short.
-RPC_WSTR RpcText(const wchar_t* text) {
-    return reinterpret_cast<RPC_WSTR>(const_cast<wchar_t*>(text));
-}
 
 EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
     EXPLICIT_ACCESS_W access = {};
@@ -50,8 +46,8 @@ EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
 
 // Registers and listens under `descriptor`.
 RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
-    RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), kProtocolCalls,
-                                               RpcText(L"TesselRpcEndpoint"), descriptor);
+    RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(kProtocolSequence), kProtocolCalls,
+                                               RpcText(kEndpoint), descriptor);
     if (status != RPC_S_OK) {
         return status;
     }
@@ -66,12 +62,14 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
     if (status != RPC_S_OK) {
         return status;
     }
+    // Kept: an endpoint with a fixed name is found without the mapper.
     status = RpcEpRegisterW(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr, nullptr);
     if (status != RPC_S_OK) {
         RpcBindingVectorFree(&bindings);
         return status;
     }
     g_bindings = bindings;
+    // Kept: the interface would be served without it. The thread stays here.
     status = RpcServerListen(kMinimumCallThreads, kConcurrentCalls, FALSE);
     return status == RPC_S_ALREADY_LISTENING ? RPC_S_OK : status;
 }
@@ -87,6 +85,7 @@ RPC_STATUS RpcServerStart() {
     LocalSidArray capabilities;
     LocalSidArray groups;
 
+    // Kept: the capability has the name of the package.
     if (!DeriveCapabilitySidsFromName(kSettingsAppPackage, &groups.sids, &groups.count,
                                       &capabilities.sids, &capabilities.count)) {
         return static_cast<RPC_STATUS>(GetLastError());
@@ -101,7 +100,8 @@ RPC_STATUS RpcServerStart() {
         return static_cast<RPC_STATUS>(GetLastError());
     }
 
-    // A sandboxed app is not let in by the entry for everyone; its capability is what admits it.
+    // Kept: everyone, with full access. A sandboxed app is not let in by that entry; its capability
+    // is what admits it.
     EXPLICIT_ACCESS_W entries[] = {
         FullAccess(everyone.Get(), TRUSTEE_IS_WELL_KNOWN_GROUP),
         FullAccess(capabilities.sids[0], TRUSTEE_IS_UNKNOWN),
@@ -121,6 +121,7 @@ RPC_STATUS RpcServerStart() {
 
 void RpcServerDisconnect() {
     WriteLog("RpcServerDisconnect");
+    // Kept: the listening itself is not stopped.
     if (RpcServerUnregisterIf(ServiceRpcInterface_v1_0_s_ifspec, nullptr, FALSE) == RPC_S_OK) {
         WriteLog("Rpc Server Unregister Success");
     } else {
@@ -131,6 +132,7 @@ void RpcServerDisconnect() {
     if (bindings != nullptr) {
         RpcEpUnregister(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr);
     }
+    // Kept: said whatever came of it, and also when there was nothing to do.
     WriteLog("RpcEpUnregister");
     if (bindings != nullptr) {
         RpcBindingVectorFree(&bindings);

@@ -1,15 +1,12 @@
 # The simulated notebook: the service and its client in a Wine prefix; sourced after wine.sh.
 
-# The DLLs in whose place the notebook has wingap.dll, with what Wine lacks of them.
-NOTEBOOK_GAPS=(RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll)
-
-# Copies shipped programs to where the notebook keeps them. Nothing of them is changed but the names of those DLLs
-# in the import table, each as long as it was, filled up with NULs.
+# Copies programs to where the notebook keeps them. Nothing of them is changed but the names of the DLLs that Wine
+# has not in full: in the import table stands wingap.dll for them, filled up with NULs to the same length.
 notebook_copy() {
-    local folder=$WINEPREFIX/drive_c/Tessel edit= name filling program
-    for name in "${NOTEBOOK_GAPS[@]}"; do
-        printf -v filling '%*s' $((${#name} + 1 - 10)) ''
-        edit+="s/${name//./\\.}\\x00/wingap.dll${filling// /\\x00}/I;"
+    local folder=$WINEPREFIX/drive_c/Tessel stand_in=wingap.dll edit= name filling program
+    for name in RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll; do
+        printf -v filling '%*s' $((${#name} + 1 - ${#stand_in})) ''
+        edit+="s/${name//./\\.}\\x00/$stand_in${filling// /\\x00}/I;"
     done
     mkdir -p "$folder" || return 1
     for program in "$@"; do

@@ -2,8 +2,8 @@
 #pragma once
 
 // Formatted output to standard output, adding no line end. A wide string argument is written "%ls".
-// Failures (a service has no console) are ignored. Stands on the C runtime's vwprintf.
+// Failures (a service has no console) are ignored. Calls the C runtime's vwprintf.
 void ConsolePrint(const wchar_t* format, ...);
 
-// The same for a narrow format. Stands on vprintf.
+// The same for a narrow format. Calls vprintf.
 void ConsolePrintNarrow(const char* format, ...);

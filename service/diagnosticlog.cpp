@@ -15,7 +15,7 @@ const char* LogFileName() {
     return name.c_str();
 }
 
-// Each start of the program, in any mode, begins an empty log. Other programs may read it
+// Kept: each start of the program, in any mode, begins an empty log. Other programs may read it
 // meanwhile.
 std::FILE* OpenLog() {
     return g_logEnabled ? _fsopen(LogFileName(), "w", _SH_DENYNO) : nullptr;
@@ -50,7 +50,7 @@ void WriteLog(std::string message) {
     std::fflush(g_logStream);
 }
 
-// By value as its narrow sibling.
+// Kept: called by nobody, and by value as its narrow sibling.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void WriteLog(std::wstring message) {
     WriteLog(LowBytes(message));

@@ -17,12 +17,15 @@ void RunConsoleServer() {
     service.WriteEventLogEntry(L"Starting Rpc Server..", kEventLevelInformation);
     const RPC_STATUS status = RpcServerStart();
     if (status != RPC_S_OK) {
+        // Kept: no function has this name.
         ConsolePrintNarrow("RpcServerConnect returned: 0x%x\n", static_cast<unsigned>(status));
+        // Kept: the text of the start once more, for its failure.
         service.WriteEventLogEntry(L"Starting Rpc Server..", kEventLevelInformation);
         std::exit(static_cast<int>(status));
     }
 }
 
+// Kept: any other switch ends the program without a word.
 void RunSwitch(const wchar_t* name) {
     if (_wcsicmp(name, L"install") == 0) {
         InstallService();
@@ -33,7 +36,7 @@ void RunSwitch(const wchar_t* name) {
     }
 }
 
-// The usage stands before every service run too: only whoever starts the program by hand sees it.
+// Kept: the usage is printed to the service manager too, and does not name -console.
 void RunService() {
     ConsolePrint(L"Parameters:\n");
     ConsolePrint(L" -install  to install the service.\n");
@@ -52,5 +55,6 @@ int wmain(int argc, wchar_t* argv[]) {
     } else {
         RunService();
     }
+    // Kept: also when installing, removing or serving failed.
     return 0;
 }

@@ -11,19 +11,16 @@
 
 namespace {
 
-// {BE2E880E-F79F-4C30-9C95-09F003A0A7EA}
-constexpr GUID kTracingProvider = {0xBE2E880E,
-                                   0xF79F,
-                                   0x4C30,
-                                   {0x9C, 0x95, 0x09, 0xF0, 0x03, 0xA0, 0xA7, 0xEA}};
-
 constexpr std::size_t kErrorTextCapacity = 260;
 constexpr DWORD kStartPollMilliseconds = 1;
 
 }  // namespace
 
 CServiceBase* CServiceBase::s_service = nullptr;
+// Kept: counts on through the life of the process.
 DWORD CServiceBase::s_checkPoint = 1;
+// A start is in progress; the end has been claimed. Static, for threads that must know it when the
+// object may be gone.
 std::atomic<bool> CServiceBase::s_starting = false;
 std::atomic<bool> CServiceBase::s_ending = false;
 
@@ -31,8 +28,10 @@ CServiceBase::CServiceBase() {
     s_ending = false;
     m_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     m_status.dwCurrentState = SERVICE_START_PENDING;
+    // Kept: pause and continue are not accepted, though they are routed.
     m_status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
 
+    // Kept: the provider is never unregistered.
     const ULONG error = EventRegister(&kTracingProvider, nullptr, nullptr, &m_regHandle);
     if (error != ERROR_SUCCESS) {
         m_regHandle = 0;
@@ -81,6 +80,7 @@ bool CServiceBase::BeginEnding() {
 }
 
 void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
+    // Kept: the failed assertion names the variable, the file and line 85.
     static_assert(__LINE__ == 84, "crash reports of the service name line 85: keep it there");
     assert(s_service != NULL);
 
@@ -89,6 +89,7 @@ void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
     s_starting = true;
     service->m_statusHandle = RegisterServiceCtrlHandlerW(service->m_name, ServiceCtrlHandler);
     if (service->m_statusHandle == nullptr) {
+        // Kept: nobody catches it, and the process ends.
         throw GetLastError();
     }
     service->Start(argc, argv);
@@ -169,8 +170,8 @@ void CServiceBase::Continue() {
     SetServiceStatus(error ? SERVICE_PAUSED : SERVICE_RUNNING);
 }
 
-// At system shutdown there is no time for a tear-down: OnStop does not run and no pending state is
-// shown.
+// Kept: OnStop does not run and no pending state is shown; a failure is not reported. At system
+// shutdown there is no time for a tear-down.
 void CServiceBase::Shutdown() {
     if (!BeginEnding()) {
         return;

@@ -7,13 +7,14 @@
 #include <atomic>
 #include <optional>
 
-// The name under which the service is registered, shown and found.
-inline constexpr wchar_t kServiceName[] = L"Tessel Service";
+#include "service/serviceidentity.h"
 
 // Levels of tracing events.
 inline constexpr BYTE kEventLevelFailure = 1;
 inline constexpr BYTE kEventLevelInformation = 4;
 
+// Kept: the C before the name, as before that of the derived class.
+//
 // Brackets a derived class's hooks with reports to the service control manager and turns what they
 // throw (a Win32 code as a DWORD, or anything else) into tracing events. One instance per process
 // runs as the service; it is reached through a static pointer. Nothing here is locked: what the

@@ -3,7 +3,7 @@
 #include <windows.h>
 
 #include "service/console.h"
-#include "service/servicebase.h"
+#include "service/serviceidentity.h"
 #include "win32/servicehandle.h"
 
 namespace {
@@ -18,11 +18,13 @@ void PrintFailure(const wchar_t* function) {
 // cannot be asked (it does not run, for one) is passed over in silence.
 void StopAndWait(SC_HANDLE service) {
     SERVICE_STATUS status = {};
+    // Kept: whatever the reason, nothing is printed and the removal goes on.
     if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
         return;
     }
     ConsolePrint(L"Stopping %ls.", kServiceName);
     Sleep(kStopPollMilliseconds);
+    // Kept: without limit.
     while (QueryServiceStatus(service, &status) && status.dwCurrentState == SERVICE_STOP_PENDING) {
         ConsolePrint(L".");
         Sleep(kStopPollMilliseconds);
@@ -52,6 +54,7 @@ void InstallService() {
         return;
     }
 
+    // Kept: the path is without quotes.
     const ServiceHandle service(CreateServiceW(manager.Get(), kServiceName, kServiceName,
                                                SERVICE_QUERY_STATUS, SERVICE_WIN32_OWN_PROCESS,
                                                SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, path,

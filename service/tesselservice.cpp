@@ -10,7 +10,9 @@ CTesselService::CTesselService() : m_hStoppedEvent(CreateEventW(nullptr, TRUE, F
 }
 
 void CTesselService::OnStart(DWORD /*argc*/, wchar_t** /*argv*/) {
+    // Kept: here and in OnStop, a name that nothing has.
     WriteEventLogEntry(L"CppWindowsService in OnStart", kEventLevelInformation);
+    // Kept: not checked.
     m_work = CreateThreadpoolWork(RpcStartWork, this, nullptr);
     SubmitThreadpoolWork(m_work);
 }
@@ -30,6 +32,8 @@ void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,
     if (RpcServerStart() == RPC_S_OK) {
         return;
     }
+    // Kept: nothing says why.
+    //
     // Stopped must be the last report, or the service control manager would hold a dead service for
     // a running one; and a stop that came meanwhile may have ended the service and its object.
     if (BeginEnding()) {

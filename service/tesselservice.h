@@ -28,8 +28,12 @@ class CTesselService : public CServiceBase {
     // Runs the RPC server; stops the service if it cannot start.
     static void CALLBACK RpcStartWork(PTP_CALLBACK_INSTANCE instance, void* context, PTP_WORK work);
 
+    // Kept: never waited for and never closed.
     PTP_WORK m_work = nullptr;
+    // Kept: written and never read.
     BOOL m_fStopping = FALSE;
+    // Kept: never signalled and never waited for.
     Handle m_hStoppedEvent;
+    // Kept: written and never read.
     bool m_fRpcStarted = false;
 };

@@ -10,10 +10,11 @@
 
 namespace {
 
-// Reads a value of any type into `buffer`. A key that cannot be opened is logged and the query
-// still made, so that it is logged as well.
+// Reads a value of any type into `buffer`. Kept: a key that cannot be opened is logged, and the
+// query still made and logged as well.
 bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWORD size) {
     RegistryKey key;
+    // Kept: all access, to read.
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.Receive()) !=
         ERROR_SUCCESS) {
         WriteLog("Register Open Error");
@@ -29,7 +30,7 @@ bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWO
 }  // namespace
 
 std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_name) {
-    // Larger than a DWORD, so that a longer value is read too and its start taken.
+    // Kept: larger than a DWORD, so that a longer value is read too and its start taken.
     unsigned char buffer[100] = {};
     if (!Query(key_path, value_name, buffer, sizeof(buffer))) {
         return kRegistryReadError;
@@ -40,7 +41,8 @@ std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_nam
 }
 
 std::optional<std::wstring> RegistryReadString(const wchar_t* key_path, const wchar_t* value_name) {
-    // The registry may hold a text without its terminator: one unit more than is read stays zero.
+    // Kept: 200 bytes, no more. The registry may hold a text without its terminator: one unit more
+    // than is read stays zero.
     wchar_t buffer[100 + 1] = {};
     if (!Query(key_path, value_name, buffer, 100 * sizeof(wchar_t))) {
         return std::nullopt;
@@ -81,6 +83,7 @@ bool SetPenCustomProtocol(const wchar_t* uri) {
 }
 
 bool EnsurePenCustomProtocol() {
+    // Kept: whatever is registered, also for another program, is left alone.
     return RegistryReadString(kCustomProtocol.key, kCustomProtocol.name).has_value() ||
            SetPenCustomProtocol(kPenCustomProtocolUri);
 }

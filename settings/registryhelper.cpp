@@ -16,8 +16,8 @@ constexpr std::int32_t kColorProfileDefault = 3;
 // What a read that found nothing usable is reported as, by most commands.
 constexpr std::int32_t kNothingRead = -1;
 
-// The colour profile last read or written; -1 after a failed read. Kept for whoever debugs the
-// process: the service does not read it.
+// The colour profile last read or written; -1 after a failed read. Kept: the service does not read
+// it, whoever debugs the process may.
 volatile std::int32_t LastColorProfile = kNothingRead;
 
 std::int32_t Read(const RegistryValue& value) {
@@ -49,7 +49,7 @@ void SetPenSetting(Answer& answer) {
     answer.flag = Write(kButtonAction, answer.number);
 }
 
-// Passes a failed read on as it is, unlike the other reads.
+// Kept: passes a failed read on as it is, and logs no success, unlike GetPenSetting.
 void GetPenClickSetting(Answer& answer) {
     answer.number = kRegistryReadError;
     answer.number = Read(kClickAction);
@@ -69,7 +69,7 @@ void GetPenPressureSensitivity(Answer& answer) {
     WriteLog("GetPenPressureSensitivity : " + std::to_string(answer.number));
 }
 
-// Reports success whatever becomes of the write.
+// Kept: reports success whatever becomes of the write.
 void SetPenPressureSensitivity(Answer& answer) {
     answer.flag = true;
     Write(kPressureThreshold, answer.number);
@@ -80,6 +80,7 @@ void SetScreenMode(Answer& answer) {
     answer.flag = Write(kScreenMode, answer.number);
     const std::int32_t profile =
         answer.number == kScreenModeDefault ? kColorProfileDefault : answer.number;
+    // Kept: what becomes of this write is not reported.
     Write(kColorProfile, profile);
     LastColorProfile = profile;
     WriteLog(answer.flag ? "Set Screen Mode Success" : "Set Screen Mode Failure");
@@ -90,11 +91,12 @@ void RepairScreenMode() {
     Write(kColorProfile, kColorProfileDefault);
 }
 
-// The mode follows from the colour profile alone.
+// Kept: the mode follows from the colour profile alone; the stored ScreenMode is not read.
 std::int32_t ScreenModeOf(std::int32_t profile) {
     switch (profile) {
         case kRegistryReadError:
         case kNothingRead:
+        // Kept: 3, 4 and 6, not 5.
         case kColorProfileDefault:
         case 4:
         case 6:
@@ -118,12 +120,13 @@ void GetScreenMode(Answer& answer) {
 
 void IsVzwQ(Answer& /*answer*/) {}
 
-// The name is read and goes nowhere.
+// Kept: the name is read and goes nowhere.
 void GetDeviceName(Answer& /*answer*/) {
     RegistryReadString(kProductName.key, kProductName.name);
 }
 
-// The three dimming commands are routed here and are not answered: they have no row.
+// Kept: the three dimming commands are routed here and have no row, GETDEVICENAME has one and is
+// not routed here.
 constexpr Command kCommands[] = {
     {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", CheckAdditionalPenSetting},
     {L"REGISTRYHELPER_GETPENSETTING", GetPenSetting},

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-// Each UTF-16 code unit of `text` reduced to its low eight bits, with no code page involved:
+// Kept: each UTF-16 code unit of `text` reduced to its low eight bits, with no code page involved:
 // characters above U+00FF come out as others. Throws std::bad_alloc.
 inline std::string LowBytes(std::wstring_view text) {
     std::string narrow(text.size(), '\0');

@@ -8,6 +8,7 @@
 
 namespace {
 
+// Kept: the key is opened anew for every value.
 bool Store(const wchar_t* key_path,
            const wchar_t* value_name,
            DWORD type,
@@ -21,7 +22,7 @@ bool Store(const wchar_t* key_path,
     }
     if (RegSetValueExW(key.Get(), value_name, 0, type, static_cast<const BYTE*>(data),
                        static_cast<DWORD>(size)) != ERROR_SUCCESS) {
-        // The thread's last error, not the status just returned, is what the message is about.
+        // Kept: the thread's last error, not the status just returned.
         ConsolePrint(L"RegSetValueEx fail, GetLastError(%d) ValueName[%ls]\n",
                      static_cast<int>(GetLastError()), value_name);
         return false;
@@ -57,6 +58,7 @@ bool DeleteUsbfnValue(const wchar_t* key_path, const wchar_t* value_name) {
         return false;
     }
     if (RegDeleteValueW(key.Get(), value_name) != ERROR_SUCCESS) {
+        // Kept: said of every failure.
         ConsolePrint(L"RegistryDeleteValue fail, the value(%ls) does not exist\n", value_name);
         return false;
     }

@@ -209,11 +209,11 @@ constexpr auto ExtendedProperties(const char16_t (&guid)[39]) {
         Property(u"UserSetDeviceIdleEnabled", kPropertyDword, std::uint32_t{1})});
 }
 
-// The first differs from the interface's own "InterfaceGuid"; the second does not.
+// Kept: the first differs from the interface's own "InterfaceGuid"; the second does not.
 constexpr auto kIpOverUsbProperties = ExtendedProperties(u"{26fedc4e-6ac3-4241-9e4d-e3d4b2c5c534}");
 constexpr auto kVidStreamProperties = ExtendedProperties(u"{31648E59-6FCB-4D81-9C97-D00999B0459A}");
 
-// Control set 1 by name, not the current one.
+// Kept: control set 1 by name, not the current one.
 #define CONTROL_SET L"SYSTEM\\ControlSet001\\"
 constexpr wchar_t kUsb[] = CONTROL_SET L"Control\\USB";
 constexpr wchar_t kUsbfn[] = CONTROL_SET L"Control\\USBFN";
@@ -303,7 +303,7 @@ constexpr std::array<UsbfnStep, 42> kCpSequence = {
     String(kIpOverUsb, L"InterfaceGuid", L"{30613563-7df3-4afb-80e0-e8c427c7e9bf}"),
     Binary(kIpOverUsb, L"MSOSExtendedPropertyDescriptor", kIpOverUsbProperties),
 
-    // No extended properties here.
+    // Kept: no extended properties here.
     Binary(kMtp, L"InterfaceDescriptor", kMtpInterface),
     String(kMtp, L"InterfaceGuid", L"{61fd7822-e8d4-44c4-9065-aaad0a3beff0}"),
 
@@ -364,7 +364,9 @@ constexpr std::array<UsbfnStep, 42> kApSequence = {
     Delete(kVidStream, L"MSOSExtendedPropertyDescriptor"),
 
     Delete(kBusDriver, L"EnableU1U2"),
+    // Kept: set, not deleted.
     Dword(kDiagnosticRouter, L"TransportType", 2),
+    // Kept: no value that kCpSequence wrote.
     Delete(kDiagnosticBridge, L"Start"),
 };
 // clang-format on

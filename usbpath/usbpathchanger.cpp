@@ -34,7 +34,7 @@ void ApplyAll(Answer& /*answer*/) {
     }
 }
 
-// There is nothing to read the status from: the answer is the request.
+// Kept: there is nothing to read the status from, the answer is the request.
 void GetStatus(Answer& /*answer*/) {}
 
 constexpr Command kCommands[] = {

@@ -4,9 +4,9 @@
 #include <windows.h>
 #include <objbase.h>
 
-// Joins with CoInitializeEx when made and leaves with CoUninitialize when the scope ends, also when
-// the joining failed. Declare it before everything that COM hands out, so that it goes last. Made
-// and destroyed on one thread.
+// Joins with CoInitializeEx when made and leaves with CoUninitialize when the scope ends. Kept:
+// also when the joining failed. Declare it before everything that COM hands out, so that it goes
+// last. Made and destroyed on one thread.
 class ComApartment {
  public:
     ComApartment() : m_result(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}

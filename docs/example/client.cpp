@@ -107,9 +107,9 @@ int wmain() {
 
     // The number is written over the request's text and cut to its length: 32 blanks give it room,
     // and an answer that is still blank says that there was nothing to write.
-    const std::wstring room(32, L' ');
-    const auto card = Ask(context, L"MBNHELPER_GETSIMICCID", 0, room);
-    if (card && card->text != room) {
+    const std::wstring padding(32, L' ');
+    const auto card = Ask(context, L"MBNHELPER_GETSIMICCID", 0, padding);
+    if (card && card->text != padding) {
         std::printf("SIM card %ls\n", card->text.c_str());
     } else {
         std::printf("no SIM card was read\n");

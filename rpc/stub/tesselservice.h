@@ -16,8 +16,8 @@ extern "C" {
 #endif
 
 // What RpcServerRegisterIf3 and its counterparts take, of the server and of the client half.
-extern const RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec;
-extern const RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec;
+extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec;
+extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec;
 
 // Opens a context over `binding`, an ncalrpc binding to the service's endpoint. A null context
 // means that the service had no memory for it. Called by the client, it raises the RPC runtime's
@@ -41,9 +41,11 @@ void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context);
 
 // Sends one answer to the client whose request the calling thread is executing, and returns when
 // the client's own ReportResult has returned. `command` is the request's command string as
-// received; neither string may be null, both stay the caller's. Legal only inside RemoteRequest and
-// on its thread. A client that cannot be reached or whose routine raises gives a structured
-// exception, of any code, that runs no C++ destructors on its way.
+// received; neither string may be null, both stay the caller's.
+//
+// Legal only inside RemoteRequest and on its thread. A client that cannot be reached or whose
+// routine raises gives a structured exception, of any code, that runs no C++ destructors on its
+// way.
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text);
 
 #ifdef __cplusplus

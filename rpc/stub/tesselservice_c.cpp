@@ -86,7 +86,7 @@ enum ProcedureNumber : unsigned long { kRemoteOpen, kRemoteClose, kRemoteRequest
 
 }  // namespace
 
-constinit const RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec = Writable(&kClientInterface);
+constinit RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec = Writable(&kClientInterface);
 
 void RemoteOpen(handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
     NdrClientCall3(Writable(&kProxy), kRemoteOpen, nullptr, binding, context);

@@ -53,7 +53,7 @@ constinit const RPC_SERVER_INTERFACE kServerInterface = {
 
 }  // namespace
 
-constinit const RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec = Writable(&kServerInterface);
+constinit RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec = Writable(&kServerInterface);
 
 constinit const MIDL_STUB_DESC kServerStubDescriptor = {
     Writable(&kServerInterface),

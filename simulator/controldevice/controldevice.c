@@ -1,7 +1,8 @@
 // The control device of the simulated notebook: a kernel driver for Wine that answers the three
 // control codes on "\\.\TesselControl". What it holds lies in the registry, so that anybody can
-// arrange and check it from outside. REG_DWORD values under
-// "HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice":
+// arrange and check it from outside.
+//
+// REG_DWORD values under "HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice":
 //   "Value"        the switch value; 0 when missing
 //   "Support"      what the support query answers; 1 when missing
 //   "Fail"         not 0: every control call fails; 0 when missing

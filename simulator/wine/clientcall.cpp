@@ -45,7 +45,8 @@ constexpr unsigned char kCallbackHandle = 0x34;
 constexpr std::size_t kSlots = 8;
 using Slots = std::uintptr_t[kSlots];
 
-constexpr unsigned kConcurrentCalls = 1234;
+// As many as Windows serves unless it is told otherwise.
+constexpr unsigned kConcurrentCalls = RPC_C_LISTEN_MAX_CALLS_DEFAULT;
 
 RPC_WSTR RpcText(std::wstring& text) {
     return reinterpret_cast<RPC_WSTR>(text.data());

@@ -3,12 +3,9 @@
 #include <cwchar>
 #include <string>
 
-namespace {
+#include "bledevice/controldevice.h"
 
-constexpr GUID kControlDeviceClass = {0xE5A92EF2,
-                                      0x3663,
-                                      0x46C0,
-                                      {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
+namespace {
 
 // Stores the list with every terminator and the final empty string, which alone is the empty list.
 CONFIGRET MakeList(const GUID* device_class,

@@ -140,6 +140,7 @@ TEST_F(BleHelper, AListThatDoesNotFitIsNoDevice) {
 }
 
 TEST_F(BleHelper, TheStandInForDeviceListsKeepsWindowsSizes) {
+    // Written down apart from the product, from which the stand-in has it.
     GUID control_class = {
         0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 4}};
     GUID other_class = {};

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "client/answerformat.h"
-#include "client/commandhelp.h"
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requesttimes.h"
@@ -50,8 +49,8 @@ TEST(OptionsTest, RequestTakesItsValuesInAnyOrder) {
                                 L"--x", L"--json", L"--repeat", L"3", L"--parallel", L"1234"});
     ASSERT_TRUE(options);
     EXPECT_EQ(options->command, L"CMD");
-    EXPECT_TRUE(options->data_bool);
-    EXPECT_EQ(options->data_int, -2147483647L - 1);
+    EXPECT_TRUE(options->flag);
+    EXPECT_EQ(options->number, -2147483647L - 1);
     EXPECT_EQ(options->text, L"--x");
     EXPECT_TRUE(options->json);
     EXPECT_EQ(options->repeat, 3);
@@ -120,18 +119,6 @@ TEST(OutputTest, AConsoleGetsALongTextWholeInPieces) {
     }
     PrintLine(line);
     EXPECT_TRUE(g_console == line + L"\n");
-}
-
-TEST(CommandHelpTest, EveryRoutedCommandHasHelpAndOnlyIdentitiesNeedRoom) {
-    EXPECT_EQ(AllCommandHelp().size(), 37U);
-    int need_room = 0;
-    for (const CommandHelp& row : AllCommandHelp()) {
-        EXPECT_GT(std::wstring_view(row.help).size(), 10U) << row.command;
-        need_room += row.needs_room ? 1 : 0;
-    }
-    EXPECT_EQ(need_room, 4);
-    EXPECT_TRUE(FindCommandHelp(L"MBNHELPER_GETSIMICCID")->needs_room);
-    EXPECT_EQ(FindCommandHelp(L"REGISTRYHELPER_GETDEVICENAME"), nullptr);
 }
 
 }  // namespace

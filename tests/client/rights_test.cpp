@@ -1,11 +1,17 @@
-// Who the service is, which keys it opens, and what their access lists give it.
+// Who the service is, which keys it opens, and what their access lists give it: those of a registry
+// and that of the driver package.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <sddl.h>
 
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "client/checkkeys.h"
 #include "client/keyaccess.h"
 #include "client/servicekeys.h"
 #include "client/servicesid.h"
@@ -55,8 +61,9 @@ TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
         ACCESS_MASK of_service;
     } cases[] = {
         {L"D:(A;;KA;;;LS)", 0, 0},
-        {L"D:(A;;KR;;;BU)(A;;KW;;;AU)(A;;KA;;;BA)", kAll & ~(KEY_READ | KEY_WRITE),
-         kAll & ~(KEY_READ | KEY_WRITE)},
+        {L"D:(A;;0x1;;;LS)(A;;0x2;;;WD)(A;;0x4;;;BU)(A;;0x8;;;SU)(A;;0x10;;;S-1-2-0)"
+         L"(A;;0x20;;;S-1-2-1)(A;;0x10000;;;AU)(A;;0x20000;;;S-1-5-15)(A;;KA;;;BA)",
+         WRITE_DAC | WRITE_OWNER, WRITE_DAC | WRITE_OWNER},
         {L"D:(A;;GA;;;OWN)", kAll, 0},
         {L"D:(D;;0x2;;;SU)(A;;KA;;;LS)(A;;KA;;;OWN)", KEY_SET_VALUE, KEY_SET_VALUE},
         {L"D:(A;;0x2;;;OWN)(D;;KA;;;WD)(A;;KA;;;LS)", kAll, kAll & ~KEY_SET_VALUE},
@@ -91,6 +98,19 @@ TEST(FullControlTest, IsOneEntryMoreAmongTheOthersAndOneLess) {
     EXPECT_EQ(WithoutFullControl(*with.acl, OwnSid()), bytes(without));
     EXPECT_TRUE(WithFullControl(*with.acl, OwnSid()).empty()) << "twice is as once";
     EXPECT_TRUE(WithoutFullControl(*without.acl, OwnSid()).empty());
+    EXPECT_FALSE(WithFullControl(*Parse(L"D:(A;;KA;;;OWN)").acl, OwnSid()).empty())
+        << "one that does not descend";
+}
+
+TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
+    const ServiceSidType on = {SERVICE_SID_TYPE_UNRESTRICTED};
+    const ServiceSidType off = {SERVICE_SID_TYPE_NONE};
+    EXPECT_EQ(JudgeRights(0, 0, off).status, Status::kOk);
+    EXPECT_EQ(JudgeRights(kAll, 0, on).status, Status::kOk);
+    EXPECT_EQ(JudgeRights(kAll, 0, off).status, Status::kFault);
+    EXPECT_EQ(JudgeRights(kAll, 0, {}).status, Status::kWarning);
+    EXPECT_EQ(JudgeRights(kAll, KEY_SET_VALUE, on).status, Status::kFault);
+    EXPECT_EQ(JudgeRights(0, KEY_SET_VALUE, on).status, Status::kFault) << "a denial of its own";
 }
 
 TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {
@@ -114,6 +134,80 @@ TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {
                   L"OemCustomizationSettingsApp",
                   set + L"Control\\USB", set + L"Control\\USBFN", set + L"Services\\QCDIAGROUTER",
                   set + L"Services\\QCDiagBridge", set + L"Services\\QCUSBFNSS\\Parameters"}));
+}
+
+std::string Package(const std::string& machine) {
+    std::ifstream file("Z:" INF_DIRECTORY "/" + machine + "/tessel-service.inf", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The lines of a section without comments, as wide text.
+std::vector<std::wstring> Section(const std::string& name) {
+    const std::string package = Package("x64");
+    std::vector<std::wstring> lines;
+    std::size_t at = package.find("\n[" + name + "]\r\n");
+    EXPECT_NE(at, package.npos) << name;
+    for (at = package.find('\n', at + 1) + 1; at < package.size() && package[at] != '[';
+         at = package.find('\n', at) + 1) {
+        const std::string line = package.substr(at, package.find('\r', at) - at);
+        if (!line.empty() && line[0] != ';') {
+            lines.emplace_back(line.begin(), line.end());
+        }
+    }
+    return lines;
+}
+
+TEST(DriverPackageTest, HasEveryKeyOfTheServiceAndNoOther) {
+    std::set<std::wstring> unused;
+    for (const std::wstring& line : Section("Keys")) {
+        ASSERT_TRUE(line.starts_with(L"HKLM,") && line.ends_with(L",,0x10"));
+        unused.insert(line.substr(5, line.size() - 11));
+    }
+    const auto roots = unused;
+    for (const ServiceKey& key : ServiceKeys()) {
+        EXPECT_TRUE(std::ranges::any_of(roots, [&](const std::wstring& root) {
+            const bool below = key.path == root || key.path.starts_with(root + L"\\");
+            return below && (unused.erase(root), true);
+        })) << key.path;
+    }
+    EXPECT_TRUE(unused.empty());
+}
+
+TEST(DriverPackageTest, OnlyTheServiceItselfMayWriteBesidesSystemAndAdministrators) {
+    const std::wstring line = Section("Keys.Security").at(0);
+    const std::wstring text = line.substr(1, line.size() - 2);
+    ASSERT_TRUE(text.starts_with(L"D:P(")) << "the parent's entry for the creator would come back";
+    const KeySecurity key = Parse(L"O:LS" + text);
+    const auto missing = [&](const Sid& sid, bool of_account = false) {
+        std::vector<Sid> token = of_account ? LocalServiceSids() : std::vector<Sid>{};
+        token.push_back(sid);
+        return MissingKeyRights(key.acl, key.owner, token, kAll);
+    };
+    const Sid system = MakeSid(5, {18});
+    const Sid administrators = MakeSid(5, {32, 544});
+    const Sid apps = MakeSid(15, {2, 1});
+    EXPECT_EQ(missing(OwnSid(), true), 0U);
+    EXPECT_EQ(missing(apps, true), kAll & ~KEY_READ) << "another service, which may own a key";
+    EXPECT_EQ(missing(apps), kAll & ~KEY_READ);
+    EXPECT_EQ(missing(system) | missing(administrators), 0U);
+    for (std::size_t entry = 3; (entry = text.find(L'(', entry)) != text.npos; ++entry) {
+        EXPECT_EQ(text.substr(entry, 6), L"(A;CI;") << "for the key and those below it";
+    }
+}
+
+TEST(DriverPackageTest, TheServiceHasItsSidAndIsStartedAfterACrash) {
+    const auto has = [](const char* section, const wchar_t* start) {
+        return std::ranges::count_if(
+            Section(section), [=](const std::wstring& line) { return line.starts_with(start); });
+    };
+    EXPECT_EQ(has("Service", L"ServiceSidType = 1 "), 1);
+    EXPECT_EQ(has("Service", L"FailureActions = Recovery "), 1);
+    EXPECT_EQ(has("Recovery", L"Action      = 1,"), 3);
+    std::string arm64 = Package("arm64");
+    for (std::size_t at = 0; (at = arm64.find("NTarm64", at)) != arm64.npos;) {
+        arm64.replace(at, 7, "NTamd64");
+    }
+    EXPECT_EQ(arm64, Package("x64"));
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
 # remove; and clients that die in the middle.
-# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE STARTSTOP MODEM
+# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE STARTSTOP MODEM [SERVICE-BY-WIDL]
 set -u
-build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5 modem=$6
+build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5 modem=$6 widl=${7:-}
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 starts=200
@@ -11,7 +11,7 @@ starts=200
 wine_prefix_ready || exit 1
 notebook_install_programs "$build" && notebook_copy "$logged" "$crashclient" "$example" "$startstop" || exit 1
 expect_unchanged "$build/service/tessel-service.exe" 3
-expect_unchanged "$build/client/tesselctl.exe" 1
+expect_unchanged "$build/client/tesselctl.exe" 3
 expect_unchanged "$example" 1
 tessel_service -remove >/dev/null
 notebook_modem_remove
@@ -78,6 +78,13 @@ expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
 0x5: 0x5, 6 served" notebook_run 'C:\Tessel\crashclient.exe' raise 'C:\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ \
     MBNHELPER_GETNETWORKMODE BLEHELPER_GETBLE USBPATHCHANGER_SMGETMUICSTATUS COMMONHELPER_ISFILE_EXISTS \
     COMMONHELPER_READEULADOCUMENT
+expect "contexts of others" 0 "own context: 1
+no context: 1
+closing no context: 0
+closed context: 0
+another client's context: 0
+no such procedure: 0" notebook_run 'C:\Tessel\crashclient.exe' contexts
+expect_part "served after them" 0 "number=4" tesselctl REGISTRYHELPER_ISVZWQ --int 4
 expect "stop" 0 "" notebook_quiet net stop "Tessel Service"
 expect_part "starts, each with a stop at once" 0 "$starts starts, each stopped at once" \
     notebook_run 'C:\Tessel\startstop.exe' $starts
@@ -130,6 +137,19 @@ Service OnStop end" without_time
 expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel_service -console
 notebook_quiet reg delete 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability
 tessel_service -remove >/dev/null
+
+# The server half of an interface compiler in the place of ours.
+if [ -n "$widl" ]; then
+    notebook_copy "$widl"
+    notebook_run 'C:\Tessel\tessel-service-widl.exe' -install >/dev/null
+    notebook_quiet net start "Tessel Service"
+    wait_for_service
+    expect "a compiler's server half" 0 'REGISTRYHELPER_ISVZWQ  flag=true  number=-7  text="é"' \
+        tesselctl REGISTRYHELPER_ISVZWQ --bool true --int -7 --text é
+    expect_part "many requests to it" 0 "1000 requests, 1000 answers" \
+        tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20 --quiet
+    expect_part "end of it" 0 "is removed" tessel_service -remove
+fi
 
 echo "end to end: $failures failed"
 [ $failures -eq 0 ]

@@ -1,4 +1,4 @@
-// Every failure of Windows that the product can meet, and what comes of it.
+// Failures of Windows, one for each way that the product goes on them, and what comes of it.
 #pragma once
 
 #include <windows.h>
@@ -41,22 +41,12 @@ inline constexpr const char kReadFailed[] = "Register Open Error;Register Query 
 inline constexpr const char kStopped[] =
     "Service OnStop;RpcServerDisconnect;Rpc Server Unregister Success;RpcEpUnregister;"
     "RpcServerDisconnect end;Service OnStop end;";
-inline constexpr const char kStoppedOddly[] =
-    "Service OnStop;RpcServerDisconnect;Rpc Server Unregister error;RpcEpUnregister;"
-    "RpcServerDisconnect end;Service OnStop end;";
 
 // clang-format off
 inline constexpr FaultRow kFaults[] = {
     // The settings: the registry holds ButtonAction 5 and nothing else.
     {"RegOpenKeyExW", 1, 5, 0, 1, SETTINGS L"GETPENSETTING", L"true -1 own text", kReadFailed},
-    {"RegOpenKeyExW", 1, 5, 0, 1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text", kReadFailed},
-    {"RegOpenKeyExW", 2, 5, 0, 2, SETTINGS L"CHECKADDTIONALPENSETTING", L"true 7 own text", kReadFailed},
-    {"RegQueryValueExW", 1, 234, 0, 1, SETTINGS L"GETPENSETTING", L"true -1 own text", "Register Query Error;"},
     {"RegQueryValueExW", 1, 2, 0, 1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text", "Register Query Error;"},
-    {"RegQueryValueExW", 1, 5, 0, 1, SETTINGS L"GETPENPRESSURESENSITIVITY", L"true -1 own text",
-        "Register Open Error;Register Query Error;GetPenPressureSensitivity : -1;"},
-    {"RegQueryValueExW", 1, 5, 0, 1, SETTINGS L"GETSCREENMODE", L"true 99 own text",
-        "Register Query Error;GetScreenMode : 99;", L"", L"99 3"},
     {"RegCreateKeyExW", 1, 5, 0, 2, SETTINGS L"GETSCREENMODE", L"true 99 own text",
         "Register Query Error;RegCreateKeyEx Error - 5;GetScreenMode : 99;", L"", L"-1 3"},
     {"RegCreateKeyExW", 1, 5, 0, 1, SETTINGS L"SETPENSETTING", L"false 7 own text", "RegCreateKeyEx Error - 5;"},
@@ -68,52 +58,25 @@ inline constexpr FaultRow kFaults[] = {
         "RegCreateKeyEx Error - 5;Set Screen Mode Success;", L"", L"7 -1"},
     {"RegCreateKeyExW", 1, 5, 0, 1, SETTINGS L"CHECKADDTIONALPENSETTING", L"false 7 own text", kReadFailed},
     {"RegSetValueExW", 1, -7, 0, 1, SETTINGS L"SETPENSETTING", L"false 7 own text", "RegSetValueEx Error - -7;"},
-    {"RegSetValueExW", 1, 14, 0, 2, SETTINGS L"SETSCREENMODE", L"false 7 own text",
-        "RegSetValueEx Error - 14;Set Screen Mode Failure;", L"", L"-1 7"},
     {"RegSetValueExW", 1, 5, 0, 1, SETTINGS L"CHECKADDTIONALPENSETTING", L"false 7 own text", kReadFailed},
-    {"RegCloseKey", 1, 6, 0, 1, SETTINGS L"GETPENSETTING", L"true 5 own text", "GetPenSetting Success;"},
 
     // The routes of the USB port: it is routed to the modem.
     {"RegCreateKeyExW", 8, 5, 0, 41, L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"true 7 own text"},
     {"RegSetValueExW", 3, 112, 4711, 41, L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"true 7 own text", "",
         L"RegSetValueEx fail, GetLastError(4711) ValueName[bMaxPower]\n"},
-    {"RegSetValueExW", 4, 112, 8, 41, L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"true 7 own text", "",
-        L"RegSetValueEx fail, GetLastError(8) ValueName[InterfaceList]\n"},
-    {"RegSetValueExW", 10, 112, 8, 41, L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"true 7 own text", "",
-        L"RegSetValueEx fail, GetLastError(8) ValueName[SerialNumber]\n"},
-    {"RegSetValueExW", 18, 112, 8, 41, L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"true 7 own text", "",
-        L"RegSetValueEx fail, GetLastError(8) ValueName[BOSDescriptor]\n"},
-    {"RegDeleteValueW", 1, 5, 0, 1, L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"true 7 own text", "",
-        L"RegistryDeleteValue fail, the value(InterfaceList) does not exist\n"},
-    {"RegDeleteValueW", 1, 5, 0, 40, L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"true 7 own text", "",
-        L"RegistryDeleteValue fail, the value(RoleSwitchMode) does not exist\n"},
-    {"RegOpenKeyExW", 3, 5, 0, 41, L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"true 7 own text"},
-    {"RegCreateKeyExW", 1, 5, 0, 1, L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"true 7 own text"},
-    {"RegSetValueExW", 1, 5, 6, 1, L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"true 7 own text", "",
-        L"RegSetValueEx fail, GetLastError(6) ValueName[TransportType]\n"},
 
     // The control device: its value is 85.
     {"CM_Get_Device_Interface_List_SizeW", 1, CR_FAILURE, 0, 1, L"BLEHELPER_GETBLE", L"false 0 own text"},
-    {"CM_Get_Device_Interface_List_SizeW", 1, CR_FAILURE, 0, 1, L"BLEHELPER_SETBLE", L"true 7 own text"},
-    {"CM_Get_Device_Interface_List_SizeW", 1, CR_FAILURE, 0, 1, L"BLEHELPER_ISBLESUPPORT", L"true 0 own text"},
     {"CM_Get_Device_Interface_ListW", 1, CR_BUFFER_SMALL, 0, 1, L"BLEHELPER_GETBLE", L"false 0 own text"},
-    {"CM_Get_Device_Interface_ListW", 1, CR_BUFFER_SMALL, 0, 1, L"BLEHELPER_SETBLE", L"true 7 own text"},
-    {"CM_Get_Device_Interface_ListW", 1, CR_BUFFER_SMALL, 0, 1, L"BLEHELPER_ISBLESUPPORT", L"true 0 own text"},
-    {"CreateFileW", 1, -1, 5, 1, L"BLEHELPER_GETBLE", L"false 0 own text"},
-    {"CreateFileW", 1, -1, 5, 1, L"BLEHELPER_SETBLE", L"true 7 own text"},
-    {"CreateFileW", 1, -1, 5, 1, L"BLEHELPER_ISBLESUPPORT", L"true 0 own text"},
     // The device stays open.
     {"DeviceIoControl", 1, 0, 31, 1, L"BLEHELPER_GETBLE", L"false 0 own text", "", L"", nullptr, 1},
     {"DeviceIoControl", 1, 0, 31, 1, L"BLEHELPER_SETBLE", L"true 7 own text", "", L"", nullptr, 1},
     {"DeviceIoControl", 1, 0, 31, 1, L"BLEHELPER_ISBLESUPPORT", L"true 0 own text", "", L"", nullptr, 1},
-    {"CloseHandle", 1, 0, 6, 1, L"BLEHELPER_GETBLE", L"true 85 own text"},
 
     // The modem: the first interface is connected and has the profiles a and b, the second is not and
     // has the service's own, B.
     {"CoInitializeEx", 1, E_FAIL, 0, 1, L"MBNHELPER_CHECKSIMSTATUS", L"true 0 own text", "", L"Coinitialize failed"},
-    {"CoInitializeEx", 1, E_FAIL, 0, 1, L"MBNHELPER_CONNECT", L"true 7 own text", "", L"Coinitialize failed", L"abB 1 3"},
     {"CoInitializeEx", 2, E_FAIL, 0, 2, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"Coinitialize failed", L"abB 3 3"},
-    {"CoInitializeEx", 2, E_FAIL, 0, 6, L"MBNHELPER_CREATEPROFILE d|apn", L"true 7 d", "", L"Coinitialize failed", L"BB 1 3"},
     {"CoInitializeEx", 6, E_FAIL, 0, 6, L"MBNHELPER_CREATEPROFILE d|apn", L"true 7 d", "", L"Coinitialize failed", L" 1 3"},
     {"CoCreateInstance", 1, E_FAIL, 0, 1, L"MBNHELPER_GETSIMICCID", L"true 7 own text", "", L"CoCreateInstance error"},
     {"CoCreateInstance", 2, E_FAIL, 0, 2, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", NO_PROFILE_MANAGER, L"abB 3 3"},
@@ -122,39 +85,22 @@ inline constexpr FaultRow kFaults[] = {
     {"CoCreateInstance", 7, E_FAIL, 0, 7, L"MBNHELPER_CREATEPROFILE d|apn", L"true 7 d", "", NO_PROFILE_MANAGER, L" 1 3"},
     {"FailCreateProfile", 0, 0, 0, -1, L"MBNHELPER_CREATEPROFILE d|apn", L"true 7 d", "", NO_PROFILE_MANAGER, L" 1 3"},
     {"FailGetInterfaces", 0, 0, 0, -1, L"MBNHELPER_CHECKINTERFACE", L"true 0 own text", "", L"GetInterfaces error"},
-    {"FailGetInterfaces", 0, 0, 0, -1, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "",
-        L"GetInterfaces errorGetInterfaces error", L"abB 1 3"},
     {"SafeArrayGetLBound", 1, E_FAIL, 0, 1, L"MBNHELPER_GETSIMICCID", L"true 7 own text", "", L"SafeArrayGetLBound error"},
-    {"SafeArrayGetLBound", 2, E_FAIL, 0, 2, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"SafeArrayGetLBound error", L"abB 3 3"},
     {"SafeArrayGetLBound", 3, E_FAIL, 0, 3, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "",
         L"SafeArrayGetLBound profile error", L"abB 3 3"},
     {"SafeArrayGetUBound", 1, E_FAIL, 0, 1, L"MBNHELPER_GETSIMICCID", L"true 7 own text", "", L"SafeArrayGetUBound error"},
-    {"SafeArrayGetUBound", 2, E_FAIL, 0, 2, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"SafeArrayGetUBound error", L"abB 3 3"},
     {"SafeArrayGetUBound", 4, E_FAIL, 0, 4, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "",
         L"SafeArrayGetUBound profile error", L"B 3 3"},
     {"SafeArrayGetElement", 1, E_FAIL, 0, 2, L"MBNHELPER_GETSIMICCID", L"true 7 iccid1"},
-    {"SafeArrayGetElement", 2, E_FAIL, 0, 2, L"MBNHELPER_GETSIMICCID", L"true 7 iccid0"},
-    {"SafeArrayGetElement", 5, E_FAIL, 0, 7, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"", L"b 3 3"},
-    {"SafeArrayDestroy", 1, E_FAIL, 0, 1, L"MBNHELPER_GETSIMICCID", L"true 7 iccid1"},
-    {"FailGetReadyState", 0, 0, 0, -1, L"MBNHELPER_CHECKSIMSTATUS", L"true 0 own text"},
-    {"FailGetReadyState", 0, 0, 0, -1, L"MBNHELPER_GETHOMEPROVIDERID", L"true 7 own text"},
-    {"FailGetHomeProvider", 0, 0, 0, -1, L"MBNHELPER_GETHOMEPROVIDERNAME", L"true 7 own text"},
     {"FailGetSubscriberInformation", 0, 0, 0, -1, L"MBNHELPER_GETSUBSCRIBERID", L"true 7 own text"},
-    {"FailGetSubscriberId", 0, 0, 0, -1, L"MBNHELPER_GETSUBSCRIBERID", L"true 7 own text"},
-    {"FailGetSimIccId", 0, 0, 0, -1, L"MBNHELPER_GETSIMICCID", L"true 7 own text"},
-    {"FailGetConnection", 0, 0, 0, -1, L"MBNHELPER_CONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
     {"FailGetConnection", 0, 0, 0, -1, L"MBNHELPER_DISCONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
-    {"FailGetConnectionState", 0, 0, 0, -1, L"MBNHELPER_CONNECT", L"true 7 own text", "", L"", L"abB 1 1"},
     {"FailGetConnectionState", 0, 0, 0, -1, L"MBNHELPER_DISCONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
-    {"FailConnect", 0, 0, 0, -1, L"MBNHELPER_CONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
-    {"FailDisconnect", 0, 0, 0, -1, L"MBNHELPER_DISCONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
     {"FailGetConnectionProfiles", 0, 0, 0, -1, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "",
         L"GetConnectionProfiles error", L"abB 3 3"},
     {"FailDelete", 0, 0, 0, -1, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"", L"abB 3 3"},
 
     // The documents: document.txt holds "line".
-    {"_wfsopen", 1, 0, 0, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
-    {"_stat64", 1, -1, 0, 1, L"COMMONHELPER_ISFILE_EXISTS document.txt", L"false 7 "},
+    {"ReadFile", 1, 0, 5, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
     {"FlsSetValue", 3, 0, 8, -1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
 
     // Requests without memory.
@@ -162,70 +108,29 @@ inline constexpr FaultRow kFaults[] = {
     // The line of the failed read.
     {"operator new", 4, 0, 0, -1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text"},
     {"operator new", 0, 0, 0, 6, L"open", L"", "RemoteClose;", L"", L""},
-    {"operator new", 1, 0, 0, -1, L"open", L"", "", L"", L"no context"},
     {"operator new", 6, 0, 0, -1, L"open", L"", "", L"", L"no context"},
 
     // Installing and removing the service.
     {"GetModuleFileNameW", 1, 0, 5, 1, L"-install", L"", "", L"GetModuleFileName failed w/err 0x00000005\n"},
     {"GetModuleFileNameW", 1, MAX_PATH, 122, 1, L"-install", L"", "", L"GetModuleFileName failed w/err 0x0000007a\n"},
     {"OpenSCManagerW", 1, 0, 5, 1, L"-install", L"", "", L"OpenSCManager failed w/err 0x00000005\n"},
-    {"CreateServiceW", 1, 0, 0x431, 1, L"-install", L"", "", L"CreateService failed w/err 0x00000431\n"},
-    {"CloseServiceHandle", 1, 0, 6, 2, L"-install", L"", "", L"Tessel Service is installed.\n"},
     {"OpenSCManagerW", 1, 0, 5, 1, L"-remove", L"", "", L"OpenSCManager failed w/err 0x00000005\n"},
-    {"OpenServiceW", 1, 0, 0x424, 1, L"-remove", L"", "", L"OpenService failed w/err 0x00000424\n"},
     {"ControlService", 1, 0, 0x426, 1, L"-remove", L"", "", REMOVED},
     {"DeleteService", 1, 0, 0x430, 1, L"-remove", L"", "", STOPPED L"DeleteService failed w/err 0x00000430\n"},
     // The states that the service goes through from the stop on: 3 is pending, 1 stopped, 4 running.
-    {"Sleep", 0, 0, 0, 2, L"-remove 331", L"", "", STOPPED REMOVED},
     {"Sleep", 0, 0, 0, 5, L"-remove 333331", L"", "",
         L"Stopping Tessel Service.....\nTessel Service is stopped.\n" REMOVED},
     {"Sleep", 0, 0, 0, 2, L"-remove 334", L"", "", L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
-    {"QueryServiceStatus", 1, 0, 6, 1, L"-remove 1", L"", "",
-        L"Stopping Tessel Service.\nTessel Service is stopped.\n" REMOVED},
     {"QueryServiceStatus", 2, 0, 6, 2, L"-remove 333", L"", "",
         L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
 
     // A run as the service, which is told to stop once it runs, and as the console server.
-    {"StartServiceCtrlDispatcherW", 1, 0, 0x427, 1, L"", L"", "", USAGE L"Service failed to run w/err 0x00000427\n", L""},
     {"EventRegister", 1, 5, 0, 1, L"", L"", kStopped,
         USAGE L"Provider not registered. EventRegister failed with 5\n", L"2 work 4 3 1 "},
-    {"EventWriteString", 1, 8, 0, 2, L"", L"", kStopped, USAGE, L"2 work 4 3 1 "},
     {"CreateEventW", 1, 0, 8, 1, L"", L"", "", USAGE, L"threw 8"},
     {"RegisterServiceCtrlHandlerW", 1, 0, 1083, 1, L"", L"", "", USAGE, L"threw 1083"},
-    {"SetServiceStatus", 1, 0, 6, 4, L"", L"", kStopped, USAGE, L"work 4 3 1 "},
-    // Not looked at: what gets the null work item is Windows.
-    {"CreateThreadpoolWork", 1, 0, 8, 1, L"", L"", kStopped, USAGE, L"2 null work 4 3 1 "},
-    {"RpcServerUnregisterIf", 1, 1717, 0, 1, L"", L"", kStoppedOddly, USAGE, L"2 work 4 3 1 "},
     // The end of the process closes the stop event.
-    {"RpcServerUseProtseqEpW", 1, 1740, 0, 1, L"-console", L"", "RpcServerStart;",
-        L"RpcServerConnect returned: 0x6cc\n", L"exit 1740", 1},
     {"EventWriteString", 0, 0, 0, 2, L"-console", L"", "RpcServerStart;",
         L"RpcServerConnect returned: 0x6cc\n", L"exit 1740", 1},
 };
 // clang-format on
-
-// What the product imports and the table leaves out: where its failure is tested, or why it has no
-// outcome.
-struct Elsewhere {
-    const char* functions;
-    const char* where;
-};
-
-inline constexpr Elsewhere kElsewhere[] = {
-    {"DeriveCapabilitySidsFromName AllocateAndInitializeSid SetEntriesInAclW "
-     "InitializeSecurityDescriptor SetSecurityDescriptorDacl RpcServerRegisterIf3 "
-     "RpcServerInqBindings RpcEpRegisterW RpcEpUnregister RpcServerListen",
-     "rpcserver_test, FirstFailingStepIsTheResultAndWhatWasBuiltIsReleased"},
-    {"NdrClientCall3",
-     "a vanished client: document_test, AVanishedClientLeavesNothingForGood; "
-     "end_to_end, client dies"},
-    {"NdrServerCall2 NdrServerCallAll", "called by the RPC runtime"},
-    {"RpcBindingVectorFree CoUninitialize SysFreeString FreeSid LocalFree", "frees"},
-    {"SubmitThreadpoolWork GetLastError", "cannot fail"},
-    {"FlsAlloc FlsGetValue", "its failure is FlsSetValue's"},
-    {"_fsopen", "no log is written, as in the shipped program"},
-    {"_localtime64", "the line has no time"},
-    {"_vsnwprintf", "cuts the text: service_test, LongErrorTextsAreCutAndTerminated"},
-    {"_filelengthi64", "only how much memory to reserve"},
-    {"_time64 _fileno _wcsicmp _wassert __acrt_iob_func", "the C runtime's; cannot fail"},
-};

@@ -16,7 +16,7 @@ const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security
                                             "bcrypt.dll",   "cfgmgr32.dll",
                                             "kernel32.dll", "msvcrt.dll",
                                             "ole32.dll",    "oleaut32.dll",
-                                            "rpcrt4.dll"};
+                                            "rpcrt4.dll",   "ucrtbase.dll"};
 
 // The addresses of the import slots, by function.
 std::map<std::string, std::uint64_t> Imports(const Image& image, std::set<std::string>* dlls) {
@@ -110,67 +110,42 @@ std::int64_t SignExtended(std::uint64_t value, int bits) {
     return static_cast<std::int64_t>(value << (64 - bits)) >> (64 - bits);
 }
 
-// The import slot that the ARM64 instructions at `code` load and jump to: adrp, ldr, br. 0 if they
-// are others.
-std::uint64_t ThunkArm64(const std::uint32_t* code, std::uint64_t address) {
-    if ((code[0] & 0x9F000000) != 0x90000000 || (code[1] & 0xFFC00000) != 0xF9400000 ||
-        (code[2] & 0xFFFFFC1F) != 0xD61F0000) {
-        return 0;
-    }
-    const std::int64_t page = SignExtended((code[0] >> 5 & 0x7FFFF) << 2 | (code[0] >> 29 & 3), 21);
-    return (address & ~0xFFFULL) + static_cast<std::uint64_t>(page * 4096) +
-           (code[1] >> 10 & 0xFFF) * 8;
-}
-
-// Where each direct call or jump goes, from where. An import's thunk counts as the slot that it
-// jumps through.
-std::multimap<std::uint64_t, std::uint64_t> CallersByTarget(const Image& image) {
-    std::multimap<std::uint64_t, std::uint64_t> callers;
-    std::map<std::uint64_t, std::uint64_t> thunks;
+// Where each direct call or jump goes, from where: to a function, or to what an import's slot
+// holds.
+std::multimap<std::uint64_t, std::uint64_t> SitesByTarget(const Image& image) {
+    std::multimap<std::uint64_t, std::uint64_t> sites;
     for (const IMAGE_SECTION_HEADER& section : image.Sections()) {
         if ((section.Characteristics & IMAGE_SCN_MEM_EXECUTE) == 0) {
             continue;
         }
         const std::uint64_t start = image.Base() + section.VirtualAddress;
-        const std::string code = image.Bytes(start, section.Misc.VirtualSize + 16);
-        const std::size_t step = image.IsArm64() ? 4 : 1;
-        for (std::size_t at = 0; at + 16 <= code.size(); at += step) {
-            const std::uint64_t address = start + at;
-            if (image.IsArm64()) {
-                std::uint32_t words[3];
-                std::memcpy(words, &code[at], sizeof(words));
-                if ((words[0] & 0x7C000000) == 0x14000000) {
-                    const std::int64_t distance = SignExtended(words[0] & 0x3FFFFFF, 26) * 4;
-                    callers.emplace(address + static_cast<std::uint64_t>(distance), address);
-                } else if (const std::uint64_t slot = ThunkArm64(words, address)) {
-                    thunks[address] = slot;
-                }
-                continue;
-            }
+        const std::string code = image.Bytes(start, section.Misc.VirtualSize + 8);
+        for (std::size_t at = 0; at + 8 <= code.size(); at += image.IsArm64() ? 4 : 1) {
+            const std::uint64_t site = start + at;
+            std::uint32_t words[2];
+            std::memcpy(words, &code[at], sizeof(words));
             std::int32_t distance = 0;
-            const auto first = static_cast<unsigned char>(code[at]);
-            const auto second = static_cast<unsigned char>(code[at + 1]);
-            if (first == 0xE8 || first == 0xE9) {
+            if (image.IsArm64()) {
+                if ((words[0] & 0x7C000000) == 0x14000000) {
+                    sites.emplace(site + SignExtended(words[0] & 0x3FFFFFF, 26) * 4, site);
+                } else if ((words[0] & 0x9F000000) == 0x90000000 &&
+                           (words[1] & 0xFFC00000) == 0xF9400000) {
+                    // adrp and ldr.
+                    const std::int64_t page =
+                        SignExtended((words[0] >> 5 & 0x7FFFF) << 2 | (words[0] >> 29 & 3), 21);
+                    sites.emplace((site & ~0xFFFULL) + page * 4096 + (words[1] >> 10 & 0xFFF) * 8,
+                                  site);
+                }
+            } else if ((words[0] & 0xFE) == 0xE8) {
                 std::memcpy(&distance, &code[at + 1], sizeof(distance));
-                callers.emplace(address + 5 + static_cast<std::uint64_t>(std::int64_t{distance}),
-                                address);
-            } else if (first == 0xFF && (second == 0x15 || second == 0x25)) {
+                sites.emplace(site + 5 + distance, site);
+            } else if ((words[0] & 0xFFFF) == 0x15FF || (words[0] & 0xFFFF) == 0x25FF) {
                 std::memcpy(&distance, &code[at + 2], sizeof(distance));
-                const std::uint64_t slot =
-                    address + 6 + static_cast<std::uint64_t>(std::int64_t{distance});
-                callers.emplace(slot, address);
-                thunks[address] = slot;
+                sites.emplace(site + 6 + distance, site);
             }
         }
     }
-    for (const auto& [thunk, slot] : thunks) {
-        const auto [first, last] = callers.equal_range(thunk);
-        const std::vector<std::pair<std::uint64_t, std::uint64_t>> through(first, last);
-        for (const auto& [target, caller] : through) {
-            callers.emplace(slot, caller);
-        }
-    }
-    return callers;
+    return sites;
 }
 
 // Whoever is on the stack while an answer is sent: every function from which a chain of direct
@@ -182,14 +157,14 @@ std::vector<Function> OnTheStackOfAnAnswer(const Image& image, std::uint64_t req
     for (const Function& function : Functions(image)) {
         functions[function.begin] = function;
     }
-    const auto callers = CallersByTarget(image);
+    const auto sites = SitesByTarget(image);
     // A function that keeps nothing on the stack is unknown to the unwinder: it begins at the last
     // place before `address` that is called, or behind the last known function.
     const auto begin_of = [&](std::uint64_t address) {
         auto known = functions.upper_bound(address);
         const std::uint64_t known_end = known == functions.begin() ? 0 : (--known)->second.end;
         return address < known_end ? known->first
-                                   : std::max(known_end, (--callers.upper_bound(address))->first);
+                                   : std::max(known_end, (--sites.upper_bound(address))->first);
     };
     std::vector<std::uint64_t> open = {Imports(image, &dlls).at("NdrClientCall3"), request};
     std::set<std::uint64_t> seen;
@@ -203,9 +178,9 @@ std::vector<Function> OnTheStackOfAnAnswer(const Image& image, std::uint64_t req
         if (functions.contains(target)) {
             found.push_back(functions[target]);
         }
-        const auto [first, last] = callers.equal_range(target);
-        for (auto call = first; call != last; ++call) {
-            open.push_back(begin_of(call->second));
+        const auto [first, last] = sites.equal_range(target);
+        for (auto site = first; site != last; ++site) {
+            open.push_back(begin_of(site->second));
         }
     }
     return found;

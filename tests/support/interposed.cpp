@@ -12,7 +12,7 @@ bool CountedCallFails(const char* function) {
 
 void* WindowsFunction(const char* name) {
     for (const wchar_t* library :
-         {L"kernel32", L"advapi32", L"ole32", L"oleaut32", L"rpcrt4", L"msvcrt"}) {
+         {L"kernel32", L"advapi32", L"ole32", L"oleaut32", L"rpcrt4", L"msvcrt", L"ucrtbase"}) {
         if (const FARPROC function = GetProcAddress(LoadLibraryW(library), name)) {
             return reinterpret_cast<void*>(function);
         }

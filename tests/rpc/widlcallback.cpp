@@ -1,0 +1,14 @@
+// What widl's server half does not have: it knows no callbacks. The stub descriptor of ours.
+#include "rpc/stub/stubs.h"
+
+const MIDL_STUB_DESC kServerStubDescriptor = [] {
+    MIDL_STUB_DESC descriptor = {};
+    descriptor.RpcInterfaceInformation = ServiceRpcInterface_v1_0_s_ifspec;
+    descriptor.pfnAllocate = MIDL_user_allocate;
+    descriptor.pfnFree = MIDL_user_free;
+    descriptor.pFormatTypes = kTypeFormatString;
+    descriptor.fCheckBounds = 1;
+    descriptor.Version = kStubVersion;
+    descriptor.mFlags = kStubFlags;
+    return descriptor;
+}();
