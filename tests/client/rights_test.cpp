@@ -204,6 +204,7 @@ TEST(DriverPackageTest, TheServiceHasItsSidAndIsStartedAfterACrash) {
     EXPECT_EQ(has("Service", L"FailureActions = Recovery "), 1);
     EXPECT_EQ(has("Recovery", L"Action      = 1,"), 3);
     std::string arm64 = Package("arm64");
+    EXPECT_EQ(arm64.find("[DefaultInstall]"), arm64.npos) << "Windows wants the machine behind it";
     for (std::size_t at = 0; (at = arm64.find("NTarm64", at)) != arm64.npos;) {
         arm64.replace(at, 7, "NTamd64");
     }
