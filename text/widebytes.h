@@ -12,17 +12,15 @@ inline constexpr std::size_t kWidenBlock = 16;
 
 inline constexpr signed char kCtrlZ = 0x1A;
 
-// The first CR or Ctrl-Z from `bytes` on; there must be one. Looks at eight bytes at a time: of
-// those that a pattern has turned to zero, the lowest borrows and shows in its highest bit.
-inline const signed char* FindCrOrCtrlZ(const signed char* bytes) {
+// The first byte from `bytes` on that is a control character up to Ctrl-Z; there must be one. Looks
+// at eight bytes at a time: in the difference, the first of those too small borrows, which shows in
+// its highest bit.
+inline const signed char* FindControl(const signed char* bytes) {
     constexpr std::uint64_t kOnes = 0x0101010101010101;
-    constexpr auto kZeros = [](std::uint64_t word) {
-        return (word - kOnes) & ~word & (kOnes << 7);
-    };
     for (;; bytes += sizeof(std::uint64_t)) {
         std::uint64_t word;
         std::memcpy(&word, bytes, sizeof(word));
-        const std::uint64_t found = kZeros(word ^ (kOnes * '\r')) | kZeros(word ^ (kOnes * kCtrlZ));
+        const std::uint64_t found = (word - kOnes * (kCtrlZ + 1)) & ~word & (kOnes << 7);
         if (found != 0) {
             return bytes + (std::countr_zero(found) / 8);
         }
@@ -50,15 +48,15 @@ inline wchar_t* Widen(const signed char* __restrict bytes,
 inline wchar_t* WidenText(const signed char*& next, signed char* end, wchar_t* text) {
     *end = kCtrlZ;
     for (;;) {
-        const signed char* const stop = FindCrOrCtrlZ(next);
+        const signed char* const stop = FindControl(next);
         text = Widen(next, static_cast<std::size_t>(stop - next), text);
         next = stop;
-        if (*next == kCtrlZ || next + 1 == end) {
+        if (*next == kCtrlZ || (*next == '\r' && next + 1 == end)) {
             return text;
         }
-        ++next;
-        if (*next != '\n') {
-            *text++ = L'\r';
+        if (*next == '\r' && next[1] == '\n') {
+            ++next;
         }
+        *text++ = static_cast<wchar_t>(*next++);
     }
 }
