@@ -8,8 +8,9 @@
 
 #include "bledevice/controldevice.h"
 #include "simulator/wine/deviceinterfaces.h"
+#include "tests/support/interposed.h"
 #include "tests/support/recordedreport.h"
-#include "tests/support/replacedimport.h"
+#include "tests/support/registryvalues.h"
 
 namespace {
 
@@ -23,41 +24,31 @@ const wchar_t kState[] = L"SOFTWARE\\Tessel Simulator\\ControlDevice";
 
 std::vector<std::wstring> g_opened;
 
-// clang-format off
-HANDLE WINAPI OpenFile(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
-        DWORD creation, DWORD flags, HANDLE pattern) {
-    g_opened.push_back(path);
+void NoteOpening(const wchar_t* path,
+                 DWORD access,
+                 DWORD share,
+                 SECURITY_ATTRIBUTES* /*security*/,
+                 DWORD creation,
+                 DWORD flags,
+                 HANDLE /*pattern*/) {
+    g_opened.emplace_back(path);
     EXPECT_TRUE(access == 3 && share == 3 && creation == OPEN_EXISTING && flags == 0x40000000);
-    static const auto real = reinterpret_cast<decltype(&CreateFileW)>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateFileW")));
-    return real(path, access, share, security, creation, flags, pattern);
 }
-// clang-format on
 
-REPLACE_IMPORT(CreateFileW, OpenFile);
+}  // namespace
+
+INTERPOSE_NOTED(CreateFileW, kOpensHandle, NoteOpening);
 REPLACE_IMPORT(CM_Get_Device_Interface_List_SizeW, SimulatedDeviceInterfaceListSize);
 REPLACE_IMPORT(CM_Get_Device_Interface_ListW, SimulatedDeviceInterfaceList);
 
-void SetState(const wchar_t* name, DWORD value) {
-    ASSERT_EQ(0,
-              RegSetKeyValueW(HKEY_LOCAL_MACHINE, kState, name, REG_DWORD, &value, sizeof(value)));
-}
-
-DWORD State(const wchar_t* name) {
-    DWORD value = 0;
-    DWORD size = sizeof(value);
-    EXPECT_EQ(0, RegGetValueW(HKEY_LOCAL_MACHINE, kState, name, RRF_RT_REG_DWORD, nullptr, &value,
-                              &size));
-    return value;
-}
+namespace {
 
 void SetInterfaces(const std::vector<std::wstring>& paths) {
     std::wstring list;
     for (const std::wstring& path : paths) {
         list += path + L'\0';
     }
-    ASSERT_EQ(0, RegSetKeyValueW(HKEY_LOCAL_MACHINE, kState, L"Interfaces", REG_MULTI_SZ,
-                                 list.c_str(), (list.size() + 1) * sizeof(wchar_t)));
+    Store(kState, L"Interfaces", REG_MULTI_SZ, list.c_str(), (list.size() + 1) * sizeof(wchar_t));
 }
 
 Report Ask(const wchar_t* command, bool data_bool) {
@@ -72,8 +63,8 @@ class BleHelper : public testing::Test {
  protected:
     void SetUp() override {
         SetInterfaces({kDevice});
-        SetState(L"Value", 0);
-        SetState(L"Support", 1);
+        Store(kState, L"Value", 0);
+        Store(kState, L"Support", 1);
         std::uint32_t value = 0;
         ASSERT_EQ(0, ReadControlDeviceValue(&value)) << "the driver is not loaded";
         g_opened.clear();
@@ -90,16 +81,16 @@ class BleHelper : public testing::Test {
 
 TEST_F(BleHelper, CarriesOutItsCommands) {
     EXPECT_EQ(Ask(kSet, true), (Report{kSet, true, -7, L"text"}));
-    EXPECT_EQ(State(L"Value"), 85u);
+    EXPECT_EQ(StoredNumber(kState, L"Value"), 85);
     EXPECT_EQ(Ask(kGet, false), (Report{kGet, true, 85, L"text"}));
     EXPECT_EQ(Ask(kSet, false), (Report{kSet, false, -7, L"text"}));
-    EXPECT_EQ(State(L"Value"), 0u);
-    SetState(L"Value", 0xFFFFFFFE);
+    EXPECT_EQ(StoredNumber(kState, L"Value"), 0);
+    Store(kState, L"Value", 0xFFFFFFFE);
     EXPECT_EQ(Ask(kGet, true), (Report{kGet, false, -2, L"text"}));
 
-    SetState(L"Support", 0x100);
+    Store(kState, L"Support", 0x100);
     EXPECT_EQ(Ask(kIsSupported, false), (Report{kIsSupported, false, 1, L"text"}));
-    SetState(L"Support", 0);
+    Store(kState, L"Support", 0);
     EXPECT_EQ(Ask(kIsSupported, true), (Report{kIsSupported, true, 0, L"text"}));
 }
 
@@ -118,7 +109,7 @@ TEST_F(BleHelper, WithoutADeviceNothingIsOpened) {
 }
 
 TEST_F(BleHelper, OnlyTheFirstDeviceIsUsed) {
-    SetState(L"Value", 85);
+    Store(kState, L"Value", 85);
     SetInterfaces({kDevice, kNoDevice});
     EXPECT_TRUE(Ask(kGet, false).flag);
     EXPECT_EQ(g_opened, (std::vector<std::wstring>{kDevice}));
@@ -128,7 +119,7 @@ TEST_F(BleHelper, OnlyTheFirstDeviceIsUsed) {
 }
 
 TEST_F(BleHelper, AListThatDoesNotFitIsNoDevice) {
-    SetState(L"Value", 85);
+    Store(kState, L"Value", 85);
     // With both terminators and the empty string at the end: 256 characters.
     std::wstring second(256 - kDevice.size() - 3, L'x');
     SetInterfaces({kDevice, second});
@@ -137,23 +128,6 @@ TEST_F(BleHelper, AListThatDoesNotFitIsNoDevice) {
     SetInterfaces({kDevice, second + L'x'});
     ExpectNoDevice();
     EXPECT_TRUE(g_opened.empty());
-}
-
-TEST_F(BleHelper, TheStandInForDeviceListsKeepsWindowsSizes) {
-    // Written down apart from the product, from which the stand-in has it.
-    GUID control_class = {
-        0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 4}};
-    GUID other_class = {};
-    wchar_t list[40];
-    ULONG length = 0;
-    EXPECT_EQ(CM_Get_Device_Interface_List_SizeW(&length, &control_class, nullptr, 0), CR_SUCCESS);
-    ASSERT_EQ(length, kDevice.size() + 2);
-    EXPECT_EQ(CM_Get_Device_Interface_ListW(&control_class, nullptr, list, length - 1, 0),
-              CR_BUFFER_SMALL);
-    EXPECT_EQ(CM_Get_Device_Interface_ListW(&control_class, nullptr, list, length, 0), CR_SUCCESS);
-    EXPECT_EQ(std::wstring(list, length), kDevice + std::wstring(2, L'\0'));
-    EXPECT_EQ(CM_Get_Device_Interface_List_SizeW(&length, &other_class, nullptr, 0), CR_SUCCESS);
-    EXPECT_EQ(length, 1u);
 }
 
 }  // namespace

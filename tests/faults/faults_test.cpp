@@ -22,6 +22,7 @@
 #include "tests/support/interposed.h"
 #include "tests/support/recordedconsole.h"
 #include "tests/support/recordedlog.h"
+#include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 
 int wmain(int argc, wchar_t* argv[]);
@@ -209,9 +210,7 @@ void CleanUp() {
 // The notebook before each row.
 void Arrange() {
     CleanUp();
-    const DWORD button_action = 5;
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Bramble\\BrambleSettings\\PenOption",
-                    L"ButtonAction", REG_DWORD, &button_action, sizeof(button_action));
+    Store(std::wstring(kSettingsKey) + L"\\PenOption", L"ButtonAction", 5);
     Request(L"USBPATHCHANGER_CHANGEUSBPATHTOCP");
     AddInterface(L"0");
     AddInterface(L"1");
@@ -264,11 +263,8 @@ std::wstring Traces(const std::wstring& action) {
     }
     if (action.starts_with(SETTINGS)) {
         for (const wchar_t* name : {L"ScreenMode", L"ColorProfile"}) {
-            long value = -1;
-            DWORD size = sizeof(value);
-            RegGetValueW(HKEY_LOCAL_MACHINE, kSettingsKey, name, RRF_RT_REG_DWORD, nullptr, &value,
-                         &size);
-            g_traces += (g_traces.empty() ? L"" : L" ") + std::to_wstring(value);
+            g_traces += (g_traces.empty() ? L"" : L" ") +
+                        std::to_wstring(StoredNumber(kSettingsKey, name).value_or(-1));
         }
     }
     return g_traces;

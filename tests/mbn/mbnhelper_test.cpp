@@ -25,6 +25,10 @@ void ExpectNothingHeld() {
     EXPECT_EQ(g_watch.held, 0) << "apartments not left";
 }
 
+void NoteContext(REFCLSID, IUnknown*, DWORD context, REFIID, void**) {
+    g_everyContext &= context == 0x17;
+}
+
 }  // namespace
 
 // Not the shared recorder: nothing of the modem may be held any more when the answer is sent.
@@ -33,10 +37,7 @@ void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     g_reports.push_back({command, flag != 0, number, text});
 }
 
-INTERPOSE_BY(CoCreateInstance,
-             kNone,
-             ((g_everyContext &= std::get<2>(std::tuple(arguments...)) == 0x17),
-              Windows<Watched_CoCreateInstance, decltype(CoCreateInstance)>::Act(arguments...)));
+INTERPOSE_NOTED(CoCreateInstance, kNone, NoteContext);
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include "tests/support/interposed.h"
 #include "tests/support/recordedlog.h"
 #include "tests/support/recordedreport.h"
+#include "tests/support/registryvalues.h"
 
 namespace {
 
@@ -29,46 +30,21 @@ using Lines = std::vector<std::string>;
 std::vector<REGSAM> g_openMasks;
 std::vector<REGSAM> g_createMasks;
 
+void NoteMaking(HKEY, LPCWSTR, DWORD, LPCWSTR, DWORD, REGSAM access, ...) {
+    g_createMasks.push_back(access);
+}
+
+void NoteOpening(HKEY, LPCWSTR, DWORD, REGSAM access, HKEY*) {
+    g_openMasks.push_back(access);
+}
+
 }  // namespace
 
-INTERPOSE_BY(RegOpenKeyExW,
-             kOpensOnZero,
-             (g_openMasks.push_back(std::get<3>(std::tuple(arguments...))),
-              Windows<Watched_RegOpenKeyExW, decltype(RegOpenKeyExW)>::Act(arguments...)));
-INTERPOSE_BY(RegCreateKeyExW,
-             kOpensOnZero,
-             (g_createMasks.push_back(std::get<5>(std::tuple(arguments...))),
-              Windows<Watched_RegCreateKeyExW, decltype(RegCreateKeyExW)>::Act(arguments...)));
+INTERPOSE_NOTED(RegCreateKeyExW, kOpensOnZero, NoteMaking);
+INTERPOSE_NOTED(RegOpenKeyExW, kOpensOnZero, NoteOpening);
 INTERPOSE(RegCloseKey, kCloses);
 
 namespace {
-
-void Store(const wchar_t* key, const wchar_t* name, DWORD type, const void* data, DWORD size) {
-    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, name, type, data, size), ERROR_SUCCESS);
-}
-
-void StoreDword(const wchar_t* key, const wchar_t* name, long value) {
-    Store(key, name, REG_DWORD, &value, sizeof(value));
-}
-
-// The value if it is a REG_DWORD.
-std::optional<long> Stored(const wchar_t* key, const wchar_t* name) {
-    long value = 0;
-    DWORD size = sizeof(value);
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, key, name, RRF_RT_REG_DWORD, nullptr, &value, &size) !=
-        ERROR_SUCCESS) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-// The bytes if the value is a REG_SZ.
-std::wstring StoredText(const wchar_t* key, const wchar_t* name) {
-    wchar_t text[200] = {};
-    DWORD size = sizeof(text);
-    RegGetValueW(HKEY_LOCAL_MACHINE, key, name, RRF_RT_REG_SZ, nullptr, text, &size);
-    return text;
-}
 
 class SettingsTest : public testing::Test {
  protected:
@@ -110,9 +86,9 @@ class SettingsTest : public testing::Test {
 };
 
 TEST_F(SettingsTest, StoredMinus100ReadsAsAFailureAndIsNotLoggedAsOne) {
-    StoreDword(kPenOptionKey, L"ButtonAction", -100);
-    StoreDword(kPenOptionKey, L"ClickAction", -100);
-    StoreDword(kPenPressureKey, L"PressureTH", -100);
+    Store(kPenOptionKey, L"ButtonAction", -100);
+    Store(kPenOptionKey, L"ClickAction", -100);
+    Store(kPenPressureKey, L"PressureTH", -100);
     EXPECT_EQ(Get(L"GETPENSETTING"), -1);
     EXPECT_TRUE(LoggedLines().empty());
     EXPECT_EQ(Get(L"GETPENCLICKSETTING"), -100);
@@ -124,17 +100,17 @@ TEST_F(SettingsTest, StoredMinus100ReadsAsAFailureAndIsNotLoggedAsOne) {
 TEST_F(SettingsTest, ValuesAreWrittenAndReadBackUnchecked) {
     for (const long value : {0L, 7L, -1L, LONG_MAX, LONG_MIN}) {
         EXPECT_EQ(Ask(L"SETPENSETTING", false, value), std::pair(true, value));
-        EXPECT_EQ(Stored(kPenOptionKey, L"ButtonAction"), value);
+        EXPECT_EQ(StoredNumber(kPenOptionKey, L"ButtonAction"), value);
         EXPECT_EQ(Get(L"GETPENSETTING"), value);
         EXPECT_EQ(LoggedLines(), Lines{"GetPenSetting Success"});
 
         EXPECT_EQ(Ask(L"SETPENCLICKSETTING", false, value), std::pair(true, value));
-        EXPECT_EQ(Stored(kPenOptionKey, L"ClickAction"), value);
+        EXPECT_EQ(StoredNumber(kPenOptionKey, L"ClickAction"), value);
         EXPECT_EQ(Get(L"GETPENCLICKSETTING"), value);
         EXPECT_TRUE(LoggedLines().empty());
 
         EXPECT_EQ(Ask(L"SETPENPRESSURESENSITIVITY", false, value), std::pair(true, value));
-        EXPECT_EQ(Stored(kPenPressureKey, L"PressureTH"), value);
+        EXPECT_EQ(StoredNumber(kPenPressureKey, L"PressureTH"), value);
         EXPECT_EQ(Get(L"GETPENPRESSURESENSITIVITY"), value);
         EXPECT_EQ(LoggedLines(), Lines{"GetPenPressureSensitivity : " + std::to_string(value)});
     }
@@ -144,11 +120,11 @@ TEST_F(SettingsTest, ValuesAreWrittenAndReadBackUnchecked) {
 
 TEST_F(SettingsTest, SettingTheScreenModeKeepsTheColourProfileBesideIt) {
     EXPECT_EQ(Ask(L"SETSCREENMODE", false, 99), std::pair(true, 99L));
-    EXPECT_EQ(Stored(kSettingsKey, L"ScreenMode"), 99);
-    EXPECT_EQ(Stored(kSettingsKey, L"ColorProfile"), 3);
+    EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), 99);
+    EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), 3);
     EXPECT_EQ(Ask(L"SETSCREENMODE", false, 5), std::pair(true, 5L));
-    EXPECT_EQ(Stored(kSettingsKey, L"ScreenMode"), 5);
-    EXPECT_EQ(Stored(kSettingsKey, L"ColorProfile"), 5);
+    EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), 5);
+    EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), 5);
     EXPECT_EQ(LoggedLines(), (Lines{"Set Screen Mode Success", "Set Screen Mode Success"}));
 }
 
@@ -165,14 +141,14 @@ TEST_F(SettingsTest, ScreenModeFollowsFromTheColourProfileAndIsRepairedWhenUnusa
     for (const Case& c : cases) {
         SetUp();
         SCOPED_TRACE(c.profile.value_or(12345));
-        StoreDword(kSettingsKey, L"ScreenMode", 42);
+        Store(kSettingsKey, L"ScreenMode", 42);
         if (c.profile) {
-            StoreDword(kSettingsKey, L"ColorProfile", *c.profile);
+            Store(kSettingsKey, L"ColorProfile", *c.profile);
         }
         EXPECT_EQ(Get(L"GETSCREENMODE"), c.mode);
         EXPECT_EQ(LoggedLines().back(), "GetScreenMode : " + std::to_string(c.mode));
-        EXPECT_EQ(Stored(kSettingsKey, L"ScreenMode"), c.repaired ? 99 : 42);
-        EXPECT_EQ(Stored(kSettingsKey, L"ColorProfile"), c.repaired ? 3 : *c.profile);
+        EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), c.repaired ? 99 : 42);
+        EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), c.repaired ? 3 : *c.profile);
     }
 }
 

@@ -91,8 +91,8 @@ struct Interposed<Watched, Result(Arguments...)> {
     }
 };
 
-// At namespace scope. The plain form lets Windows act, the others a function of the same type or a
-// constant result.
+// At namespace scope. The plain form lets Windows act, the second one after `note` has seen the
+// arguments; with the others a function of the same type acts, or a constant is the result.
 #define INTERPOSE_BY(function, effect, act)                                           \
     struct Watched_##function {                                                       \
         static constexpr const char* kName = #function;                               \
@@ -108,6 +108,11 @@ struct Interposed<Watched, Result(Arguments...)> {
 #define INTERPOSE(function, effect) \
     INTERPOSE_BY(function, effect,  \
                  (Windows<Watched_##function, decltype(function)>::Act(arguments...)))
+
+#define INTERPOSE_NOTED(function, effect, note) \
+    INTERPOSE_BY(                               \
+        function, effect,                       \
+        (note(arguments...), Windows<Watched_##function, decltype(function)>::Act(arguments...)))
 
 #define INTERPOSE_GIVES(function, effect, result) \
     INTERPOSE_BY(function, effect, ((decltype(function(arguments...)))std::intptr_t{result}))

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/interposed.h"
+#include "tests/support/registryvalues.h"
 
 LONG g_aliveWhenLeft = 0;
 
@@ -57,13 +58,11 @@ LONG HeldOfModem() {
 }
 
 void SetModem(const std::wstring& place, const wchar_t* name, DWORD value) {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, REG_DWORD, &value,
-                    sizeof(value));
+    Store(KeyOf(place), name, value);
 }
 
 void SetModem(const std::wstring& place, const wchar_t* name, const std::wstring& text) {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, REG_SZ, text.c_str(),
-                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+    Store(KeyOf(place), name, text);
 }
 
 void RemoveFromModem(const std::wstring& place, const wchar_t* name) {
@@ -75,20 +74,11 @@ void FailModem(const std::wstring& place, const wchar_t* name) {
 }
 
 long ModemNumber(const std::wstring& place, const wchar_t* name) {
-    DWORD value = 0;
-    DWORD size = sizeof(value);
-    return RegGetValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, RRF_RT_REG_DWORD, nullptr,
-                        &value, &size) == ERROR_SUCCESS
-               ? static_cast<long>(value)
-               : -1;
+    return StoredNumber(KeyOf(place), name).value_or(-1);
 }
 
 std::wstring ModemText(const std::wstring& place, const wchar_t* name) {
-    wchar_t text[2048] = {};
-    DWORD size = sizeof(text);
-    RegGetValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name, RRF_RT_REG_SZ, nullptr, text,
-                 &size);
-    return text;
+    return StoredText(KeyOf(place), name);
 }
 
 void ClearModem() {

@@ -13,6 +13,7 @@
 #include "tests/support/interposed.h"
 #include "tests/support/recordedconsole.h"
 #include "tests/support/recordedreport.h"
+#include "tests/support/registryvalues.h"
 
 namespace {
 
@@ -29,18 +30,18 @@ void NoteKey(bool as_due) {
     ++g_opened;
 }
 
+void NoteMaking(HKEY, LPCWSTR, DWORD, LPCWSTR key_class, DWORD options, REGSAM access, ...) {
+    NoteKey(*key_class == L'\0' && options == REG_OPTION_NON_VOLATILE && access == 0x20006);
+}
+
+void NoteOpening(HKEY, LPCWSTR, DWORD, REGSAM access, HKEY*) {
+    NoteKey(access == 0xF003F);
+}
+
 }  // namespace
 
-INTERPOSE_BY(RegCreateKeyExW,
-             kOpensOnZero,
-             (NoteKey(*std::get<3>(std::tuple(arguments...)) == L'\0' &&
-                      std::get<4>(std::tuple(arguments...)) == REG_OPTION_NON_VOLATILE &&
-                      std::get<5>(std::tuple(arguments...)) == 0x20006),
-              Windows<Watched_RegCreateKeyExW, decltype(RegCreateKeyExW)>::Act(arguments...)));
-INTERPOSE_BY(RegOpenKeyExW,
-             kOpensOnZero,
-             (NoteKey(std::get<3>(std::tuple(arguments...)) == 0xF003F),
-              Windows<Watched_RegOpenKeyExW, decltype(RegOpenKeyExW)>::Act(arguments...)));
+INTERPOSE_NOTED(RegCreateKeyExW, kOpensOnZero, NoteMaking);
+INTERPOSE_NOTED(RegOpenKeyExW, kOpensOnZero, NoteOpening);
 INTERPOSE(RegCloseKey, kCloses);
 
 namespace {
@@ -198,12 +199,6 @@ std::wstring DeleteFailure(const std::wstring& name) {
     return L"RegistryDeleteValue fail, the value(" + name + L") does not exist\n";
 }
 
-void SetDword(const wchar_t* key, const wchar_t* name) {
-    DWORD value = 9;
-    ASSERT_EQ(0, RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kControlSet + key).c_str(), name, REG_DWORD,
-                                 &value, sizeof(value)));
-}
-
 class UsbPathChanger : public testing::Test {
  protected:
     UsbPathChanger() { Clean(); }
@@ -238,7 +233,7 @@ TEST_F(UsbPathChanger, RoutesToModemAndBackAndAgain) {
     EXPECT_EQ(g_opened, 42);
     EXPECT_EQ(StoredValues(), CpValues());
 
-    SetDword(L"Services\\QCDiagBridge", L"Start");
+    Store(kControlSet + L"Services\\QCDiagBridge", L"Start", 9);
     EXPECT_EQ(Run(kToAp), L"");
     EXPECT_EQ(g_opened, 42);
     EXPECT_EQ(StoredValues(), kApValues);
@@ -251,7 +246,8 @@ TEST_F(UsbPathChanger, RoutesToModemAndBackAndAgain) {
     EXPECT_EQ(std::count(failures.begin(), failures.end(), L'\n'), 41);
 
     // A value of another type in its place.
-    SetDword(L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"InterfaceList");
+    Store(kControlSet + L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"InterfaceList",
+          9);
     EXPECT_EQ(Run(kToCp), L"");
     EXPECT_EQ(StoredValues(), CpValues());
 

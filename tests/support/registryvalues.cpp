@@ -1,0 +1,37 @@
+#include "tests/support/registryvalues.h"
+
+#include <gtest/gtest.h>
+
+void Store(const std::wstring& key,
+           const wchar_t* name,
+           DWORD type,
+           const void* data,
+           std::size_t size) {
+    EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, type, data,
+                              static_cast<DWORD>(size)),
+              ERROR_SUCCESS);
+}
+
+void Store(const std::wstring& key, const wchar_t* name, DWORD number) {
+    Store(key, name, REG_DWORD, &number, sizeof(number));
+}
+
+void Store(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
+    Store(key, name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+}
+
+std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* name) {
+    long number = 0;
+    DWORD size = sizeof(number);
+    return RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_DWORD, nullptr, &number,
+                        &size) == ERROR_SUCCESS
+               ? std::optional(number)
+               : std::nullopt;
+}
+
+std::wstring StoredText(const std::wstring& key, const wchar_t* name) {
+    wchar_t text[2048] = {};
+    DWORD size = sizeof(text);
+    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &size);
+    return text;
+}

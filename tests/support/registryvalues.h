@@ -1,0 +1,21 @@
+// Values below HKEY_LOCAL_MACHINE, as tests arrange them and look at them.
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+// Makes the key if it is missing.
+void Store(const std::wstring& key,
+           const wchar_t* name,
+           DWORD type,
+           const void* data,
+           std::size_t size);
+void Store(const std::wstring& key, const wchar_t* name, DWORD number);
+void Store(const std::wstring& key, const wchar_t* name, const std::wstring& text);
+
+// Nothing, or an empty text, where there is no such value of that type.
+std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* name);
+std::wstring StoredText(const std::wstring& key, const wchar_t* name);
