@@ -80,6 +80,11 @@ class BleHelper : public testing::Test {
 };
 
 TEST_F(BleHelper, CarriesOutItsCommands) {
+    // The stand-in has the class from the product: this is the only other place that knows it.
+    const GUID device_class = {
+        0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
+    EXPECT_TRUE(IsEqualGUID(kControlDeviceClass, device_class));
+
     EXPECT_EQ(Ask(kSet, true), (Report{kSet, true, -7, L"text"}));
     EXPECT_EQ(StoredNumber(kState, L"Value"), 85);
     EXPECT_EQ(Ask(kGet, false), (Report{kGet, true, 85, L"text"}));
