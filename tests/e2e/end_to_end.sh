@@ -112,6 +112,9 @@ sleep 1
 expect "log of a dead client" 0 "RemoteOpen
 Data Recieved requestString : REGISTRYHELPER_ISVZWQ / data_bool : true / data_int : 7 / data_string : dying
 RemoteClose" sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log"
+notebook_run 'C:\Tessel\crashclient.exe' raise text REGISTRYHELPER_ISVZWQ >/dev/null
+sleep 1
+[ "$(grep -c ' : RemoteOpen' "$log")" = "$(grep -c ' : RemoteClose' "$log")" ] || fail "contexts stay after failing answers"
 before=$(wc -l <"$log")
 # By the shipped program: any start of the logged one would empty the log.
 expect_part "remove logged" 0 "is removed" tessel_service -remove
