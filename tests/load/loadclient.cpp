@@ -85,7 +85,8 @@ void AwaitOtherClients() {
 
 DWORD WINAPI RunClient(void* parameter) {
     Client& client = *static_cast<Client*>(parameter);
-    RemoteRequest(client.connection.context, L"REGISTRYHELPER_ISVZWQ", 0, 0, const_cast<wchar_t*>(kFirstText));
+    RemoteRequest(client.connection.context, L"REGISTRYHELPER_ISVZWQ", 0, 0,
+                  const_cast<wchar_t*>(kFirstText));
     const long step = static_cast<long>(g_clients.size());
     long n = static_cast<long>(&client - g_clients.data());
     for (int sent = 0; (g_limit == 0 || n < g_limit) && GetTickCount64() < g_end; n += step) {
