@@ -94,9 +94,6 @@ TEST_F(MbnHelperTest, LeavesTheModemAloneWhereNothingIsAskedOfIt) {
                                    L"MBNHELPER_UPDATEPROFILE", L"MBNHELPER_CREATEAPNDB"}) {
         EXPECT_EQ(Do(command, L"a|b", -5, false), (Report{command, false, -5, L"a|b"}));
     }
-    for (const wchar_t* unknown : {L"MBNHELPER_QUERYPROFILE", L"mbnhelper_connect", L""}) {
-        EXPECT_FALSE(Do(unknown)) << unknown;
-    }
     EXPECT_EQ(g_watch.calls, 0) << "an apartment was joined";
 }
 

@@ -42,9 +42,6 @@ TEST(AssembleProfileDocumentTest, WritesTheElementsInOrder) {
          L"<AccessString>internet</AccessString><Compression>ENABLE</Compression>"
          L"<AuthProtocol>PAP</AuthProtocol><Username>me</Username><Password>secret</Password>"
          L"<IPType>IPv4v6</IPType>"},
-        {L"Work|internet|NONE|me|secret|IPv4", L"Work",
-         L"<AccessString>internet</AccessString><Compression>DISABLE</Compression>"
-         L"<AuthProtocol>NONE</AuthProtocol><IPType>IPv4</IPType>"},
         {L"Work|internet|nOnE|me|secret|IPv4", L"Work",
          L"<AccessString>internet</AccessString><Compression>DISABLE</Compression>"
          L"<AuthProtocol>nOnE</AuthProtocol><IPType>IPv4</IPType>"},
@@ -52,10 +49,6 @@ TEST(AssembleProfileDocumentTest, WritesTheElementsInOrder) {
         {L"Work|internet|NONE2|me", L"Work",
          L"<AccessString>internet</AccessString><Compression>DISABLE</Compression>"
          L"<AuthProtocol>NONE2</AuthProtocol><Username>me</Username><Password></Password>"
-         L"<IPType></IPType>"},
-        {L"", L"",
-         L"<AccessString></AccessString><Compression>DISABLE</Compression>"
-         L"<AuthProtocol></AuthProtocol><Username></Username><Password></Password>"
          L"<IPType></IPType>"},
         {L"A&B<c>%s|x\"y|NON", L"A&B<c>%s",
          L"<AccessString>x\"y</AccessString><Compression>DISABLE</Compression>"
