@@ -238,23 +238,41 @@ TEST_F(MbnHelperTest, DisconnectsOnlyActiveConnections) {
     }
 }
 
+// The document around the description, what the SIM tells and the context. Its cuts and splits are
+// fuzzed: fuzz/profile.cpp.
+std::wstring Document(const std::wstring& description,
+                      const std::wstring& sim,
+                      const std::wstring& context) {
+    return L"<?xml version=\"1.0\"?>"
+           L"<MBNProfileExt xmlns=\"http://www.microsoft.com/networking/WWAN/profile/v4\">"
+           L"<Name>Bramble Profile</Name><Description>" +
+           description +
+           L"</Description><IsDefault>true</IsDefault>"
+           L"<ProfileCreationType>UserProvisioned</ProfileCreationType>" +
+           sim +
+           L"<AutoConnectOnInternet>true</AutoConnectOnInternet>"
+           L"<ConnectionMode>auto-home</ConnectionMode><Context>" +
+           context + L"</Context></MBNProfileExt>";
+}
+
 TEST_F(MbnHelperTest, CreatesTheProfileInPlaceOfAllOthersAndRemovesIt) {
     AddInterface(L"0");
     AddInterface(L"1");
     Store(Modem(L"0\\Profiles\\4"), L"Name", L"factory");
     Store(Modem(L"1\\Profiles\\0"), L"Name", L"Bramble Profile");
     for (const std::wstring apn : {L"first", L"second"}) {
-        EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"Work|" + apn + L"|NONE"), L"Work");
+        EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"A&B|" + apn + L"|nOnE|me|secret|IPv4"),
+                  L"A&B");
         for (const std::wstring profiles : {L"0\\Profiles\\", L"1\\Profiles\\"}) {
             EXPECT_EQ(StoredText(Modem(profiles + L"0"), L"Name"), L"Bramble Profile");
-            const std::wstring document = StoredText(Modem(profiles + L"0"), L"Document");
-            for (const std::wstring& part :
-                 {L"<AccessString>" + apn + L"</AccessString>",
-                  std::wstring(
-                      L"<SubscriberID>subscriber1</SubscriberID><SimIccID>iccid1</SimIccID>"
-                      L"<HomeProviderName>name1</HomeProviderName>")}) {
-                EXPECT_NE(document.find(part), document.npos) << document;
-            }
+            EXPECT_EQ(StoredText(Modem(profiles + L"0"), L"Document"),
+                      Document(L"A&B",
+                               L"<SubscriberID>subscriber1</SubscriberID>"
+                               L"<SimIccID>iccid1</SimIccID>"
+                               L"<HomeProviderName>name1</HomeProviderName>",
+                               L"<AccessString>" + apn +
+                                   L"</AccessString><Compression>DISABLE</Compression>"
+                                   L"<AuthProtocol>nOnE</AuthProtocol><IPType>IPv4</IPType>"));
             EXPECT_EQ(StoredText(Modem(profiles + L"4"), L"Name"), L"");
             EXPECT_EQ(StoredText(Modem(profiles + L"1"), L"Name"), L"");
         }
@@ -270,12 +288,15 @@ TEST_F(MbnHelperTest, CreatesTheProfileInPlaceOfAllOthersAndRemovesIt) {
 TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
     AddInterface(L"0", MBN_READY_STATE_DEVICE_LOCKED);
     FailModem(L"0", L"FailGetSimIccId");
-    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"|1\n2|3|4|5|6|7|8|9"), L"|1");
+    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"|1\n2|NONE2|4|5|6|7|8|9"), L"|1");
     EXPECT_EQ(PrintedText(), L"fail overfail over");
-    const std::wstring document = StoredText(Modem(L"0\\Profiles\\0"), L"Document");
-    EXPECT_NE(document.find(L"<SubscriberID>subscriber0</SubscriberID><SimIccID></SimIccID>"
-                            L"<HomeProviderName></HomeProviderName>"),
-              document.npos);
+    EXPECT_EQ(StoredText(Modem(L"0\\Profiles\\0"), L"Document"),
+              Document(L"1",
+                       L"<SubscriberID>subscriber0</SubscriberID><SimIccID></SimIccID>"
+                       L"<HomeProviderName></HomeProviderName>",
+                       L"<AccessString>2</AccessString><Compression>7</Compression>"
+                       L"<AuthProtocol>NONE2</AuthProtocol><Username>4</Username>"
+                       L"<Password>5</Password><IPType>6</IPType>"));
 }
 
 }  // namespace
