@@ -100,7 +100,7 @@ TEST_F(BleHelper, CarriesOutItsCommands) {
 }
 
 TEST_F(BleHelper, WithoutADeviceNothingIsOpened) {
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kState, L"Interfaces");
+    Remove(kState, L"Interfaces");
     ExpectNoDevice();
     EXPECT_TRUE(g_opened.empty());
     HANDLE device = nullptr;

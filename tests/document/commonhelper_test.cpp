@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <new>
 #include <random>
@@ -119,38 +120,22 @@ void AskAndVanish(const std::wstring& path) {
 
 class CommonHelper : public testing::Test {
  protected:
-    CommonHelper() {
-        wchar_t temp[MAX_PATH];
-        GetTempPathW(MAX_PATH, temp);
-        m_folder = std::wstring(temp) + L"document_test";
-        CreateDirectoryW(m_folder.c_str(), nullptr);
-    }
+    CommonHelper() { std::filesystem::create_directory(m_folder); }
 
     ~CommonHelper() override {
         g_largest_block = SIZE_MAX;
         std::wstring().swap(g_answer.text);
-        for (const std::wstring& path : m_files) {
-            DeleteFileW(path.c_str());
-        }
-        RemoveDirectoryW(m_folder.c_str());
+        std::filesystem::remove_all(m_folder);
     }
 
     std::wstring Path(const std::wstring& name) const { return m_folder + L"\\" + name; }
 
     std::wstring Write(const std::wstring& name, const std::string& bytes) {
-        const std::wstring path = Path(name);
-        FileHandle file(
-            CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-        EXPECT_TRUE(static_cast<bool>(file));
-        DWORD written;
-        EXPECT_TRUE(WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                              nullptr));
-        m_files.push_back(path);
-        return path;
+        std::ofstream(std::filesystem::path(Path(name)), std::ios::binary) << bytes;
+        return Path(name);
     }
 
-    std::wstring m_folder;
-    std::vector<std::wstring> m_files;
+    const std::wstring m_folder = std::filesystem::temp_directory_path() / L"document_test";
 };
 
 TEST_F(CommonHelper, ReadsLinesAndEndsTheLast) {

@@ -1,8 +1,8 @@
 // A client that fails at the worst moment, or does not keep to the rules.
 //   crashclient answer    dies while it takes the answer of its request, with exit code 7
 //   crashclient context   dies with a context open, with exit code 7
-//   crashclient contexts  sends requests on contexts that are not its own, and to a procedure that
-//                         there is not; prints how often each was answered
+//   crashclient contexts  closes contexts that are not its own, and calls a procedure that there is
+//                         not; prints what came of each
 //   crashclient raise TEXT COMMAND...
 //                         for every code of its list: raises it while it takes the answer of each
 //                         command, prints with which codes the requests ended, and sends one more,
@@ -96,59 +96,44 @@ handle_t Bind(const std::wstring& options) {
     return binding;
 }
 
-// A context as it goes over the wire, and a request of the command that echoes.
+// A context as it goes over the wire.
 struct ContextBytes {
     unsigned char bytes[20];
 };
-struct RequestBytes {
-    ContextBytes context = {};
-    DWORD command_size[3] = {22, 0, 22};
-    wchar_t command[22] = L"REGISTRYHELPER_ISVZWQ";
-    boolean flag = 1;
-    LONG number = 7;
-    DWORD text_size[3] = {1, 0, 1};
-    wchar_t text[1] = {};
-};
 
-// Sends the bytes past the stubs, which would refuse to.
-template <typename Bytes>
-void SendRaw(const char* what, unsigned procedure, const Bytes& bytes) {
-    RPC_MESSAGE message = {};
-    message.Handle = g_binding;
-    message.ProcNum = procedure;
-    message.BufferLength = sizeof(bytes);
-    message.RpcInterfaceInformation = ServiceRpcInterface_v1_0_c_ifspec;
-    message.TransferSyntax =
-        &static_cast<RPC_CLIENT_INTERFACE*>(ServiceRpcInterface_v1_0_c_ifspec)->TransferSyntax;
-    I_RpcGetBuffer(&message);
-    std::memcpy(message.Buffer, &bytes, sizeof(bytes));
-    g_answers = 0;
-    if (I_RpcSendReceive(&message) == RPC_S_OK) {
-        I_RpcFreeBuffer(&message);
-    }
-    std::printf("%s: %d\n", what, g_answers);
-}
-
-ContextBytes OpenedBy(handle_t binding, bool close) {
+ContextBytes OpenedBy(handle_t binding) {
     REQUEST_CONTEXT_HANDLE context = nullptr;
     ContextBytes bytes = {};
     RemoteOpen(binding, &context);
     NDRCContextMarshall(context, &bytes);
-    if (close) {
-        RemoteClose(&context);
-    }
     return bytes;
 }
 
-void UseContexts() {
-    SendRaw("own context", 2, RequestBytes{OpenedBy(g_binding, false)});
-    // Wine's runtime lets it pass.
-    SendRaw("no context", 2, RequestBytes{});
-    SendRaw("closing no context", 1, ContextBytes{});
-    SendRaw("closed context", 2, RequestBytes{OpenedBy(g_binding, true)});
-    SendRaw("another client's context", 2,
-            RequestBytes{OpenedBy(Bind(L",Security=Identification Dynamic True"), false)});
-    SendRaw("no such procedure", 3, RequestBytes{OpenedBy(g_binding, false)});
+// Closes the context past the stubs, which would refuse to, and prints the outcome.
+void Close(const char* what, const ContextBytes& context, unsigned procedure = 1) {
+    RPC_MESSAGE message = {};
+    message.Handle = g_binding;
+    message.ProcNum = procedure;
+    message.BufferLength = sizeof(context);
+    message.RpcInterfaceInformation = ServiceRpcInterface_v1_0_c_ifspec;
+    message.TransferSyntax =
+        &static_cast<RPC_CLIENT_INTERFACE*>(ServiceRpcInterface_v1_0_c_ifspec)->TransferSyntax;
+    I_RpcGetBuffer(&message);
+    std::memcpy(message.Buffer, &context, sizeof(context));
+    const RPC_STATUS status = I_RpcSendReceive(&message);
+    if (status == RPC_S_OK) {
+        I_RpcFreeBuffer(&message);
+    }
+    std::printf("%s: %s\n", what, status == RPC_S_OK ? "closed" : "refused");
+}
+
+void CloseContexts() {
+    const ContextBytes own = OpenedBy(g_binding);
+    Close("no such procedure", own, 3);
+    Close("own context", own);
+    Close("the same again", own);
+    Close("no context", {});
+    Close("another client's context", OpenedBy(Bind(L",Security=Identification Dynamic True")));
 }
 
 }  // namespace
@@ -177,7 +162,7 @@ int wmain(int argc, wchar_t** argv) {
     }
     g_dies = false;
     if (mode == L"contexts") {
-        UseContexts();
+        CloseContexts();
     } else if (argc > 3) {
         AddVectoredExceptionHandler(1, EndThread);
         RaiseAll(argv[2], argv + 3, argc - 3);

@@ -80,12 +80,11 @@ expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
 0x5: 0x5, 6 served" notebook_run 'C:\Tessel\crashclient.exe' raise 'C:\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ \
     MBNHELPER_GETNETWORKMODE BLEHELPER_GETBLE USBPATHCHANGER_SMGETMUICSTATUS COMMONHELPER_ISFILE_EXISTS \
     COMMONHELPER_READEULADOCUMENT
-expect "contexts of others" 0 "own context: 1
-no context: 1
-closing no context: 0
-closed context: 0
-another client's context: 0
-no such procedure: 0" notebook_run 'C:\Tessel\crashclient.exe' contexts
+expect "contexts of others" 0 "no such procedure: refused
+own context: closed
+the same again: refused
+no context: refused
+another client's context: refused" notebook_run 'C:\Tessel\crashclient.exe' contexts
 expect_part "served after them" 0 "number=4" tesselctl REGISTRYHELPER_ISVZWQ --int 4
 expect "stop" 0 "" notebook_quiet net stop "Tessel Service"
 expect_part "starts, each with a stop at once" 0 "$starts starts, each stopped at once" \

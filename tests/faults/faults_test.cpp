@@ -214,11 +214,11 @@ void Arrange() {
     Request(L"USBPATHCHANGER_CHANGEUSBPATHTOCP");
     AddInterface(L"0");
     AddInterface(L"1");
-    SetModem(L"0", L"ActivationState", 1);
-    SetModem(L"1", L"ActivationState", 3);
-    SetModem(L"0\\Profiles\\0", L"Name", L"a");
-    SetModem(L"0\\Profiles\\1", L"Name", L"b");
-    SetModem(L"1\\Profiles\\0", L"Name", L"Bramble Profile");
+    Store(Modem(L"0"), L"ActivationState", 1);
+    Store(Modem(L"1"), L"ActivationState", 3);
+    Store(Modem(L"0\\Profiles\\0"), L"Name", L"a");
+    Store(Modem(L"0\\Profiles\\1"), L"Name", L"b");
+    Store(Modem(L"1\\Profiles\\0"), L"Name", L"Bramble Profile");
     std::ofstream("document.txt") << "line";
 }
 
@@ -255,10 +255,11 @@ void OpenContext() {
 std::wstring Traces(const std::wstring& action) {
     if (action.starts_with(L"MBNHELPER_")) {
         for (const wchar_t* place : {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"}) {
-            g_traces += ModemText(place, L"Name").substr(0, 1);
+            g_traces += StoredText(Modem(place), L"Name").substr(0, 1);
         }
         for (const wchar_t* place : {L"0", L"1"}) {
-            g_traces += L" " + std::to_wstring(ModemNumber(place, L"ActivationState"));
+            g_traces +=
+                L" " + std::to_wstring(StoredNumber(Modem(place), L"ActivationState").value_or(-1));
         }
     }
     if (action.starts_with(SETTINGS)) {

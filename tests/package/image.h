@@ -1,9 +1,8 @@
-// A linked program as its file holds it, addressed by virtual addresses, for both machines.
+// A linked program as it lies in memory, addressed by virtual addresses, for both machines.
 #pragma once
 
 #include <windows.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -17,44 +16,51 @@
 class Image {
  public:
     // `path` is one of the build machine.
-    explicit Image(const std::string& path) : m_path(path) {
-        std::ifstream file("Z:" + path, std::ios::binary);
-        m_file.assign(std::istreambuf_iterator<char>(file), {});
-        if (m_file.size() < sizeof(IMAGE_DOS_HEADER)) {
+    explicit Image(const std::string& path) {
+        std::ifstream stream("Z:" + path, std::ios::binary);
+        const std::string file(std::istreambuf_iterator<char>(stream), {});
+        if (file.size() < sizeof(IMAGE_DOS_HEADER)) {
             throw std::runtime_error("cannot be read: " + path);
         }
-        const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(m_file.data());
-        m_headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(m_file.data() + dos->e_lfanew);
+        // The headers lie as in the file; behind each section's part of the file are zeros.
+        m_memory = file.substr(0, 4096);
+        m_memory.resize(Headers().OptionalHeader.SizeOfImage);
+        for (const IMAGE_SECTION_HEADER& section : Sections()) {
+            m_memory.replace(section.VirtualAddress, section.SizeOfRawData,
+                             file.substr(section.PointerToRawData, section.SizeOfRawData));
+        }
     }
 
-    [[nodiscard]] const std::string& Path() const { return m_path; }
-    [[nodiscard]] const std::string& File() const { return m_file; }
-    [[nodiscard]] const IMAGE_NT_HEADERS64& Headers() const { return *m_headers; }
-    [[nodiscard]] bool IsArm64() const {
-        return m_headers->FileHeader.Machine == IMAGE_FILE_MACHINE_ARM64;
+    [[nodiscard]] const std::string& Memory() const { return m_memory; }
+    [[nodiscard]] const IMAGE_NT_HEADERS64& Headers() const {
+        const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(m_memory.data());
+        return *reinterpret_cast<const IMAGE_NT_HEADERS64*>(m_memory.data() + dos->e_lfanew);
     }
+    [[nodiscard]] bool IsArm64() const {
+        return Headers().FileHeader.Machine == IMAGE_FILE_MACHINE_ARM64;
+    }
+    [[nodiscard]] std::uint64_t Base() const { return Headers().OptionalHeader.ImageBase; }
 
     [[nodiscard]] std::span<const IMAGE_SECTION_HEADER> Sections() const {
-        return {IMAGE_FIRST_SECTION(m_headers), m_headers->FileHeader.NumberOfSections};
+        const IMAGE_NT_HEADERS64& headers = Headers();
+        return {IMAGE_FIRST_SECTION(&headers), headers.FileHeader.NumberOfSections};
     }
 
-    // The characteristics of the section that holds the address; throws std::out_of_range.
+    // The characteristics of the section that holds the address; none outside of all.
     [[nodiscard]] DWORD Characteristics(std::uint64_t address) const {
-        return SectionOf(address).Characteristics;
+        DWORD characteristics = 0;
+        for (const IMAGE_SECTION_HEADER& section : Sections()) {
+            const std::uint64_t start = Base() + section.VirtualAddress;
+            if (address >= start && address < start + section.Misc.VirtualSize) {
+                characteristics = section.Characteristics;
+            }
+        }
+        return characteristics;
     }
 
-    // Throws std::out_of_range where no section holds all of it.
+    // Throws std::out_of_range outside the image.
     [[nodiscard]] std::string Bytes(std::uint64_t address, std::size_t size) const {
-        const IMAGE_SECTION_HEADER& section = SectionOf(address);
-        const std::uint64_t offset = address - Base() - section.VirtualAddress;
-        std::string bytes;
-        if (offset < section.SizeOfRawData) {
-            bytes = m_file.substr(section.PointerToRawData + offset,
-                                  std::min<std::size_t>(size, section.SizeOfRawData - offset));
-        }
-        // What the file does not hold is zero.
-        bytes.resize(size);
-        return bytes;
+        return m_memory.substr(address - Base(), size);
     }
 
     template <typename T>
@@ -66,35 +72,16 @@ class Image {
 
     // The address and size of one of the header's directories.
     [[nodiscard]] std::pair<std::uint64_t, DWORD> Directory(int index) const {
-        const IMAGE_DATA_DIRECTORY& entry = m_headers->OptionalHeader.DataDirectory[index];
+        const IMAGE_DATA_DIRECTORY& entry = Headers().OptionalHeader.DataDirectory[index];
         return {Base() + entry.VirtualAddress, entry.Size};
     }
 
     [[nodiscard]] std::string Text(std::uint64_t address) const {
-        std::string text;
-        while (const char c = Read<char>(address++)) {
-            text += c;
-        }
-        return text;
+        return m_memory.c_str() + (address - Base());
     }
-
-    [[nodiscard]] std::uint64_t Base() const { return m_headers->OptionalHeader.ImageBase; }
 
  private:
-    [[nodiscard]] const IMAGE_SECTION_HEADER& SectionOf(std::uint64_t address) const {
-        for (const IMAGE_SECTION_HEADER& section : Sections()) {
-            const std::uint64_t start = Base() + section.VirtualAddress;
-            if (address >= start &&
-                address < start + std::max(section.Misc.VirtualSize, section.SizeOfRawData)) {
-                return section;
-            }
-        }
-        throw std::out_of_range("no section holds the address");
-    }
-
-    std::string m_path;
-    std::string m_file;
-    const IMAGE_NT_HEADERS64* m_headers = nullptr;
+    std::string m_memory;
 };
 
 // The four programs that ship, those of ARM64 too: ../../test builds both machines before it tests.

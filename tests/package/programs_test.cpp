@@ -62,7 +62,7 @@ TEST(ProgramsTest, TheServiceHasItsAssertion) {
     for (const char* path : kServices) {
         const std::wstring text = L"s_service != NULL";
         const std::string wide(reinterpret_cast<const char*>(text.data()), text.size() * 2);
-        EXPECT_NE(Image(path).File().find(wide), std::string::npos) << path;
+        EXPECT_NE(Image(path).Memory().find(wide), std::string::npos) << path;
     }
 }
 

@@ -102,7 +102,6 @@ class Tables {
 
     // Holds everything that can be reached from the interface against what is written down.
     std::map<std::string, std::uint64_t> Check() {
-        SCOPED_TRACE(m_image.Path());
         const std::string interface_start = Expected("interface", 0).substr(0, 44);
         CheckObject("interface", Only(interface_start));
         if (m_is_service) {
@@ -180,10 +179,8 @@ std::map<std::string, std::uint64_t> CheckStubTables(const Image& image, bool is
 }
 
 TEST(StubTablesTest, LinkedProgramsHoldThemAsWrittenDownInReadOnlyMemory) {
-    for (const char* path : kServices) {
-        CheckStubTables(Image(path), true);
-    }
-    for (const char* path : kClients) {
-        CheckStubTables(Image(path), false);
+    for (const char* path : {kServices[0], kServices[1], kClients[0], kClients[1]}) {
+        SCOPED_TRACE(path);
+        CheckStubTables(Image(path), path == kServices[0] || path == kServices[1]);
     }
 }

@@ -9,7 +9,6 @@
 #include <ctime>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,13 +44,7 @@ std::vector<std::string> ReadLines(const char* path = kLog) {
 }
 
 TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem) {
-    std::tm moment = {};
-    moment.tm_year = 124;
-    moment.tm_mday = 31;
-    moment.tm_hour = 23;
-    moment.tm_min = 59;
-    moment.tm_sec = 59;
-    moment.tm_isdst = -1;
+    std::tm moment = {59, 59, 23, 31, 0, 124, 0, 0, -1};
     g_now = std::mktime(&moment);
 
     EXPECT_TRUE(ReadLines().empty()) << "each start of a program empties the log";
@@ -61,11 +54,13 @@ TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem)
     EXPECT_EQ(ReadLines(), (std::vector<std::string>{"20240131_235959 : Service OnStop",
                                                      "20240131_235959 : wide \x34"}));
 
+    std::set<std::string> due;
     std::vector<std::thread> writers;
-    for (int writer = 0; writer < 8; ++writer) {
+    for (const char writer : {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'}) {
+        due.insert("20240131_235959 : " + std::string(100, writer));
         writers.emplace_back([writer] {
             for (int line = 0; line < 200; ++line) {
-                WriteLog(std::string(100, static_cast<char>('a' + writer)) + std::to_string(line));
+                WriteLog(std::string(100, writer));
             }
         });
     }
@@ -73,13 +68,8 @@ TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem)
         writer.join();
     }
     const auto lines = ReadLines();
-    ASSERT_EQ(lines.size(), 2U + 8 * 200);
-    std::set<std::string> distinct(lines.begin() + 2, lines.end());
-    EXPECT_EQ(distinct.size(), 8U * 200);
-    for (const std::string& line : distinct) {
-        ASSERT_EQ(line.substr(0, 18), "20240131_235959 : ");
-        ASSERT_EQ(line.find_first_not_of(line[18], 18), 118U) << line;
-    }
+    EXPECT_EQ(lines.size(), 2U + 8 * 200);
+    EXPECT_EQ(std::set<std::string>(lines.begin() + 2, lines.end()), due);
 }
 
 // A console server is killed in the end.

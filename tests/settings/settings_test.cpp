@@ -162,7 +162,7 @@ TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
     EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"other:");
 
     // The key alone is not a registration, and is opened for writing.
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kClickNoteKey, L"CustomProtocol");
+    Remove(kClickNoteKey, L"CustomProtocol");
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), std::pair(true, 8L));
     EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
 }

@@ -3,43 +3,40 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cwchar>
-#include <mutex>
 
 #include "service/console.h"
 
 namespace {
-std::mutex g_mutex;
+
 std::wstring g_text;
+
+void Record(const wchar_t* format, va_list arguments) {
+    wchar_t buffer[2048] = {};
+    vswprintf(buffer, 2047, format, arguments);
+    g_text += buffer;
+}
+
 }  // namespace
 
 std::wstring PrintedText() {
-    std::lock_guard lock(g_mutex);
     return g_text;
 }
 
 void ClearPrintedText() {
-    std::lock_guard lock(g_mutex);
     g_text.clear();
 }
 
 void ConsolePrint(const wchar_t* format, ...) {
-    wchar_t buffer[2048] = {};
     va_list arguments;
     va_start(arguments, format);
-    vswprintf(buffer, 2047, format, arguments);
+    Record(format, arguments);
     va_end(arguments);
-    std::lock_guard lock(g_mutex);
-    g_text += buffer;
 }
 
 void ConsolePrintNarrow(const char* format, ...) {
-    char buffer[2048] = {};
+    const std::string narrow = format;
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(buffer, sizeof(buffer), format, arguments);
+    Record(std::wstring(narrow.begin(), narrow.end()).c_str(), arguments);
     va_end(arguments);
-    std::lock_guard lock(g_mutex);
-    for (const char* c = buffer; *c != '\0'; ++c) {
-        g_text += static_cast<wchar_t>(*c);
-    }
 }

@@ -20,6 +20,10 @@ void Store(const std::wstring& key, const wchar_t* name, const std::wstring& tex
     Store(key, name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
 }
 
+void Remove(const std::wstring& key, const wchar_t* name) {
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name);
+}
+
 std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* name) {
     long number = 0;
     DWORD size = sizeof(number);

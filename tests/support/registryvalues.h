@@ -15,6 +15,7 @@ void Store(const std::wstring& key,
            std::size_t size);
 void Store(const std::wstring& key, const wchar_t* name, DWORD number);
 void Store(const std::wstring& key, const wchar_t* name, const std::wstring& text);
+void Remove(const std::wstring& key, const wchar_t* name);
 
 // Nothing, or an empty text, where there is no such value of that type.
 std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* name);

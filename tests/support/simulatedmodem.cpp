@@ -15,10 +15,6 @@ namespace {
 constexpr wchar_t kModem[] = L"SOFTWARE\\Tessel Simulator\\Modem";
 LONG g_freed_strings = 0;
 
-std::wstring KeyOf(const std::wstring& place) {
-    return place.empty() ? kModem : std::wstring(kModem) + L"\\" + place;
-}
-
 // Kept loaded for its counts.
 template <typename Function>
 Function* OfModem(const char* name) {
@@ -48,6 +44,10 @@ INTERPOSE_BY(SysFreeString,
              (InterlockedExchangeAdd(&g_freed_strings, (... && (arguments != nullptr)) ? 1 : 0),
               Windows<Watched_SysFreeString, decltype(SysFreeString)>::Act(arguments...)));
 
+std::wstring Modem(const std::wstring& place) {
+    return place.empty() ? kModem : std::wstring(kModem) + L"\\" + place;
+}
+
 void RegisterModem(bool present) {
     const auto call = OfModem<HRESULT()>(present ? "DllRegisterServer" : "DllUnregisterServer");
     ASSERT_TRUE(call != nullptr && call() == S_OK);
@@ -57,28 +57,8 @@ LONG HeldOfModem() {
     return LiveObjects() + OfModem<LONG()>("SimulatedModemStringsGiven")() - g_freed_strings;
 }
 
-void SetModem(const std::wstring& place, const wchar_t* name, DWORD value) {
-    Store(KeyOf(place), name, value);
-}
-
-void SetModem(const std::wstring& place, const wchar_t* name, const std::wstring& text) {
-    Store(KeyOf(place), name, text);
-}
-
-void RemoveFromModem(const std::wstring& place, const wchar_t* name) {
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(place).c_str(), name);
-}
-
 void FailModem(const std::wstring& place, const wchar_t* name) {
-    SetModem(place, name, static_cast<DWORD>(E_PENDING));
-}
-
-long ModemNumber(const std::wstring& place, const wchar_t* name) {
-    return StoredNumber(KeyOf(place), name).value_or(-1);
-}
-
-std::wstring ModemText(const std::wstring& place, const wchar_t* name) {
-    return StoredText(KeyOf(place), name);
+    Store(Modem(place), name, static_cast<DWORD>(E_PENDING));
 }
 
 void ClearModem() {
@@ -86,9 +66,9 @@ void ClearModem() {
 }
 
 void AddInterface(const std::wstring& place, DWORD ready_state) {
-    SetModem(place, L"ReadyState", ready_state);
-    SetModem(place, L"SubscriberId", L"subscriber" + place);
-    SetModem(place, L"SimIccId", L"iccid" + place);
-    SetModem(place, L"ProviderId", L"id" + place);
-    SetModem(place, L"ProviderName", L"name" + place);
+    Store(Modem(place), L"ReadyState", ready_state);
+    Store(Modem(place), L"SubscriberId", L"subscriber" + place);
+    Store(Modem(place), L"SimIccId", L"iccid" + place);
+    Store(Modem(place), L"ProviderId", L"id" + place);
+    Store(Modem(place), L"ProviderName", L"name" + place);
 }

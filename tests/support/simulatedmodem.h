@@ -16,18 +16,12 @@ LONG HeldOfModem();
 // The objects that were alive when a thread left its apartment, added up while g_watch is on.
 extern LONG g_aliveWhenLeft;
 
-// `place` is the path of a key below the modem's: "" is the modem, "0" an interface,
-// "0\Profiles\0" a profile.
-void SetModem(const std::wstring& place, const wchar_t* name, DWORD value);
-void SetModem(const std::wstring& place, const wchar_t* name, const std::wstring& text);
-void RemoveFromModem(const std::wstring& place, const wchar_t* name);
+// The key of a place of the modem: of "" itself, of "0" an interface, of "0\\Profiles\\0" a
+// profile.
+std::wstring Modem(const std::wstring& place);
 
 // Lets the modem's call named by the value fail with E_PENDING.
 void FailModem(const std::wstring& place, const wchar_t* name);
-
-// The number, or -1 if there is none; the text, empty if there is none.
-long ModemNumber(const std::wstring& place, const wchar_t* name);
-std::wstring ModemText(const std::wstring& place, const wchar_t* name);
 
 // A modem without interfaces.
 void ClearModem();
