@@ -1,5 +1,5 @@
-/* Comes before widl's server stub, which guards its blocks with structured exceptions. No compiler here has them in
-   C, and what is asked of that stub raises none: the blocks alone. */
+/* Comes before widl's server stub, which guards its blocks with structured exceptions. No compiler
+   here has them in C, and what is asked of that stub raises none: the blocks alone. */
 #include <rpc.h>
 
 #define USE_COMPILER_EXCEPTIONS
