@@ -23,6 +23,7 @@ void AnswerCommand(std::span<const Command> commands,
                    const wchar_t* command,
                    bool flag,
                    long number,
+                   // Actions write over it. NOLINTNEXTLINE(readability-non-const-parameter)
                    wchar_t* text) {
     for (const Command& known : commands) {
         if (std::wcscmp(command, known.name) == 0) {

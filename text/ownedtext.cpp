@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kLargestSpare = (4U << 20) / sizeof(wchar_t);
 
-// A text's memory begins with the number of units that it has room for.
+// A text's memory begins with its capacity in units.
 std::atomic<std::size_t*> g_spare;
 
 }  // namespace
@@ -21,15 +21,16 @@ void TextDeleter::operator()(wchar_t* text) const noexcept {
     operator delete(memory);
 }
 
-OwnedText NewText(std::size_t room) {
+OwnedText NewText(std::size_t capacity) {
     std::size_t* memory = g_spare.exchange(nullptr);
-    if (memory == nullptr || *memory < room) {
+    if (memory == nullptr || *memory < capacity) {
         operator delete(memory);
-        if (room > SIZE_MAX / (2 * sizeof(wchar_t))) {
+        if (capacity > SIZE_MAX / (2 * sizeof(wchar_t))) {
             throw std::bad_alloc();
         }
-        memory = static_cast<std::size_t*>(operator new(sizeof(*memory) + room * sizeof(wchar_t)));
-        *memory = room;
+        memory =
+            static_cast<std::size_t*>(operator new(sizeof(*memory) + capacity * sizeof(wchar_t)));
+        *memory = capacity;
     }
     return OwnedText(reinterpret_cast<wchar_t*>(memory + 1));
 }

@@ -12,5 +12,5 @@ struct TextDeleter {
 // for the next: its pages, if they were new, would cost more than reading and widening a document.
 using OwnedText = std::unique_ptr<wchar_t[], TextDeleter>;
 
-// Memory for `room` units, the zero among them, with nothing written. Throws std::bad_alloc.
-OwnedText NewText(std::size_t room);
+// Memory for `capacity` units, the zero among them, with nothing written. Throws std::bad_alloc.
+OwnedText NewText(std::size_t capacity);
