@@ -9,7 +9,7 @@
 #include "bledevice/controldevice.h"
 #include "simulator/wine/deviceinterfaces.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedreport.h"
+#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 
 namespace {

@@ -19,8 +19,7 @@
 #include "simulator/wine/capability.h"
 #include "tests/faults/faulttable.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedconsole.h"
-#include "tests/support/recordedlog.h"
+#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 

@@ -15,7 +15,7 @@
 #include "rpc/commandlists.h"
 #include "rpc/stub/tesselservice.h"
 #include "settings/registryhelper.h"
-#include "tests/support/recordedlog.h"
+#include "tests/support/recorders.h"
 #include "usbpath/usbpathchanger.h"
 
 namespace {
