@@ -14,14 +14,12 @@
 #include <string>
 #include <tuple>
 
-#include "rpc/requestcontext.h"
 #include "rpc/stub/tesselservice.h"
 #include "service/servicebase.h"
 #include "simulator/wine/capability.h"
 #include "tests/faults/faulttable.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedconsole.h"
-#include "tests/support/recordedlog.h"
+#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 
@@ -34,23 +32,10 @@ int g_heldAtAnswer = 0;
 std::wstring g_traces;
 const wchar_t* g_states = L"";
 bool g_exits = false;
-bool g_opening = false;
-void* g_context[1 + kRequestContextSlots] = {};
 jmp_buf g_exit;
 
 int Held() {
     return g_watch.held + static_cast<int>(HeldOfModem());
-}
-
-// Holds a block of the context that is being opened, until it is freed.
-void HoldOfContext(void* block) {
-    for (void*& held : g_context) {
-        if (g_opening && held == nullptr) {
-            held = block;
-            ++g_watch.held;
-            return;
-        }
-    }
 }
 
 }  // namespace
@@ -67,13 +52,10 @@ void* operator new(std::size_t size) {
     if (block == nullptr) {
         throw std::bad_alloc();
     }
-    if (size == 1) {
-        HoldOfContext(block);
-    }
     return block;
 }
 
-// The linker hands over every call of these three.
+// The linker hands over every call.
 extern "C" [[noreturn]] void __real_exit(int code);
 extern "C" [[noreturn]] void __wrap_exit(int code) {
     if (g_exits) {
@@ -81,26 +63,6 @@ extern "C" [[noreturn]] void __wrap_exit(int code) {
         longjmp(g_exit, 1);
     }
     __real_exit(code);
-}
-
-extern "C" void* __real_calloc(std::size_t count, std::size_t size);
-extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
-    void* block = __real_calloc(count, size);
-    if (size == sizeof(RequestContext)) {
-        HoldOfContext(block);
-    }
-    return block;
-}
-
-extern "C" void __real_free(void* block);
-extern "C" void __wrap_free(void* block) {
-    for (void*& held : g_context) {
-        if (block != nullptr && held == block) {
-            held = nullptr;
-            --g_watch.held;
-        }
-    }
-    __real_free(block);
 }
 
 namespace {
@@ -240,9 +202,9 @@ void RunProgram(const std::wstring& action) {
 
 void OpenContext() {
     REQUEST_CONTEXT_HANDLE context = nullptr;
-    g_watch.on = g_opening = true;
+    g_watch.on = true;
     RemoteOpen(nullptr, &context);
-    g_watch.on = g_opening = false;
+    g_watch.on = false;
     if (context == nullptr) {
         g_traces += L"no context";
     } else {

@@ -10,9 +10,8 @@
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
 #include "rpc/stub/tesselservice.h"
-#include "tests/support/recordedconsole.h"
+#include "tests/support/recorders.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedreport.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 

@@ -1,6 +1,8 @@
 #include "rpc/requestcontext.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
+#include <psapi.h>
 
 #include <climits>
 #include <string>
@@ -13,7 +15,7 @@
 #include "rpc/commandlists.h"
 #include "rpc/stub/tesselservice.h"
 #include "settings/registryhelper.h"
-#include "tests/support/recordedlog.h"
+#include "tests/support/recorders.h"
 #include "usbpath/usbpathchanger.h"
 
 namespace {
@@ -130,6 +132,20 @@ TEST_F(RequestTest, ContextsAreDistinctAndEndByCloseOrRundown) {
               (std::vector<std::string>{"RemoteOpen", "RemoteOpen", "RemoteClose", "RemoteClose",
                                         "RemoteClose", "pphContext == nullptr", "RemoteClose",
                                         "pphContext == nullptr"}));
+
+    // Of so many, one byte each that stayed would be seen.
+    const auto memory = [] {
+        PROCESS_MEMORY_COUNTERS counters = {};
+        K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
+        return counters.WorkingSetSize;
+    };
+    const SIZE_T before = memory();
+    for (int i = 0; i < 50000; ++i) {
+        RemoteOpen(nullptr, &first);
+        RemoteClose(&first);
+        ClearLoggedLines();
+    }
+    EXPECT_LT(memory(), before + 500'000);
 }
 
 }  // namespace

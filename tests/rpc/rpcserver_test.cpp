@@ -12,7 +12,7 @@
 #include "rpc/stub/tesselservice.h"
 #include "simulator/wine/capability.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedlog.h"
+#include "tests/support/recorders.h"
 
 // In the import library but not in every header set.
 extern "C" RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE,

@@ -17,7 +17,7 @@
 #include "service/diagnosticlog.h"
 #include "service/tesselservice.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedlog.h"
+#include "tests/support/recorders.h"
 
 namespace {
 

@@ -10,8 +10,7 @@
 #include "settings/registryaccess.h"
 #include "settings/registryhelper.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recordedlog.h"
-#include "tests/support/recordedreport.h"
+#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 
 namespace {

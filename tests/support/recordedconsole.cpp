@@ -1,4 +1,4 @@
-#include "tests/support/recordedconsole.h"
+#include "tests/support/recorders.h"
 
 #include <cstdarg>
 #include <cstdio>

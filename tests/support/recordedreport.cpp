@@ -1,4 +1,4 @@
-#include "tests/support/recordedreport.h"
+#include "tests/support/recorders.h"
 
 #include <mutex>
 #include <utility>

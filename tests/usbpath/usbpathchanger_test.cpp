@@ -11,8 +11,7 @@
 #include <vector>
 
 #include "tests/support/interposed.h"
-#include "tests/support/recordedconsole.h"
-#include "tests/support/recordedreport.h"
+#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 
 namespace {
