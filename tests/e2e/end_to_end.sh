@@ -81,7 +81,7 @@ expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
 expect "contexts of others" 0 "no such procedure: refused
 own context: closed
 the same again: refused
-no context: refused
+no context: closed
 another client's context: refused" notebook_run 'C:\Tessel\crashclient.exe' contexts
 expect_part "served after them" 0 "number=4" tesselctl REGISTRYHELPER_ISVZWQ --int 4
 expect "stop" 0 "" notebook_quiet net stop "Tessel Service"
