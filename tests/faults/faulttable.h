@@ -124,13 +124,10 @@ inline constexpr FaultRow kFaults[] = {
     {"QueryServiceStatus", 2, 0, 6, 2, L"-remove 333", L"", "",
         L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
 
-    // A run as the service, which is told to stop once it runs, and as the console server.
+    // A run as the service, which is told to stop once it runs.
     {"EventRegister", 1, 5, 0, 1, L"", L"", kStopped,
         USAGE L"Provider not registered. EventRegister failed with 5\n", L"2 work 4 3 1 "},
     {"CreateEventW", 1, 0, 8, 1, L"", L"", "", USAGE, L"threw 8"},
     {"RegisterServiceCtrlHandlerW", 1, 0, 1083, 1, L"", L"", "", USAGE, L"threw 1083"},
-    // The end of the process closes the stop event.
-    {"EventWriteString", 0, 0, 0, 2, L"-console", L"", "RpcServerStart;",
-        L"RpcServerConnect returned: 0x6cc\n", L"exit 1740", 1},
 };
 // clang-format on

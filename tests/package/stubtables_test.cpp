@@ -125,19 +125,16 @@ class Tables {
 
     // The address of the one place of the read-only sections that begins with `bytes`.
     std::uint64_t Only(const std::string& bytes) {
-        std::vector<std::uint64_t> places;
-        for (const IMAGE_SECTION_HEADER& section : m_image.Sections()) {
-            if ((section.Characteristics & IMAGE_SCN_MEM_WRITE) != 0) {
-                continue;
-            }
-            const std::uint64_t start = m_image.Base() + section.VirtualAddress;
-            const std::string held = m_image.Bytes(start, section.Misc.VirtualSize);
-            for (std::size_t at = 0; (at = held.find(bytes, at)) != std::string::npos; ++at) {
-                places.push_back(start + at);
+        std::set<std::uint64_t> places;
+        for (std::size_t at = 0; (at = m_image.Memory().find(bytes, at)) != std::string::npos;
+             ++at) {
+            const std::uint64_t address = m_image.Base() + at;
+            if ((m_image.Characteristics(address) & IMAGE_SCN_MEM_WRITE) == 0) {
+                places.insert(address);
             }
         }
         EXPECT_EQ(places.size(), 1U);
-        return places.empty() ? 0 : places[0];
+        return places.empty() ? 0 : *places.begin();
     }
 
     // What `name` holds; each address that it points to is the one read at `address`.
