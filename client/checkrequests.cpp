@@ -95,9 +95,7 @@ const wchar_t* FailureAdvice(DWORD status) {
         case EPT_S_NOT_REGISTERED:
             return L"as an administrator: net start \"Tessel Service\"";
         case ERROR_ACCESS_DENIED:
-            return L"a program in an app container needs the capability named here; any other is "
-                   L"let "
-                   L"in";
+            return L"in an app container a program needs the capability named here";
         default:
             return L"restart the service; if it does not stop, end its process";
     }
