@@ -43,7 +43,8 @@ notebook_install_programs "$programs"
 tessel_service -remove >/dev/null
 notebook_modem_remove
 notebook_control_device_unload
-for key in 'SOFTWARE\Bramble' 'SOFTWARE\Microsoft\Windows\CurrentVersion\ClickNote' 'SYSTEM\ControlSet001'; do
+for key in 'SOFTWARE\Bramble' 'SOFTWARE\Microsoft\Windows\CurrentVersion\ClickNote' \
+    'SYSTEM\ControlSet001\'{Control\\{USB,USBFN},Services\\{QCUSBFNSS,QCDIAGROUTER,QCDiagBridge}}; do
     notebook_quiet reg delete "HKLM\\$key" /f
 done
 
