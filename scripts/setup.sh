@@ -24,19 +24,19 @@ install_packages() {
     rm -f "$log"
 }
 
-# The compiler, the interface compiler and Wine for the x64 programs.
-setup_x64() {
-    install_packages cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64
-}
+# For the x64 programs the compiler, the interface compiler and Wine.
+X64_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64)
+# For the ARM64 programs the same, and the emulator that runs them.
+ARM64_PACKAGES=(ca-certificates cmake ninja-build binutils-mingw-w64-x86-64 mingw-w64-tools
+    qemu-user-static debian-archive-keyring)
+# Other sources than Debian's have npm inside nodejs.
+command -v npm >/dev/null || ARM64_PACKAGES+=(nodejs npm)
+# For the checks of the sources and for fuzzing.
+LINT_PACKAGES=(clang-format clang-tidy)
+FUZZ_PACKAGES=(cmake ninja-build clang libclang-rt-14-dev)
 
-# The same for the ARM64 programs, and the emulator that runs them.
-setup_arm64() {
-    local packages=(ca-certificates cmake ninja-build binutils-mingw-w64-x86-64 mingw-w64-tools
-        qemu-user-static debian-archive-keyring)
-    # Other sources than Debian's have npm inside nodejs.
-    command -v npm >/dev/null || packages+=(nodejs npm)
-    install_packages "${packages[@]}"
-}
+setup_x64() { install_packages "${X64_PACKAGES[@]}"; }
+setup_arm64() { install_packages "${ARM64_PACKAGES[@]}"; }
 
 # Runs a command, showing its output only when it fails.
 quietly() {
