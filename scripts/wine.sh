@@ -6,6 +6,8 @@ export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
 # No desktop integration, no browser or .NET installers, no crash dialogs.
 export WINEDLLOVERRIDES="winemenubuilder.exe,explorer.exe,winedbg.exe=d;mscoree,mshtml="
 unset DISPLAY
+# Without a locale of UTF-8 Wine takes texts and file names of the command line for ASCII.
+export LC_ALL=C.UTF-8
 WINE_DIR=/usr/lib/wine
 
 # Runs a Windows program in the prefix, in the foreground.
