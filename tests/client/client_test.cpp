@@ -109,6 +109,8 @@ TEST(RequestTimesTest, PercentilesAreTimesThatWereTaken) {
     EXPECT_EQ(Percentile(times, 50), 100U);
     EXPECT_EQ(Percentile(times, 99), 198U);
     EXPECT_EQ(Percentile(times, 100), 200U);
+    times = {3, 1, 2};
+    EXPECT_EQ(Percentile(times, 50), 2U);
     EXPECT_EQ(Milliseconds(12034), L"12.034 ms");
 }
 

@@ -114,6 +114,8 @@ TEST_F(SettingsTest, ValuesAreWrittenAndReadBackUnchecked) {
         EXPECT_EQ(LoggedLines(), Lines{"GetPenPressureSensitivity : " + std::to_string(value)});
     }
     EXPECT_EQ(g_createMasks, std::vector<REGSAM>(15, KEY_WRITE));
+    // Settings outlive the machine's next start: a key that did not could have no such key below.
+    Store(std::wstring(kPenOptionKey) + L"\\Below", L"any", 1);
     EXPECT_EQ(g_openMasks, std::vector<REGSAM>(15, KEY_ALL_ACCESS));
 }
 
