@@ -15,6 +15,7 @@
 #include "client/servicekeys.h"
 #include "client/servicesid.h"
 #include "service/servicebase.h"
+#include "win32/registrykey.h"
 
 namespace {
 
@@ -96,6 +97,21 @@ TEST(FullControlTest, IsOneEntryMoreAmongTheOthersAndOneLess) {
     EXPECT_EQ(WithoutFullControl(*with.acl, OwnSid()), bytes(without));
     EXPECT_TRUE(WithFullControl(*with.acl, OwnSid()).empty()) << "twice is as once";
     EXPECT_TRUE(WithoutFullControl(*without.acl, OwnSid()).empty());
+}
+
+TEST(KeySecurityTest, AProtectedListStaysProtected) {
+    RegistryKey key;
+    RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test", 0, nullptr, 0, KEY_ALL_ACCESS,
+                    nullptr, key.Receive(), nullptr);
+    KeySecurity security = Parse(L"D:P(A;;KA;;;WD)");
+    RegSetKeySecurity(key.Get(), DACL_SECURITY_INFORMATION, security.descriptor.data());
+    EXPECT_EQ(ReadKeySecurity(key.Get(), security), ERROR_SUCCESS);
+    std::vector<BYTE> list = WithFullControl(*security.acl, OwnSid());
+    EXPECT_EQ(WriteKeyAcl(key.Get(), security, list), ERROR_SUCCESS);
+    EXPECT_EQ(ReadKeySecurity(key.Get(), security), ERROR_SUCCESS);
+    EXPECT_EQ(security.acl->AceCount, 2);
+    EXPECT_TRUE((security.control & SE_DACL_PROTECTED) != 0);
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test");
 }
 
 TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {

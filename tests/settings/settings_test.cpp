@@ -29,7 +29,8 @@ using Lines = std::vector<std::string>;
 std::vector<REGSAM> g_openMasks;
 std::vector<REGSAM> g_createMasks;
 
-void NoteMaking(HKEY, LPCWSTR, DWORD, LPCWSTR, DWORD, REGSAM access, ...) {
+void NoteMaking(HKEY, LPCWSTR, DWORD, LPCWSTR, DWORD options, REGSAM access, ...) {
+    EXPECT_EQ(options, DWORD{REG_OPTION_NON_VOLATILE});
     g_createMasks.push_back(access);
 }
 
