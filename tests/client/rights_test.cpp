@@ -16,6 +16,7 @@
 #include "client/servicekeys.h"
 #include "client/servicesid.h"
 #include "service/servicebase.h"
+#include "win32/registrykey.h"
 
 namespace {
 
@@ -111,6 +112,21 @@ TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
     EXPECT_EQ(JudgeRights(kAll, 0, {}).status, Status::kWarning);
     EXPECT_EQ(JudgeRights(kAll, KEY_SET_VALUE, on).status, Status::kFault);
     EXPECT_EQ(JudgeRights(0, KEY_SET_VALUE, on).status, Status::kFault) << "a denial of its own";
+}
+
+TEST(KeySecurityTest, AProtectedListStaysProtected) {
+    RegistryKey key;
+    RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test", 0, nullptr, 0, KEY_ALL_ACCESS,
+                    nullptr, key.Receive(), nullptr);
+    KeySecurity security = Parse(L"D:P(A;;KA;;;WD)");
+    RegSetKeySecurity(key.Get(), DACL_SECURITY_INFORMATION, security.descriptor.data());
+    EXPECT_EQ(ReadKeySecurity(key.Get(), security), ERROR_SUCCESS);
+    std::vector<BYTE> list = WithFullControl(*security.acl, OwnSid());
+    EXPECT_EQ(WriteKeyAcl(key.Get(), security, list), ERROR_SUCCESS);
+    EXPECT_EQ(ReadKeySecurity(key.Get(), security), ERROR_SUCCESS);
+    EXPECT_EQ(security.acl->AceCount, 2);
+    EXPECT_TRUE((security.control & SE_DACL_PROTECTED) != 0);
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test");
 }
 
 TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {

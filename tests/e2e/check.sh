@@ -60,6 +60,7 @@ notebook_quiet reg add "HKLM\\$settings" /v ScreenMode /d text
 check 3
 finds ok service.account 'NT AUTHORITY\\LocalService'
 finds ok service.path 'C:\\Tessel\\tessel-service.exe'
+finds ok service.version .
 finds fault service.state stopped
 finds fault "key $settings" "there; closed to the service (lacks 0x0f003f); ScreenMode is REG_SZ, not REG_DWORD"
 finds fault device "none of the class"

@@ -54,8 +54,10 @@ expect "documented example" 0 $'screen mode 5\nno SIM card was read' \
 expect "no identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="" (nothing was read)' \
     tesselctl MBNHELPER_GETSIMICCID
 notebook_modem_insert "$modem"
-expect "identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="8949012345678901234"' \
-    tesselctl MBNHELPER_GETSIMICCID
+for identity in SIMICCID=8949012345678901234 SUBSCRIBERID=262011234567890 HOMEPROVIDERID=26201; do
+    expect "identity" 0 "MBNHELPER_GET${identity%=*}  flag=false  number=0  text=\"${identity#*=}\"" \
+        tesselctl "MBNHELPER_GET${identity%=*}"
+done
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense

@@ -105,10 +105,10 @@ inline constexpr FaultRow kFaults[] = {
 
     // Requests without memory.
     {"operator new", 1, 0, 0, -1, L"REGISTRYHELPER_ISVZWQ", L"true 7 own text"},
-    // The line of the failed read.
+    // The line of the failed read, and the narrow path.
     {"operator new", 4, 0, 0, -1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text"},
     {"operator new", 5, 0, 0, -1, SETTINGS L"GETSCREENMODE", L"true 99 own text"},
-    {"operator new", 6, 0, 0, -1, L"COMMONHELPER_ISFILE_EXISTS C:\\windows\\system32\\kernel32.dll", L"false 7 "},
+    {"operator new", 6, 0, 0, -1, L"COMMONHELPER_ISFILE_EXISTS .\\.\\.\\document.txt", L"false 7 "},
     {"operator new", 0, 0, 0, 6, L"open", L"", "RemoteClose;", L"", L""},
     {"operator new", 6, 0, 0, -1, L"open", L"", "", L"", L"no context"},
 

@@ -287,7 +287,9 @@ TEST_F(MbnHelperTest, CreatesTheProfileInPlaceOfAllOthersAndRemovesIt) {
 TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
     AddInterface(L"0", MBN_READY_STATE_DEVICE_LOCKED);
     FailModem(L"0", L"FailGetSimIccId");
-    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"|1\n2|NONE2|4|5|6|7|8|9"), L"|1");
+    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE",
+                        L"|1\n2|NONE2|4|" + std::wstring(300, L'5') + L"|6|7|8|9"),
+              L"|1");
     EXPECT_EQ(PrintedText(), L"fail overfail over");
     EXPECT_EQ(StoredText(Modem(L"0\\Profiles\\0"), L"Document"),
               Document(L"1",
@@ -295,7 +297,8 @@ TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
                        L"<HomeProviderName></HomeProviderName>",
                        L"<AccessString>2</AccessString><Compression>7</Compression>"
                        L"<AuthProtocol>NONE2</AuthProtocol><Username>4</Username>"
-                       L"<Password>5</Password><IPType>6</IPType>"));
+                       L"<Password>" +
+                           std::wstring(245, L'5') + L"<IPType>6</IPType>"));
 }
 
 }  // namespace

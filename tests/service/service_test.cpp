@@ -30,6 +30,7 @@ const SERVICE_TABLE_ENTRYW* g_table = nullptr;
 std::function<void()> g_duringDispatch = [] {};
 std::atomic<RPC_STATUS> g_startStatus = RPC_S_OK;
 std::atomic<DWORD> g_startThread = 0;
+std::atomic<bool> g_startIsHeld = false;
 
 BOOL KeepStatus(SERVICE_STATUS_HANDLE /*handle*/, const SERVICE_STATUS* status) {
     const std::lock_guard lock(g_mutex);
@@ -69,6 +70,9 @@ INTERPOSE_GIVES(RegisterServiceCtrlHandlerW, kNone, 1);
 
 RPC_STATUS RpcServerStart() {
     g_startThread = GetCurrentThreadId();
+    while (g_startIsHeld) {
+        Sleep(1);
+    }
     return g_startStatus;
 }
 
@@ -246,6 +250,18 @@ TEST_F(ServiceTest, FailedServerStartStopsTheServiceAfterItWasReportedRunning) {
         }));
         EXPECT_EQ(states, (std::vector<DWORD>{2, 4, 3, 1}));
     }
+}
+
+TEST_F(ServiceTest, AServerStartThatFailsBehindAStopReportsNothingMore) {
+    g_startStatus = RPC_S_DUPLICATE_ENDPOINT;
+    g_startIsHeld = true;
+    CTesselService service;
+    service.Start(0, nullptr);
+    service.Stop();
+    EXPECT_EQ(TakeStates(), (std::vector<DWORD>{2, 4, 3, 1}));
+    g_startIsHeld = false;
+    Sleep(50);
+    EXPECT_TRUE(TakeStates().empty());
 }
 
 }  // namespace
