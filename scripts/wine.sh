@@ -20,20 +20,33 @@ wine_output() {
     cat "$1"
 }
 
+# Waits for a service manager that has just begun: it starts every automatic service, also one that is installed
+# meanwhile, and lets nobody else start any.
+wine_services_ready() {
+    local said=$WINEPREFIX/services.txt i
+    for ((i = 0; i < 20; i++)); do
+        timeout 60 "$WINE_DIR/wine64" net start RpcSs </dev/null >"$said" 2>&1
+        grep -q locked "$said" || return 0
+        sleep 0.2
+    done
+}
+
 # Makes the prefix on first use and keeps its server alive, so services and drivers survive between
 # programs until wine_shutdown.
 wine_prefix_ready() {
     mkdir -p "$WINEPREFIX" || return 1
     (
         flock 9
-        # Prints nothing and does nothing when the server is up already.
+        # Prints nothing and does nothing when the server is up already, which it tells by its exit code.
         "$WINE_DIR/wineserver64" -p </dev/null >/dev/null 2>&1 9>&-
+        started=$?
         if [ ! -e "$WINEPREFIX/.ready" ]; then
             # Any program makes the prefix. Naming wineboot here would run it twice, and leave two service
             # managers that do not know each other's services.
             timeout 180 "$WINE_DIR/wine64" cmd /c exit </dev/null >/dev/null 2>&1 9>&- || exit 1
             touch "$WINEPREFIX/.ready"
         fi
+        [ $started -ne 0 ] || wine_services_ready 9>&-
     ) 9>"$WINEPREFIX.lock"
 }
 
