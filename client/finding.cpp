@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "client/answerformat.h"
+#include "client/requests/answerformat.h"
 #include "client/output.h"
 
 namespace {

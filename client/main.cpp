@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "client/answers.h"
-#include "client/check.h"
-#include "client/commandhelp.h"
-#include "client/connection.h"
-#include "client/grant.h"
+#include "client/requests/answers.h"
+#include "client/check/check.h"
+#include "client/requests/commandhelp.h"
+#include "client/requests/connection.h"
+#include "client/rights/grant.h"
 #include "client/options.h"
 #include "client/output.h"
 

@@ -1,7 +1,7 @@
 // The strings of the lines that show answers: well-formed, and reading one back gives the text.
 #include <cwchar>
 
-#include "client/answerformat.h"
+#include "client/requests/answerformat.h"
 #include "fuzz/input.h"
 
 namespace {

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "client/answerformat.h"
+#include "client/requests/answerformat.h"
 #include "client/options.h"
 #include "client/output.h"
-#include "client/requesttimes.h"
+#include "client/requests/requesttimes.h"
 #include "tests/support/replacedimport.h"
 
 namespace {

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "client/checkkeys.h"
-#include "client/keyaccess.h"
-#include "client/servicekeys.h"
-#include "client/servicesid.h"
+#include "client/check/checkkeys.h"
+#include "client/rights/keyaccess.h"
+#include "client/rights/servicekeys.h"
+#include "client/rights/servicesid.h"
 #include "service/servicebase.h"
 #include "win32/registrykey.h"
 

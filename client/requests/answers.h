@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "client/answerformat.h"
+#include "client/requests/answerformat.h"
 
 // What is done with an answer, on whichever thread it comes. The texts live until it returns.
 using AnswerHandler = void (*)(const wchar_t* command, bool flag, long number, const wchar_t* text);

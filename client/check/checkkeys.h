@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "client/checkservice.h"
+#include "client/check/checkservice.h"
 #include "client/finding.h"
 
 // What there is to say about one key.

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "client/servicesid.h"
+#include "client/rights/servicesid.h"
 
 // The rights of `wanted` that a process does not get whose token holds `token`; 0 when it gets all
 // of them. The entries count in their order, denials too; those that only descend do not, nor do

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "client/requesttimes.h"
+#include "client/requests/requesttimes.h"
 #include "rpc/stub/tesselservice.h"
 
 // What a request carries.

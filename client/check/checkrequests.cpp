@@ -1,4 +1,4 @@
-#include "client/checkrequests.h"
+#include "client/check/checkrequests.h"
 
 #include <windows.h>
 #include <cfgmgr32.h>
@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "bledevice/controldevice.h"
-#include "client/answers.h"
-#include "client/commandhelp.h"
-#include "client/connection.h"
+#include "client/requests/answers.h"
+#include "client/requests/commandhelp.h"
+#include "client/requests/connection.h"
 #include "rpc/endpoint.h"
 #include "win32/handle.h"
 

@@ -1,4 +1,4 @@
-#include "client/answers.h"
+#include "client/requests/answers.h"
 
 #include <atomic>
 #include <utility>

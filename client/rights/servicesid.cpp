@@ -1,4 +1,4 @@
-#include "client/servicesid.h"
+#include "client/rights/servicesid.h"
 
 #include <bcrypt.h>
 #include <sddl.h>

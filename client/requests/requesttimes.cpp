@@ -1,4 +1,4 @@
-#include "client/requesttimes.h"
+#include "client/requests/requesttimes.h"
 
 #include <algorithm>
 #include <chrono>

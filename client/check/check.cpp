@@ -1,16 +1,16 @@
-#include "client/check.h"
+#include "client/check/check.h"
 
 #include <windows.h>
 #include <securitybaseapi.h>
 
 #include <string>
 
-#include "client/checkkeys.h"
-#include "client/checkrequests.h"
-#include "client/checkservice.h"
+#include "client/check/checkkeys.h"
+#include "client/check/checkrequests.h"
+#include "client/check/checkservice.h"
 #include "client/finding.h"
 #include "client/output.h"
-#include "client/servicesid.h"
+#include "client/rights/servicesid.h"
 #include "rpc/endpoint.h"
 #include "service/serviceidentity.h"
 #include "win32/security.h"

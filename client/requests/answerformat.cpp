@@ -1,4 +1,4 @@
-#include "client/answerformat.h"
+#include "client/requests/answerformat.h"
 
 namespace {
 

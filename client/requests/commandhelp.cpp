@@ -1,4 +1,4 @@
-#include "client/commandhelp.h"
+#include "client/requests/commandhelp.h"
 
 #include <algorithm>
 #include <array>

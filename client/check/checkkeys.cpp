@@ -1,13 +1,13 @@
-#include "client/checkkeys.h"
+#include "client/check/checkkeys.h"
 
 #include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "client/keyaccess.h"
-#include "client/servicekeys.h"
-#include "client/servicesid.h"
+#include "client/rights/keyaccess.h"
+#include "client/rights/servicekeys.h"
+#include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
 #include "win32/registrykey.h"
 

@@ -1,4 +1,4 @@
-#include "client/checkservice.h"
+#include "client/check/checkservice.h"
 
 #include <winsvc.h>
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "client/servicesid.h"
+#include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
 #include "win32/module.h"
 #include "win32/servicehandle.h"

@@ -1,4 +1,4 @@
-#include "client/keyaccess.h"
+#include "client/rights/keyaccess.h"
 
 #include <algorithm>
 #include <cstddef>

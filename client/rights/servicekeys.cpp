@@ -1,4 +1,4 @@
-#include "client/servicekeys.h"
+#include "client/rights/servicekeys.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "client/grant.h"
+#include "client/rights/grant.h"
 
 #include <windows.h>
 #include <winsvc.h>
@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "client/finding.h"
-#include "client/keyaccess.h"
-#include "client/servicekeys.h"
-#include "client/servicesid.h"
+#include "client/rights/keyaccess.h"
+#include "client/rights/servicekeys.h"
+#include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
 #include "win32/registrykey.h"
 #include "win32/servicehandle.h"

@@ -1,4 +1,4 @@
-#include "client/connection.h"
+#include "client/requests/connection.h"
 
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
