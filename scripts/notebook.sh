@@ -3,7 +3,7 @@
 # Copies programs to where the notebook keeps them. Nothing of them is changed but the names of the DLLs that Wine
 # has not in full: in the import table stands wingap.dll for them, filled up with NULs to the same length.
 notebook_copy() {
-    local folder=$WINEPREFIX/drive_c/Tessel stand_in=wingap.dll edit= name filling program
+    local folder=$WINEPREFIX/drive_c/windows/Tessel stand_in=wingap.dll edit= name filling program
     for name in RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll; do
         printf -v filling '%*s' $((${#name} + 1 - ${#stand_in})) ''
         edit+="s/${name//./\\.}\\x00/$stand_in${filling// /\\x00}/I;"
@@ -17,7 +17,7 @@ notebook_copy() {
 # Installs the service and its client from the folder where they were built, and what they need here.
 notebook_install_programs() {
     notebook_copy "$1/service/tessel-service.exe" "$1/client/tesselctl.exe" &&
-        cp --remove-destination "$1/notebook/wingap.dll" "$WINEPREFIX/drive_c/Tessel/"
+        cp --remove-destination "$1/notebook/wingap.dll" "$WINEPREFIX/drive_c/windows/Tessel/"
 }
 
 # Runs a program in the notebook, by its Windows path or name. What it leaves running must not hold the lock of
@@ -38,11 +38,11 @@ notebook_has_program() {
 }
 
 tessel_service() {
-    notebook_run 'C:\Tessel\tessel-service.exe' "$@"
+    notebook_run 'C:\Windows\Tessel\tessel-service.exe' "$@"
 }
 
 tesselctl() {
-    notebook_run 'C:\Tessel\tesselctl.exe' "$@"
+    notebook_run 'C:\Windows\Tessel\tesselctl.exe' "$@"
 }
 
 # The control device. Its driver lives no longer than the prefix's server.
@@ -88,8 +88,8 @@ notebook_modem_remove() {
 
 # Registers the modem (its DLL is the argument) and gives it one interface with a SIM.
 notebook_modem_insert() {
-    cp --remove-destination "$1" "$WINEPREFIX/drive_c/Tessel/tesselmodem.dll" || return 1
-    notebook_quiet regsvr32 /s 'C:\Tessel\tesselmodem.dll' || return 1
+    cp --remove-destination "$1" "$WINEPREFIX/drive_c/windows/Tessel/tesselmodem.dll" || return 1
+    notebook_quiet regsvr32 /s 'C:\Windows\Tessel\tesselmodem.dll' || return 1
     notebook_modem_remove
     notebook_modem_set ReadyState 1
     notebook_modem_set ActivationState 3
@@ -109,5 +109,5 @@ notebook_modem_set() {
 # A document to read.
 notebook_write_documents() {
     printf 'End-user agreement\r\n\r\nBe kind to your notebook.' \
-        >"$WINEPREFIX/drive_c/Tessel/agreement.txt"
+        >"$WINEPREFIX/drive_c/windows/Tessel/agreement.txt"
 }

@@ -33,8 +33,8 @@ changes() {
 }
 
 export_registry() {
-    notebook_quiet reg export HKLM 'C:\Tessel\registry.txt' /y
-    cat "$WINEPREFIX/drive_c/Tessel/registry.txt"
+    notebook_quiet reg export HKLM 'C:\Windows\Tessel\registry.txt' /y
+    cat "$WINEPREFIX/drive_c/windows/Tessel/registry.txt"
 }
 
 settings='SOFTWARE\Bramble\BrambleSettings'
@@ -59,7 +59,7 @@ tessel_service -install >/dev/null
 notebook_quiet reg add "HKLM\\$settings" /v ScreenMode /d text
 check 3
 finds ok service.account 'NT AUTHORITY\\LocalService'
-finds ok service.path 'C:\\Tessel\\tessel-service.exe'
+finds ok service.path 'C:\\Windows\\Tessel\\tessel-service.exe'
 finds ok service.version .
 finds fault service.state stopped
 finds fault "key $settings" "there; closed to the service (lacks 0x0f003f); ScreenMode is REG_SZ, not REG_DWORD"

@@ -32,7 +32,7 @@ expect "install" 0 "Tessel Service is installed." tessel_service -INSTALL
 expect "install twice" 0 "CreateService failed w/err 0x00000431" tessel_service /Install
 expect "configuration" 0 'DisplayName Tessel Service
 ErrorControl 0x1
-ImagePath C:\Tessel\tessel-service.exe
+ImagePath C:\Windows\Tessel\tessel-service.exe
 ObjectName NT AUTHORITY\LocalService
 Start 0x2
 Type 0x10' sh -c "'$TESSEL_ROOT/scripts/wine-run' reg query 'HKLM\\System\\CurrentControlSet\\Services\\Tessel Service' |
@@ -50,7 +50,7 @@ expect "json" 0 '{"command":"REGISTRYHELPER_SETSCREENMODE","flag":true,"number":
 expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  text=""' \
     tesselctl REGISTRYHELPER_GETSCREENMODE
 expect "documented example" 0 $'screen mode 5\nno SIM card was read' \
-    notebook_run 'C:\Tessel\example_client.exe'
+    notebook_run 'C:\Windows\Tessel\example_client.exe'
 expect "no identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="" (nothing was read)' \
     tesselctl MBNHELPER_GETSIMICCID
 notebook_modem_insert "$modem"
@@ -68,7 +68,7 @@ time='[0-9]+\.[0-9]{3} ms'
 [[ $quiet =~ ^20\ requests,\ 20\ answers,\ [0-9]+\ ms\;\ median\ ($time),\ 99th\ percentile\ ($time),\ longest\ ($time)$ ]] ||
     fail "quiet: $quiet"
 for moment in answer context; do
-    expect "client dies: $moment" 7 "" notebook_run 'C:\Tessel\crashclient.exe' $moment
+    expect "client dies: $moment" 7 "" notebook_run 'C:\Windows\Tessel\crashclient.exe' $moment
     expect_part "served after a dead client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
 done
 # Whatever a client's callback raises is the client's own failure. The runtime knows a fault of memory as 0x3e6.
@@ -79,20 +79,20 @@ expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
 0xc0000005: 0x3e6, 6 served
 0x80000003: 0x80000003, 6 served
 0x6be: 0x6be, 6 served
-0x5: 0x5, 6 served" notebook_run 'C:\Tessel\crashclient.exe' raise 'C:\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ \
+0x5: 0x5, 6 served" notebook_run 'C:\Windows\Tessel\crashclient.exe' raise 'C:\Windows\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ \
     MBNHELPER_GETNETWORKMODE BLEHELPER_GETBLE USBPATHCHANGER_SMGETMUICSTATUS COMMONHELPER_ISFILE_EXISTS \
     COMMONHELPER_READEULADOCUMENT
 expect "contexts of others" 0 "no such procedure: refused
 own context: closed
 the same again: refused
 no context: closed
-another client's context: refused" notebook_run 'C:\Tessel\crashclient.exe' contexts
+another client's context: refused" notebook_run 'C:\Windows\Tessel\crashclient.exe' contexts
 expect_part "served after them" 0 "number=4" tesselctl REGISTRYHELPER_ISVZWQ --int 4
 # Wine loses the reply of a service whose process ends at once: what `net` says of the stop may be wrong.
 notebook_quiet net stop "Tessel Service"
 expect "stop" 0 "1 STOPPED 0" service_state
 expect_part "starts, each with a stop at once" 0 "$starts starts, each stopped at once" \
-    notebook_run 'C:\Tessel\startstop.exe' $starts
+    notebook_run 'C:\Windows\Tessel\startstop.exe' $starts
 notebook_quiet net start "Tessel Service"
 wait_for_service
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
@@ -105,17 +105,17 @@ expect "console start" 0 "$usage"$'\n'"Service failed to run w/err 0x00000427" c
 rm -f "$refused"
 
 # The log of a service that a client left in the middle: its context is run down.
-logged_service() { notebook_run 'C:\Tessel\tessel-service-logged.exe' "$@"; }
+logged_service() { notebook_run 'C:\Windows\Tessel\tessel-service-logged.exe' "$@"; }
 expect_part "install logged" 0 "installed" logged_service -install
 notebook_run net start "Tessel Service" >/dev/null
 wait_for_service
 before=$(wc -l <"$log")
-notebook_run 'C:\Tessel\crashclient.exe' answer
+notebook_run 'C:\Windows\Tessel\crashclient.exe' answer
 sleep 1
 expect "log of a dead client" 0 "RemoteOpen
 Data Recieved requestString : REGISTRYHELPER_ISVZWQ / data_bool : true / data_int : 7 / data_string : dying
 RemoteClose" sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log"
-notebook_run 'C:\Tessel\crashclient.exe' raise text REGISTRYHELPER_ISVZWQ >/dev/null
+notebook_run 'C:\Windows\Tessel\crashclient.exe' raise text REGISTRYHELPER_ISVZWQ >/dev/null
 sleep 1
 [ "$(grep -c ' : RemoteOpen' "$log")" = "$(grep -c ' : RemoteClose' "$log")" ] || fail "contexts stay after failing answers"
 before=$(wc -l <"$log")
@@ -149,7 +149,7 @@ tessel_service -remove >/dev/null
 # The server half of an interface compiler in the place of ours.
 if [ -n "$widl" ]; then
     notebook_copy "$widl"
-    notebook_run 'C:\Tessel\tessel-service-widl.exe' -install >/dev/null
+    notebook_run 'C:\Windows\Tessel\tessel-service-widl.exe' -install >/dev/null
     notebook_quiet net start "Tessel Service"
     wait_for_service
     expect "a compiler's server half" 0 'REGISTRYHELPER_ISVZWQ  flag=true  number=-7  text="é"' \

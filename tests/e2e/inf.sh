@@ -6,7 +6,7 @@ set -u
 build=$1 inf=$2
 . "$(dirname "$0")/lib.sh"
 package=$WINEPREFIX/drive_c/package
-store='C:\Tessel\Store\tessel-service.exe'
+store='C:\Windows\Tessel\Store\tessel-service.exe'
 
 # All keys below HKEY_LOCAL_MACHINE that are kept on disk, sorted, each by one name.
 keys() {
@@ -30,19 +30,19 @@ while read -r key; do
     notebook_quiet reg add "HKLM\\$key" /f
     notebook_quiet reg delete "HKLM\\$key" /f
 done <<<"$named"
-notebook=$WINEPREFIX/drive_c/Tessel
+notebook=$WINEPREFIX/drive_c/windows/Tessel
 rm -rf "$package" "$notebook/Store"
 mkdir -p "$package" "$notebook/Store" && cp "$notebook"/{tessel-service,tesselctl}.exe "$package/" &&
     cp "$notebook/wingap.dll" "$notebook/Store/" || exit 1
 # A folder (24 is C:\) in the place of the driver store (13), which Wine does not have.
-sed 's/%13%/%24%\\Tessel\\Store/; s/= 13/= 24,Tessel\\Store/' "$inf" >"$package/tessel-service.inf"
+sed 's/%13%/%24%\\Windows\\Tessel\\Store/; s/= 13/= 24,Windows\\Tessel\\Store/' "$inf" >"$package/tessel-service.inf"
 
 before=$(keys)
 notebook_run rundll32 setupapi,InstallHinfSection DefaultInstall 128 'C:\package\tessel-service.inf'
 # Nobody has started it: the file says so.
 wait_for_service
 expect "served from the store" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=7  text=""' \
-    notebook_run 'C:\Tessel\Store\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7
+    notebook_run 'C:\Windows\Tessel\Store\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7
 by_inf=$(configuration)
 expect_part "remove" 0 "is removed" notebook_run "$store" -remove
 expect "what stays" 0 "$named" comm -13 <(echo "$before") <(keys)

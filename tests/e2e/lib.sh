@@ -56,7 +56,7 @@ expect_unchanged() {
             dd of="$due" bs=1 seek="$place" conv=notrunc status=none
         count=$((count + 1))
     done < <(LC_ALL=C grep -aobiE '(rpcrt4|cfgmgr32|api-ms-win-security-base-l1-2-2)\.dll' "$program")
-    if cmp "$due" "$WINEPREFIX/drive_c/Tessel/${program##*/}" && [ $count = "$2" ]; then
+    if cmp "$due" "$WINEPREFIX/drive_c/windows/Tessel/${program##*/}" && [ $count = "$2" ]; then
         echo "${program##*/}: $(stat -c %s "$program") bytes, as built but for $count name(s) of DLLs"
     else
         fail "${program##*/}: not as built, $count name(s) of DLLs"

@@ -28,7 +28,7 @@ send_all() {
         text="t$number|web.apn|PAP|user|secret|IPV4" answers=96
         case $command in
             *DIMMING*) answers=0 ;;
-            COMMONHELPER_*) text='C:\Tessel\load.txt' ;;
+            COMMONHELPER_*) text='C:\Windows\Tessel\load.txt' ;;
         esac
         # Whatever becomes of its requests the client prints something: one that did not was never started, which
         # a loaded machine's Wine does now and then.
@@ -85,7 +85,7 @@ start_clients() {
     local i
     for i in 1 2 3 4; do
         # Without a shell around it, which would be killed in its place.
-        (exec "$WINE_DIR/wine64" 'C:\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ --quiet --repeat 1000000 \
+        (exec "$WINE_DIR/wine64" 'C:\Windows\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ --quiet --repeat 1000000 \
             --parallel "$1") </dev/null >"$WINEPREFIX/client.$i.txt" 2>&1 &
         clients[$i]=$!
     done
@@ -158,7 +158,7 @@ notebook_install_programs "$build" && notebook_copy "$logged" &&
     notebook_modem_insert "$build/simulator/modem/tesselmodem.dll" &&
     notebook_control_device_load "$build/notebook/tesselcontrol.sys" || exit 1
 notebook_quiet reg copy "$NOTEBOOK_MODEM_KEY\\0" "$NOTEBOOK_MODEM_KEY\\1" /s /f
-printf 'one\r\ntwo' >"$WINEPREFIX/drive_c/Tessel/load.txt"
+printf 'one\r\ntwo' >"$WINEPREFIX/drive_c/windows/Tessel/load.txt"
 tessel_service -remove >/dev/null
 
 tessel_service -install >/dev/null
@@ -167,7 +167,7 @@ test_load
 test_stops
 tessel_service -remove >/dev/null
 # What becomes of the contexts is in the log.
-notebook_run "C:\\Tessel\\${logged##*/}" -install >/dev/null
+notebook_run "C:\\Windows\\Tessel\\${logged##*/}" -install >/dev/null
 start_service
 test_killed_clients
 expect_part "end" 0 "is stopped" tessel_service -remove
