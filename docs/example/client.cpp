@@ -24,7 +24,7 @@ RPC_STATUS Open(RPC_BINDING_HANDLE binding, REQUEST_CONTEXT_HANDLE* context) {
     RpcTryExcept {
         RemoteOpen(binding, context);
     }
-    RpcExcept(1) {
+    RpcExcept(RpcExceptionFilter(RpcExceptionCode())) {
         status = RpcExceptionCode();
     }
     RpcEndExcept
@@ -40,7 +40,7 @@ RPC_STATUS Send(REQUEST_CONTEXT_HANDLE context,
     RpcTryExcept {
         RemoteRequest(context, command, flag, number, text);
     }
-    RpcExcept(1) {
+    RpcExcept(RpcExceptionFilter(RpcExceptionCode())) {
         status = RpcExceptionCode();
     }
     RpcEndExcept
@@ -51,7 +51,7 @@ void Close(REQUEST_CONTEXT_HANDLE* context) {
     RpcTryExcept {
         RemoteClose(context);
     }
-    RpcExcept(1) {
+    RpcExcept(RpcExceptionFilter(RpcExceptionCode())) {
         // The service is gone, and the context with it: this frees the app's half.
         RpcSsDestroyClientContext(context);
     }
