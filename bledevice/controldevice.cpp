@@ -6,7 +6,7 @@
 
 #include <iterator>
 
-#include "win32/handle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -19,18 +19,18 @@ constexpr DWORD kWriteValue = CTL_CODE(kControlDeviceType, 0x66, METHOD_BUFFERED
 // One control call on a freshly opened device. Either value may be null.
 int Control(DWORD code, const std::uint32_t* input, std::uint32_t* output) {
     FileHandle device;
-    if (OpenControlDevice(device.Receive()) != 0) {
+    if (OpenControlDevice(device.put()) != 0) {
         return 1;
     }
     std::uint32_t in_value = input != nullptr ? *input : 0;
     std::uint32_t out_value = 0;
     DWORD returned = 0;
-    if (!DeviceIoControl(device.Get(), code, input != nullptr ? &in_value : nullptr,
+    if (!DeviceIoControl(device.get(), code, input != nullptr ? &in_value : nullptr,
                          input != nullptr ? sizeof(in_value) : 0,
                          output != nullptr ? &out_value : nullptr,
                          output != nullptr ? sizeof(out_value) : 0, &returned, nullptr)) {
         // Kept: stays open for good.
-        device.Release();
+        device.release();
         return 1;
     }
     if (output != nullptr) {

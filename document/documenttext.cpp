@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "text/widebytes.h"
-#include "win32/handle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     // Memory for all of it at once, if it has a length (a pipe has none): growing holds the text
     // twice.
     LARGE_INTEGER size = {};
-    GetFileSizeEx(file.Get(), &size);
+    GetFileSizeEx(file.get(), &size);
     std::size_t capacity = static_cast<std::size_t>(size.QuadPart) + kBehind;
     OwnedText text = NewText(capacity);
     wchar_t* end = text.get();
@@ -41,7 +41,7 @@ OwnedText ReadDocumentText(const wchar_t* path) {
     bytes[0] = '\r';
     bool after_cr = false;
     DWORD count = 0;
-    while (ReadFile(file.Get(), &bytes[1], kChunk, &count, nullptr) && count > 0) {
+    while (ReadFile(file.get(), &bytes[1], kChunk, &count, nullptr) && count > 0) {
         const std::size_t length = end - text.get();
         if (capacity - length < count + kBehind) {
             capacity = 2 * (length + kChunk);

@@ -6,9 +6,7 @@
 
 #include "mbn/mbnapi.h"
 #include "service/console.h"
-#include "win32/comapartment.h"
-#include "win32/comptr.h"
-#include "win32/safearray.h"
+#include "win32/uniquehandle.h"
 
 // What the work on one element came to. `go_on` false ends it there, with the elements behind left
 // out.
@@ -51,16 +49,16 @@ StepResult ForEachElement(SAFEARRAY* array,
     for (LONGLONG index = lower; index <= upper && last.go_on; ++index) {
         LONG position = static_cast<LONG>(index);
         ComPtr<IUnknown> unknown;
-        last.result = SafeArrayGetElement(array, &position, unknown.Receive());
+        last.result = SafeArrayGetElement(array, &position, unknown.put());
         if (FAILED(last.result) || !unknown) {
             continue;
         }
         ComPtr<Element> element;
-        last.result = unknown.Get()->QueryInterface(iid, ReceiveUntyped(element));
+        last.result = unknown->QueryInterface(iid, element.put_void());
         if (FAILED(last.result)) {
             continue;
         }
-        last = step(*element.Get());
+        last = step(*element.get());
     }
     return last;
 }
@@ -73,16 +71,16 @@ template <typename Step>
 HRESULT WalkInterfacesInApartment(const wchar_t* manager_error, Step step) {
     ComPtr<IMbnInterfaceManager> manager;
     HRESULT result = CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL,
-                                      IID_IMbnInterfaceManager, ReceiveUntyped(manager));
+                                      IID_IMbnInterfaceManager, manager.put_void());
     if (!SucceededOrPrint(result, manager_error)) {
         return result;
     }
     SafeArray interfaces;
-    result = manager.Get()->GetInterfaces(interfaces.Receive());
+    result = manager->GetInterfaces(interfaces.put());
     if (!SucceededOrPrint(result, L"GetInterfaces error")) {
         return result;
     }
-    return ForEachElement<IMbnInterface>(interfaces.Get(), IID_IMbnInterface,
+    return ForEachElement<IMbnInterface>(interfaces.get(), IID_IMbnInterface,
                                          L"SafeArrayGetLBound error", L"SafeArrayGetUBound error",
                                          step)
         .result;

@@ -5,7 +5,7 @@
 #include "mbn/mbninterface.h"
 #include "mbn/mbnprofile.h"
 #include "rpc/command.h"
-#include "win32/bstr.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -30,12 +30,12 @@ void QueryReadyState(Answer& answer) {
 
 template <Bstr HomeProvider::*text>
 void QueryHomeProvider(Answer& answer) {
-    CopyOver(answer.text, (ReadHomeProvider().*text).Get());
+    CopyOver(answer.text, (ReadHomeProvider().*text).get());
 }
 
 template <Bstr (*read)()>
 void QueryText(Answer& answer) {
-    CopyOver(answer.text, read().Get());
+    CopyOver(answer.text, read().get());
 }
 
 void Connect(Answer& /*answer*/) {

@@ -3,8 +3,7 @@
 #include "mbn/interfacewalk.h"
 #include "mbn/mbnapi.h"
 #include "mbn/mbnprofiletext.h"
-#include "win32/bstr.h"
-#include "win32/comptr.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -41,15 +40,15 @@ using SubscriberText = HRESULT (STDMETHODCALLTYPE IMbnSubscriberInformation::*)(
 template <SubscriberText get>
 HRESULT SubscriberTextOf(IMbnInterface& modem, BSTR& value) {
     ComPtr<IMbnSubscriberInformation> information;
-    HRESULT result = modem.GetSubscriberInformation(information.Receive());
+    HRESULT result = modem.GetSubscriberInformation(information.put());
     if (FAILED(result) || !information) {
         return result;
     }
     Bstr text;
-    result = (information.Get()->*get)(text.Receive());
+    result = (information.get()->*get)(text.put());
     if (SUCCEEDED(result)) {
         const Bstr earlier(value);
-        value = text.Release();
+        value = text.release();
     }
     return result;
 }
@@ -67,7 +66,7 @@ HRESULT OfLastInterface(HRESULT (*read)(IMbnInterface& modem, Value& value), Val
 MBN_ACTIVATION_STATE ActivationState(IMbnConnection& connection) {
     MBN_ACTIVATION_STATE state = MBN_ACTIVATION_STATE_NONE;
     Bstr profile_name;
-    connection.GetConnectionState(&state, profile_name.Receive());
+    connection.GetConnectionState(&state, profile_name.put());
     return state;
 }
 
@@ -87,13 +86,13 @@ HomeProvider ReadHomeProvider() {
 
 Bstr ReadSimIccId() {
     Bstr text;
-    OfLastInterface(kSimIccIdOf, *text.Receive());
+    OfLastInterface(kSimIccIdOf, *text.put());
     return text;
 }
 
 Bstr ReadSubscriberId() {
     Bstr text;
-    OfLastInterface(kSubscriberIdOf, *text.Receive());
+    OfLastInterface(kSubscriberIdOf, *text.put());
     return text;
 }
 
@@ -115,14 +114,14 @@ HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
 HRESULT DisconnectAllConnections() {
     return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
         ComPtr<IMbnConnection> connection;
-        HRESULT result = modem.GetConnection(connection.Receive());
+        HRESULT result = modem.GetConnection(connection.put());
         if (FAILED(result) || !connection) {
             return {result};
         }
-        if (ActivationState(*connection.Get()) == MBN_ACTIVATION_STATE_ACTIVATED) {
+        if (ActivationState(*connection.get()) == MBN_ACTIVATION_STATE_ACTIVATED) {
             ULONG request_id = 0;
             // Kept: here and in Connect, neither the result is looked at nor the end awaited.
-            connection.Get()->Disconnect(&request_id);
+            connection->Disconnect(&request_id);
         }
         return {result};
     });
@@ -131,11 +130,11 @@ HRESULT DisconnectAllConnections() {
 HRESULT ConnectWithProfile() {
     return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
         ComPtr<IMbnConnection> connection;
-        HRESULT result = modem.GetConnection(connection.Receive());
+        HRESULT result = modem.GetConnection(connection.put());
         if (FAILED(result) || !connection) {
             return {result};
         }
-        switch (ActivationState(*connection.Get())) {
+        switch (ActivationState(*connection.get())) {
             // Kept: ends the walk; later interfaces are not connected.
             case MBN_ACTIVATION_STATE_DEACTIVATING:
                 return {result, false};
@@ -144,7 +143,7 @@ HRESULT ConnectWithProfile() {
                 break;
             default: {
                 ULONG request_id = 0;
-                connection.Get()->Connect(MBN_CONNECTION_MODE_PROFILE, kProfileName, &request_id);
+                connection->Connect(MBN_CONNECTION_MODE_PROFILE, kProfileName, &request_id);
                 break;
             }
         }

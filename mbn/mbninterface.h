@@ -12,7 +12,7 @@
 #include <windows.h>
 
 #include "mbn/mbnapi.h"
-#include "win32/bstr.h"
+#include "win32/uniquehandle.h"
 
 // The texts of a SIM's home provider, null where there is none.
 struct HomeProvider {

@@ -4,10 +4,7 @@
 #include "mbn/mbnapi.h"
 #include "mbn/mbninterface.h"
 #include "service/console.h"
-#include "win32/bstr.h"
-#include "win32/comapartment.h"
-#include "win32/comptr.h"
-#include "win32/safearray.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -17,17 +14,17 @@ constexpr wchar_t kProfileManagerError[] =
 
 HRESULT CreateProfileManager(ComPtr<IMbnConnectionProfileManager>& manager) {
     return CoCreateInstance(CLSID_MbnConnectionProfileManager, nullptr, CLSCTX_ALL,
-                            IID_IMbnConnectionProfileManager, ReceiveUntyped(manager));
+                            IID_IMbnConnectionProfileManager, manager.put_void());
 }
 
 StepResult DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& manager) {
     SafeArray profiles;
-    HRESULT result = manager.GetConnectionProfiles(&modem, profiles.Receive());
+    HRESULT result = manager.GetConnectionProfiles(&modem, profiles.put());
     if (!SucceededOrPrint(result, L"GetConnectionProfiles error")) {
         return {result, false};
     }
     return ForEachElement<IMbnConnectionProfile>(
-        profiles.Get(), IID_IMbnConnectionProfile, L"SafeArrayGetLBound profile error",
+        profiles.get(), IID_IMbnConnectionProfile, L"SafeArrayGetLBound profile error",
         L"SafeArrayGetUBound profile error",
         [](IMbnConnectionProfile& profile) -> StepResult { return {profile.Delete()}; });
 }
@@ -50,7 +47,7 @@ HRESULT DeleteAllConnectionProfiles() {
     }
     return WalkInterfacesInApartment(
         L"CoCreateInstance CLSID_MbnInterfaceManager error",
-        [&](IMbnInterface& modem) { return DeleteProfilesOf(modem, *manager.Get()); });
+        [&](IMbnInterface& modem) { return DeleteProfilesOf(modem, *manager.get()); });
 }
 
 ProfileDocument BuildProfileXml(wchar_t* text) {
@@ -67,7 +64,7 @@ ProfileDocument BuildProfileXml(wchar_t* text) {
     const Bstr subscriber_id = ReadSubscriberId();
 
     return AssembleProfileDocument(
-        fields, {TextOf(icc_id.Get()), TextOf(provider.name.Get()), TextOf(subscriber_id.Get())});
+        fields, {TextOf(icc_id.get()), TextOf(provider.name.get()), TextOf(subscriber_id.get())});
 }
 
 HRESULT CreateProfileFromRequest(wchar_t* text) {
@@ -79,7 +76,7 @@ HRESULT CreateProfileFromRequest(wchar_t* text) {
     ComPtr<IMbnConnectionProfileManager> manager;
     HRESULT result = CreateProfileManager(manager);
     if (SUCCEEDED(result)) {
-        result = manager.Get()->CreateConnectionProfile(document.text);
+        result = manager->CreateConnectionProfile(document.text);
     }
     SucceededOrPrint(result, kProfileManagerError);
     return result;

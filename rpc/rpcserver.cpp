@@ -10,7 +10,7 @@
 #include "rpc/stub/tesselservice.h"
 #include "service/diagnosticlog.h"
 #include "win32/rpctext.h"
-#include "win32/security.h"
+#include "win32/uniquehandle.h"
 
 // In the import library but not in every header set.
 extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSpec,
@@ -96,24 +96,24 @@ RPC_STATUS RpcServerStart() {
 
     SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
     if (!AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0,
-                                  everyone.Receive())) {
+                                  everyone.put())) {
         return static_cast<RPC_STATUS>(GetLastError());
     }
 
     // Kept: everyone, with full access. A sandboxed app is not let in by that entry; its capability
     // is what admits it.
     EXPLICIT_ACCESS_W entries[] = {
-        FullAccess(everyone.Get(), TRUSTEE_IS_WELL_KNOWN_GROUP),
+        FullAccess(everyone.get(), TRUSTEE_IS_WELL_KNOWN_GROUP),
         FullAccess(capabilities.sids[0], TRUSTEE_IS_UNKNOWN),
     };
-    const DWORD error = SetEntriesInAclW(std::size(entries), entries, nullptr, acl.Receive());
+    const DWORD error = SetEntriesInAclW(std::size(entries), entries, nullptr, acl.put());
     if (error != ERROR_SUCCESS) {
         return static_cast<RPC_STATUS>(error);
     }
 
     SECURITY_DESCRIPTOR descriptor = {};
     if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
-        !SetSecurityDescriptorDacl(&descriptor, TRUE, acl.Get(), FALSE)) {
+        !SetSecurityDescriptorDacl(&descriptor, TRUE, acl.get(), FALSE)) {
         return static_cast<RPC_STATUS>(GetLastError());
     }
     return Serve(&descriptor);

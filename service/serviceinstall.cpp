@@ -4,7 +4,7 @@
 
 #include "service/console.h"
 #include "service/serviceidentity.h"
-#include "win32/servicehandle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ void InstallService() {
     }
 
     // Kept: the path is without quotes.
-    const ServiceHandle service(CreateServiceW(manager.Get(), kServiceName, kServiceName,
+    const ServiceHandle service(CreateServiceW(manager.get(), kServiceName, kServiceName,
                                                SERVICE_QUERY_STATUS, SERVICE_WIN32_OWN_PROCESS,
                                                SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, path,
                                                /*lpLoadOrderGroup=*/nullptr, /*lpdwTagId=*/nullptr,
@@ -76,15 +76,15 @@ void RemoveService() {
     }
 
     const ServiceHandle service(
-        OpenServiceW(manager.Get(), kServiceName, DELETE | SERVICE_STOP | SERVICE_QUERY_STATUS));
+        OpenServiceW(manager.get(), kServiceName, DELETE | SERVICE_STOP | SERVICE_QUERY_STATUS));
     if (!service) {
         PrintFailure(L"OpenService");
         return;
     }
 
-    StopAndWait(service.Get());
+    StopAndWait(service.get());
 
-    if (DeleteService(service.Get())) {
+    if (DeleteService(service.get())) {
         ConsolePrint(L"%ls is removed.\n", kServiceName);
     } else {
         PrintFailure(L"DeleteService");

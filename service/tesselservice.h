@@ -4,7 +4,7 @@
 #include <windows.h>
 
 #include "service/servicebase.h"
-#include "win32/handle.h"
+#include "win32/uniquehandle.h"
 
 // Ties the RPC server to the service's life. The server listens on a thread of the default thread
 // pool for as long as the process lives.

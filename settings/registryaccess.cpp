@@ -6,7 +6,7 @@
 
 #include "service/diagnosticlog.h"
 #include "settings/settingsvalues.h"
-#include "win32/registrykey.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -15,11 +15,11 @@ namespace {
 bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWORD size) {
     RegistryKey key;
     // Kept: all access, to read.
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.Receive()) !=
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.put()) !=
         ERROR_SUCCESS) {
         WriteLog("Register Open Error");
     }
-    if (RegQueryValueExW(key.Get(), value_name, nullptr, nullptr, static_cast<BYTE*>(buffer),
+    if (RegQueryValueExW(key.get(), value_name, nullptr, nullptr, static_cast<BYTE*>(buffer),
                          &size) != ERROR_SUCCESS) {
         WriteLog("Register Query Error");
         return false;
@@ -54,12 +54,12 @@ int RegistryWriteDword(const wchar_t* key_path, const wchar_t* value_name, std::
     RegistryKey key;
     LSTATUS error =
         RegCreateKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                        KEY_WRITE, nullptr, key.Receive(), nullptr);
+                        KEY_WRITE, nullptr, key.put(), nullptr);
     if (error != ERROR_SUCCESS) {
         WriteLog("RegCreateKeyEx Error - " + std::to_string(error));
         return 0;
     }
-    error = RegSetValueExW(key.Get(), value_name, 0, REG_DWORD,
+    error = RegSetValueExW(key.get(), value_name, 0, REG_DWORD,
                            reinterpret_cast<const BYTE*>(&value), sizeof(value));
     if (error != ERROR_SUCCESS) {
         WriteLog("RegSetValueEx Error - " + std::to_string(error));
@@ -70,15 +70,15 @@ int RegistryWriteDword(const wchar_t* key_path, const wchar_t* value_name, std::
 
 bool SetPenCustomProtocol(const wchar_t* uri) {
     RegistryKey key;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kCustomProtocol.key, 0, KEY_ALL_ACCESS, key.Receive()) !=
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kCustomProtocol.key, 0, KEY_ALL_ACCESS, key.put()) !=
             ERROR_SUCCESS &&
         RegCreateKeyExW(HKEY_LOCAL_MACHINE, kCustomProtocol.key, 0, nullptr,
-                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, key.Receive(),
+                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, key.put(),
                         nullptr) != ERROR_SUCCESS) {
         return false;
     }
     const auto size = static_cast<DWORD>((std::wcslen(uri) + 1) * sizeof(wchar_t));
-    return RegSetValueExW(key.Get(), kCustomProtocol.name, 0, REG_SZ,
+    return RegSetValueExW(key.get(), kCustomProtocol.name, 0, REG_SZ,
                           reinterpret_cast<const BYTE*>(uri), size) == ERROR_SUCCESS;
 }
 

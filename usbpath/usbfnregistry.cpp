@@ -4,7 +4,7 @@
 
 #include "service/console.h"
 #include "usbpath/usbfnvalues.h"
-#include "win32/registrykey.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -17,10 +17,10 @@ bool Store(const wchar_t* key_path,
     wchar_t no_class[] = L"";
     RegistryKey key;
     if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, no_class, REG_OPTION_NON_VOLATILE,
-                        KEY_WRITE, nullptr, key.Receive(), nullptr) != ERROR_SUCCESS) {
+                        KEY_WRITE, nullptr, key.put(), nullptr) != ERROR_SUCCESS) {
         return false;
     }
-    if (RegSetValueExW(key.Get(), value_name, 0, type, static_cast<const BYTE*>(data),
+    if (RegSetValueExW(key.get(), value_name, 0, type, static_cast<const BYTE*>(data),
                        static_cast<DWORD>(size)) != ERROR_SUCCESS) {
         // Kept: the thread's last error, not the status just returned.
         ConsolePrint(L"RegSetValueEx fail, GetLastError(%d) ValueName[%ls]\n",
@@ -53,11 +53,11 @@ bool SetUsbfnBinary(const wchar_t* key_path,
 
 bool DeleteUsbfnValue(const wchar_t* key_path, const wchar_t* value_name) {
     RegistryKey key;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.Receive()) !=
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.put()) !=
         ERROR_SUCCESS) {
         return false;
     }
-    if (RegDeleteValueW(key.Get(), value_name) != ERROR_SUCCESS) {
+    if (RegDeleteValueW(key.get(), value_name) != ERROR_SUCCESS) {
         // Kept: said of every failure.
         ConsolePrint(L"RegistryDeleteValue fail, the value(%ls) does not exist\n", value_name);
         return false;

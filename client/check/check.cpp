@@ -13,7 +13,7 @@
 #include "client/rights/servicesid.h"
 #include "rpc/endpoint.h"
 #include "service/serviceidentity.h"
-#include "win32/security.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 

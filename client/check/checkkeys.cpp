@@ -9,7 +9,7 @@
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
-#include "win32/registrykey.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ std::wstring WrongValue(HKEY key, const ServiceKey& expected) {
 }
 
 LSTATUS OpenToRead(const std::wstring& path, RegistryKey& key) {
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Receive());
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put());
 }
 
 // A key that is missing is well where the service may make it, below the nearest one there is.
@@ -97,7 +97,7 @@ Judgement JudgeMissing(const ServiceKey& expected,
     if (error != ERROR_SUCCESS) {
         return {Status::kWarning, L"not there; " + above + L": " + ErrorText(error), L""};
     }
-    Judgement judgement = JudgeAccess(key.Get(), tokens, sid_type);
+    Judgement judgement = JudgeAccess(key.get(), tokens, sid_type);
     judgement.found.insert(0, L"not there; " + above + L" is ");
     return judgement;
 }
@@ -112,9 +112,9 @@ Judgement Judge(const ServiceKey& expected, const Tokens& tokens, const ServiceS
         return {Status::kWarning, L"there; cannot be looked at: " + ErrorText(error),
                 L"check again as an administrator"};
     }
-    Judgement judgement = JudgeAccess(key.Get(), tokens, sid_type);
+    Judgement judgement = JudgeAccess(key.get(), tokens, sid_type);
     judgement.found.insert(0, L"there; ");
-    const std::wstring wrong = WrongValue(key.Get(), expected);
+    const std::wstring wrong = WrongValue(key.get(), expected);
     if (!wrong.empty()) {
         judgement.found += L"; " + wrong;
         if (judgement.status == Status::kOk) {

@@ -17,7 +17,7 @@
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
 #include "rpc/endpoint.h"
-#include "win32/handle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -77,9 +77,9 @@ DWORD CarryOut(std::vector<RequestValues> requests) {
     if (!thread) {
         return GetLastError();
     }
-    DWORD status = WaitForSingleObject(thread.Get(), kPatienceMilliseconds);
+    DWORD status = WaitForSingleObject(thread.get(), kPatienceMilliseconds);
     if (status == WAIT_OBJECT_0) {
-        GetExitCodeThread(thread.Get(), &status);
+        GetExitCodeThread(thread.get(), &status);
     }
     return status;
 }
@@ -222,7 +222,7 @@ void LookAtDevice(Findings& findings, bool service_was_asked) {
         return;
     }
     FileHandle device;
-    if (OpenControlDevice(device.Receive()) != 0) {
+    if (OpenControlDevice(device.put()) != 0) {
         findings.Add(Status::kFault, L"device",
                      L"present, does not open here: " + ErrorText(GetLastError()),
                      kOpenDeviceAdvice);

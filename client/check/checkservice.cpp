@@ -9,8 +9,7 @@
 
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
-#include "win32/module.h"
-#include "win32/servicehandle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -35,14 +34,14 @@ std::wstring ProgramPath(const wchar_t* command_line) {
 std::wstring FileVersion(const std::wstring& path) {
     const Module file(LoadLibraryExW(path.c_str(), nullptr,
                                      LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
-    HRSRC place = FindResourceW(file.Get(), MAKEINTRESOURCEW(VS_VERSION_INFO), RT_VERSION);
+    HRSRC place = FindResourceW(file.get(), MAKEINTRESOURCEW(VS_VERSION_INFO), RT_VERSION);
     // Lengths, type, the name "VS_VERSION_INFO" and padding come before the fixed part.
     constexpr DWORD kFixedPart = 40;
     if (!file || place == nullptr ||
-        SizeofResource(file.Get(), place) < kFixedPart + sizeof(VS_FIXEDFILEINFO)) {
+        SizeofResource(file.get(), place) < kFixedPart + sizeof(VS_FIXEDFILEINFO)) {
         return {};
     }
-    const auto* bytes = static_cast<const BYTE*>(LockResource(LoadResource(file.Get(), place)));
+    const auto* bytes = static_cast<const BYTE*>(LockResource(LoadResource(file.get(), place)));
     const auto* fixed = reinterpret_cast<const VS_FIXEDFILEINFO*>(bytes + kFixedPart);
     if (fixed->dwSignature != VS_FFI_SIGNATURE) {
         return {};
@@ -179,7 +178,7 @@ void CheckRecovery(Findings& findings, SC_HANDLE service) {
 
 ServiceSidType CheckRegistration(Findings& findings, const wchar_t* version) {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const ServiceHandle service(manager ? OpenServiceW(manager.Get(), kServiceName,
+    const ServiceHandle service(manager ? OpenServiceW(manager.get(), kServiceName,
                                                        SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)
                                         : nullptr);
     if (!service) {
@@ -191,9 +190,9 @@ ServiceSidType CheckRegistration(Findings& findings, const wchar_t* version) {
         return {};
     }
     findings.Add(Status::kOk, L"service", L"registered as \"" + std::wstring(kServiceName) + L"\"");
-    CheckConfig(findings, service.Get(), version);
-    CheckState(findings, service.Get());
-    const ServiceSidType sid_type = CheckSid(findings, service.Get());
-    CheckRecovery(findings, service.Get());
+    CheckConfig(findings, service.get(), version);
+    CheckState(findings, service.get());
+    const ServiceSidType sid_type = CheckSid(findings, service.get());
+    CheckRecovery(findings, service.get());
     return sid_type;
 }

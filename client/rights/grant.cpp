@@ -14,8 +14,7 @@
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
-#include "win32/registrykey.h"
-#include "win32/servicehandle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -107,15 +106,15 @@ void ChangeService(Findings& findings, Change change) {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     // Restarting as an action needs the right to start.
     const ServiceHandle service(
-        manager ? OpenServiceW(manager.Get(), kServiceName,
+        manager ? OpenServiceW(manager.get(), kServiceName,
                                SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START)
                 : nullptr);
     if (!service) {
         AddFailure(findings, L"service", GetLastError());
         return;
     }
-    ChangeSidType(findings, service.Get(), change);
-    ChangeRecovery(findings, service.Get(), change);
+    ChangeSidType(findings, service.get(), change);
+    ChangeRecovery(findings, service.get(), change);
 }
 
 void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, Change change) {
@@ -126,9 +125,8 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, Cha
     DWORD disposition = REG_OPENED_EXISTING_KEY;
     LSTATUS error =
         make ? RegCreateKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, nullptr,
-                               REG_OPTION_NON_VOLATILE, kAccess, nullptr, key.Receive(),
-                               &disposition)
-             : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, kAccess, key.Receive());
+                               REG_OPTION_NON_VOLATILE, kAccess, nullptr, key.put(), &disposition)
+             : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, kAccess, key.put());
     if (error == ERROR_FILE_NOT_FOUND) {
         // The service makes it, and it inherits.
         return;
@@ -136,7 +134,7 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, Cha
     const wchar_t* made = disposition == REG_CREATED_NEW_KEY ? L"made; " : L"";
     KeySecurity security;
     if (error == ERROR_SUCCESS) {
-        error = ReadKeySecurity(key.Get(), security);
+        error = ReadKeySecurity(key.get(), security);
     }
     if (error != ERROR_SUCCESS) {
         AddFailure(findings, item, static_cast<DWORD>(error));
@@ -155,7 +153,7 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, Cha
         findings.Add(Status::kUnchanged, item, state);
         return;
     }
-    error = WriteKeyAcl(key.Get(), security, list);
+    error = WriteKeyAcl(key.get(), security, list);
     if (error != ERROR_SUCCESS) {
         AddFailure(findings, item, static_cast<DWORD>(error));
         return;

@@ -3,7 +3,7 @@
 #include <bcrypt.h>
 #include <sddl.h>
 
-#include "win32/security.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -59,5 +59,5 @@ std::vector<Sid> LocalServiceSids() {
 
 std::wstring SidText(PSID sid) {
     LocalString text;
-    return ConvertSidToStringSidW(sid, text.Receive()) ? text.Get() : L"";
+    return ConvertSidToStringSidW(sid, text.put()) ? text.get() : L"";
 }

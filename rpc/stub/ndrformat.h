@@ -155,13 +155,6 @@ struct RefPointer {
     std::int16_t offset;
 };
 
-struct SimpleRefPointer {
-    std::uint8_t code;
-    std::uint8_t flags;
-    std::uint8_t pointee;
-    std::uint8_t pad;
-};
-
 struct ContextType {
     std::uint8_t code;
     std::uint8_t flags;

@@ -11,8 +11,7 @@
 #include "simulator/modem/mobilebroadband.h"
 #include "simulator/modem/modemobject.h"
 #include "simulator/modem/modemstate.h"
-#include "win32/comptr.h"
-#include "win32/safearray.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -45,13 +44,13 @@ HRESULT GiveArray(const std::vector<std::wstring>& places, LONG lower_bound, SAF
     LONG index = lower_bound;
     for (const std::wstring& place : places) {
         ComPtr<Object> object(new Object(place));
-        if (HRESULT result = SafeArrayPutElement(array.Get(), &index, object.Get());
+        if (HRESULT result = SafeArrayPutElement(array.get(), &index, object.get());
             FAILED(result)) {
             return result;
         }
         ++index;
     }
-    *out = array.Release();
+    *out = array.release();
     return S_OK;
 }
 
@@ -219,7 +218,7 @@ HRESULT CreateManager(const wchar_t* failure, REFIID iid, void** object) {
         return RPC_E_WRONG_THREAD;
     }
     ComPtr<Manager> manager(new Manager);
-    return manager.Get()->QueryInterface(iid, object);
+    return manager->QueryInterface(iid, object);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include "simulator/modem/mobilebroadband.h"
 #include "simulator/modem/modemobject.h"
 #include "simulator/modem/modemobjects.h"
-#include "win32/comptr.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -95,7 +95,7 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
     for (const ModemClass& known : kClasses) {
         if (IsEqualGUID(class_id, known.id)) {
             ComPtr<ClassFactory> factory(new ClassFactory(known));
-            return factory.Get()->QueryInterface(iid, object);
+            return factory->QueryInterface(iid, object);
         }
     }
     return CLASS_E_CLASSNOTAVAILABLE;

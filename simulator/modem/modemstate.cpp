@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "win32/registrykey.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ std::wstring KeyPath(const std::wstring& place) {
 
 bool Exists(const std::wstring& place) {
     RegistryKey key;
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, KeyPath(place).c_str(), 0, KEY_READ, key.Receive()) ==
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, KeyPath(place).c_str(), 0, KEY_READ, key.put()) ==
            ERROR_SUCCESS;
 }
 
@@ -77,14 +77,14 @@ std::vector<std::wstring> Profiles(const std::wstring& mbn_interface) {
     const std::wstring parent = mbn_interface + L"\\Profiles";
     std::vector<std::wstring> places;
     RegistryKey key;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, KeyPath(parent).c_str(), 0, KEY_READ, key.Receive()) !=
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, KeyPath(parent).c_str(), 0, KEY_READ, key.put()) !=
         ERROR_SUCCESS) {
         return places;
     }
     wchar_t name[256];
     for (DWORD index = 0;; ++index) {
         DWORD length = 256;
-        if (RegEnumKeyExW(key.Get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
+        if (RegEnumKeyExW(key.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
             ERROR_SUCCESS) {
             return places;
         }

@@ -16,7 +16,7 @@
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
 #include "service/servicebase.h"
-#include "win32/registrykey.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -117,13 +117,13 @@ TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
 TEST(KeySecurityTest, AProtectedListStaysProtected) {
     RegistryKey key;
     RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test", 0, nullptr, 0, KEY_ALL_ACCESS,
-                    nullptr, key.Receive(), nullptr);
+                    nullptr, key.put(), nullptr);
     KeySecurity security = Parse(L"D:P(A;;KA;;;WD)");
-    RegSetKeySecurity(key.Get(), DACL_SECURITY_INFORMATION, security.descriptor.data());
-    EXPECT_EQ(ReadKeySecurity(key.Get(), security), ERROR_SUCCESS);
+    RegSetKeySecurity(key.get(), DACL_SECURITY_INFORMATION, security.descriptor.data());
+    EXPECT_EQ(ReadKeySecurity(key.get(), security), ERROR_SUCCESS);
     std::vector<BYTE> list = WithFullControl(*security.acl, OwnSid());
-    EXPECT_EQ(WriteKeyAcl(key.Get(), security, list), ERROR_SUCCESS);
-    EXPECT_EQ(ReadKeySecurity(key.Get(), security), ERROR_SUCCESS);
+    EXPECT_EQ(WriteKeyAcl(key.get(), security, list), ERROR_SUCCESS);
+    EXPECT_EQ(ReadKeySecurity(key.get(), security), ERROR_SUCCESS);
     EXPECT_EQ(security.acl->AceCount, 2);
     EXPECT_TRUE((security.control & SE_DACL_PROTECTED) != 0);
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test");

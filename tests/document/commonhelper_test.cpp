@@ -17,7 +17,7 @@
 #include <thread>
 
 #include "rpc/stub/tesselservice.h"
-#include "win32/handle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -172,11 +172,11 @@ TEST_F(CommonHelper, ReadsWhatTheRuntimeReadsInTextMode) {
         FileHandle pipe(CreateNamedPipeW(pipe_name, PIPE_ACCESS_OUTBOUND, PIPE_TYPE_BYTE, 1, 4096,
                                          0, 0, nullptr));
         std::thread writer([&] {
-            ConnectNamedPipe(pipe.Get(), nullptr);
+            ConnectNamedPipe(pipe.get(), nullptr);
             DWORD count = 0;
             for (std::size_t done = 0; done < bytes.size(); done += count) {
                 const DWORD piece = std::min<DWORD>(random() % 5000 + 1, bytes.size() - done);
-                if (!WriteFile(pipe.Get(), &bytes[done], piece, &count, nullptr)) {
+                if (!WriteFile(pipe.get(), &bytes[done], piece, &count, nullptr)) {
                     break;
                 }
             }
@@ -194,7 +194,7 @@ TEST_F(CommonHelper, WhatCannotBeReadIsEmpty) {
     FileHandle exclusive(
         CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     EXPECT_EQ(ReadText(path), L"");
-    exclusive.Reset();
+    exclusive.reset();
     FileHandle writer(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                                   nullptr));

@@ -8,8 +8,7 @@
 #include <cstdio>
 #include <cwchar>
 
-#include "win32/handle.h"
-#include "win32/servicehandle.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -26,23 +25,23 @@ SERVICE_STATUS_PROCESS Status(SC_HANDLE service) {
 int wmain(int argc, wchar_t** argv) {
     const long rounds = argc > 1 ? std::wcstol(argv[1], nullptr, 10) : 1;
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const ServiceHandle service(OpenServiceW(manager.Get(), L"Tessel Service",
+    const ServiceHandle service(OpenServiceW(manager.get(), L"Tessel Service",
                                              SERVICE_START | SERVICE_STOP | SERVICE_QUERY_STATUS));
     for (long round = 0; round < rounds; ++round) {
-        while (!StartServiceW(service.Get(), 0, nullptr)) {
+        while (!StartServiceW(service.get(), 0, nullptr)) {
         }
         const Handle process(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE,
-                                         Status(service.Get()).dwProcessId));
+                                         Status(service.get()).dwProcessId));
         // Wine loses the reply of a service whose process ends at once: then the next attempt finds
         // it stopped.
         SERVICE_STATUS status = {};
-        while (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status) &&
+        while (!ControlService(service.get(), SERVICE_CONTROL_STOP, &status) &&
                GetLastError() != ERROR_SERVICE_NOT_ACTIVE) {
         }
         DWORD exit_code = STILL_ACTIVE;
-        WaitForSingleObject(process.Get(), INFINITE);
-        GetExitCodeProcess(process.Get(), &exit_code);
-        const SERVICE_STATUS_PROCESS end = Status(service.Get());
+        WaitForSingleObject(process.get(), INFINITE);
+        GetExitCodeProcess(process.get(), &exit_code);
+        const SERVICE_STATUS_PROCESS end = Status(service.get());
         if (exit_code != 0 || end.dwCurrentState != SERVICE_STOPPED ||
             end.dwWin32ExitCode != NO_ERROR) {
             std::printf("round %ld: process 0x%lx, state %lu, code %lu\n", round, exit_code,
