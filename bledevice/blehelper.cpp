@@ -1,7 +1,6 @@
 #include "bledevice/blehelper.h"
 
 #include "bledevice/controldevice.h"
-#include "rpc/command.h"
 
 namespace {
 
@@ -29,8 +28,11 @@ constexpr Command kCommands[] = {
     {L"BLEHELPER_SETBLE", SetSwitch},
     {L"BLEHELPER_ISBLESUPPORT", IsSwitchSupported},
 };
+static_assert(SameCommands<kCommands, kBleHelperHelp>());
 
 }  // namespace
+
+constinit const std::span<const Command> kBleHelperCommands = kCommands;
 
 void BleHelperCommand(handle_t /*binding*/,
                       const wchar_t* command,

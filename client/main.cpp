@@ -87,10 +87,12 @@ LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
 }
 
 void PrintList() {
-    for (const CommandHelp& row : AllCommandHelp()) {
-        std::wstring name = row.command;
-        name.resize(42, L' ');
-        PrintLine(name + row.help);
+    for (const auto& family : kCommandHelp) {
+        for (const CommandHelp& row : family) {
+            std::wstring name = row.command;
+            name.resize(42, L' ');
+            PrintLine(name + row.help);
+        }
     }
 }
 

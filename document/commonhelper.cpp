@@ -4,7 +4,6 @@
 
 #include "document/documenttext.h"
 #include "document/pathexists.h"
-#include "rpc/command.h"
 
 namespace {
 
@@ -27,8 +26,11 @@ constexpr Command kCommands[] = {
     {L"COMMONHELPER_ISFILE_EXISTS", IsFileExists},
     {L"COMMONHELPER_READEULADOCUMENT", ReadDocument},
 };
+static_assert(SameCommands<kCommands, kCommonHelperHelp>());
 
 }  // namespace
+
+constinit const std::span<const Command> kCommonHelperCommands = kCommands;
 
 void CommonHelperCommand(handle_t /*binding*/,
                          const wchar_t* command,

@@ -4,7 +4,6 @@
 
 #include "mbn/mbninterface.h"
 #include "mbn/mbnprofile.h"
-#include "rpc/command.h"
 #include "win32/uniquehandle.h"
 
 namespace {
@@ -75,12 +74,16 @@ constexpr Command kCommands[] = {
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEPROFILE", CreateProfile},
     {L"MBNHELPER_DELETEPROFILE", DeleteProfile},
+    // Kept: QEURY, as the settings app sends it.
     {L"MBNHELPER_QEURYPROFILE", Acknowledge},
     {L"MBNHELPER_UPDATEPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEAPNDB", Acknowledge},
 };
+static_assert(SameCommands<kCommands, kMbnHelperHelp>());
 
 }  // namespace
+
+constinit const std::span<const Command> kMbnHelperCommands = kCommands;
 
 void MbnHelperCommand(handle_t /*binding*/,
                       const wchar_t* command,

@@ -1,36 +1,113 @@
-// The command engine: how every family carries out a command and answers it.
+// How every command family names, carries out and answers its commands.
 #pragma once
 
-#include <span>
+#include <windows.h>
+#include <rpc.h>
 
+#include <algorithm>
+#include <cwchar>
+#include <span>
+#include <string_view>
+
+#include "rpc/commandhelp.h"
 #include "text/ownedtext.h"
 
-// What a command answers with: at first the request's own values, which its action may change.
-// `text` may be written over within its length; SetText gives it another.
+// The values of an answer. They begin as the request's own, and the command's action changes them.
+// An action may overwrite `text` in place, up to its length; SetText replaces it.
 struct Answer {
     bool flag;
     long number;
     wchar_t* text;
 };
 
-// A command of a family. The action has given back everything when it returns; whatever it throws,
-// the answer goes out with the values that stand in it by then.
+// One row of a family's table of commands.
 struct Command {
     const wchar_t* name;
+    // Does the command's work and has released everything when it returns. If it throws, the answer
+    // has the values that were set by then. Null: the command is accepted and never answered.
     void (*action)(Answer& answer);
+    // Whether RemoteRequest hands the command to the family.
+    bool routed = true;
 };
 
-// Carries out the row of `commands` whose name is `command`, compared whole and case-sensitively,
-// and sends its answer with ReportResult, which may leave this function as the RPC runtime's
-// structured exception. A command without a row does nothing and gets no answer. The strings are
-// the request's own; the four values are those of the request.
+// A family's handler: finds the command in the family's table, carries it out and answers it on the
+// calling thread, as AnswerCommand does. `binding` is not used. The strings are the request's own.
+using CommandHandler = void(handle_t binding,
+                            const wchar_t* command,
+                            bool data_bool,
+                            long data_int,
+                            wchar_t* data_string);
+
+// The row with that name, compared whole and case-sensitively; null if there is none.
+inline const Command* FindCommand(std::span<const Command> commands, const wchar_t* name) {
+    const auto row = std::ranges::find_if(
+        commands, [=](const Command& command) { return std::wcscmp(name, command.name) == 0; });
+    return row == commands.end() ? nullptr : &*row;
+}
+
+// Carries out the row of `commands` named `command` and sends its answer with ReportResult, which
+// may leave this function as a structured exception of the RPC runtime. Does nothing and sends
+// nothing if there is no such row or the row has no action.
 void AnswerCommand(std::span<const Command> commands,
                    const wchar_t* command,
                    bool flag,
                    long number,
                    wchar_t* text);
 
-// For actions: makes `text` the answer's. It is freed behind the answer or, where an exception
-// takes the thread out of its request, before the thread's next action or with the thread. Throws
-// std::bad_alloc if the thread cannot keep it. Calls FlsSetValue.
+// For actions: makes `text` the answer's text. It is freed after the answer is sent. If a
+// structured exception ends the request first, it is freed before the thread's next action or when
+// the thread ends. Throws std::bad_alloc if FlsSetValue fails.
 void SetText(Answer& answer, OwnedText text);
+
+// A command's name as a template argument: the compiler shows it in its messages.
+struct CommandName {
+    char text[64] = {};
+};
+
+constexpr CommandName ShownName(std::wstring_view name) {
+    CommandName shown;
+    std::ranges::transform(name, shown.text, [](wchar_t unit) { return static_cast<char>(unit); });
+    return shown;
+}
+
+// The first routed command without a line of help, or an empty name.
+constexpr CommandName FirstWithoutHelp(std::span<const Command> commands,
+                                       std::span<const CommandHelp> help) {
+    for (const Command& command : commands) {
+        const auto is_line = [&](const CommandHelp& line) {
+            return std::wstring_view(line.command) == command.name;
+        };
+        if (command.routed && std::ranges::none_of(help, is_line)) {
+            return ShownName(command.name);
+        }
+    }
+    return {};
+}
+
+// The first line of help without a routed command, or an empty name.
+constexpr CommandName FirstWithoutRow(std::span<const Command> commands,
+                                      std::span<const CommandHelp> help) {
+    for (const CommandHelp& line : help) {
+        const auto is_row = [&](const Command& command) {
+            return command.routed && std::wstring_view(line.command) == command.name;
+        };
+        if (std::ranges::none_of(commands, is_row)) {
+            return ShownName(line.command);
+        }
+    }
+    return {};
+}
+
+template <CommandName without_help, CommandName without_row>
+consteval bool NothingMissing() {
+    static_assert(*without_help.text == '\0', "This command has no line in rpc/commandhelp.h.");
+    static_assert(*without_row.text == '\0',
+                  "This line of rpc/commandhelp.h names no routed command of its family.");
+    return true;
+}
+
+// Stops the compiler, and shows the name, if a family's table and its lines of help differ.
+template <const auto& commands, const auto& help>
+consteval bool SameCommands() {
+    return NothingMissing<FirstWithoutHelp(commands, help), FirstWithoutRow(commands, help)>();
+}

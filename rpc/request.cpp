@@ -1,11 +1,11 @@
 // RemoteRequest: from the command string to the family that owns it. Compiled without C++
-// exceptions, like all that is on the stack while an answer is sent; see rpc/command.cpp.
+// exceptions, like everything that is on the stack while an answer is sent; see rpc/command.cpp.
 #include <span>
 
 #include "bledevice/blehelper.h"
 #include "document/commonhelper.h"
 #include "mbn/mbnhelper.h"
-#include "rpc/commandlists.h"
+#include "rpc/command.h"
 #include "rpc/requestlog.h"
 #include "rpc/stub/tesselservice.h"
 #include "settings/registryhelper.h"
@@ -14,8 +14,8 @@
 namespace {
 
 struct CommandFamily {
-    std::span<const wchar_t* const> commands;
-    decltype(&RegistryHelperCommand) handler;
+    const std::span<const Command>& commands;
+    CommandHandler& handler;
 };
 
 constexpr CommandFamily kFamilies[] = {
@@ -26,7 +26,7 @@ constexpr CommandFamily kFamilies[] = {
 
 }  // namespace
 
-// Kept: every list is compared, also behind the one that matches; the context is not looked at.
+// Kept: the families after the one that has the command are asked too; the context is not used.
 void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    const wchar_t* requestString,
                    boolean data_bool,
@@ -34,9 +34,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    wchar_t* data_string) {
     const bool flag = data_bool != 0;
     LogRequest(requestString, flag, data_int, data_string);
-    // Kept: a command of no list gets no answer.
+    // Kept: a command that no family has gets no answer.
     for (const CommandFamily& family : kFamilies) {
-        if (ListsCommand(family.commands, requestString)) {
+        const Command* command = FindCommand(family.commands, requestString);
+        if (command != nullptr && command->routed) {
             // Kept: handlers get no binding.
             family.handler(nullptr, requestString, flag, data_int, data_string);
         }

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string>
 
-#include "rpc/command.h"
 #include "service/diagnosticlog.h"
 #include "settings/registryaccess.h"
 #include "settings/settingsvalues.h"
@@ -125,9 +124,8 @@ void GetDeviceName(Answer& /*answer*/) {
     RegistryReadString(kProductName.key, kProductName.name);
 }
 
-// Kept: the three dimming commands are routed here and have no row, GETDEVICENAME has one and is
-// not routed here.
 constexpr Command kCommands[] = {
+    // Kept: ADDTIONAL, as the settings app sends it.
     {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", CheckAdditionalPenSetting},
     {L"REGISTRYHELPER_GETPENSETTING", GetPenSetting},
     {L"REGISTRYHELPER_SETPENSETTING", SetPenSetting},
@@ -137,11 +135,19 @@ constexpr Command kCommands[] = {
     {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY", SetPenPressureSensitivity},
     {L"REGISTRYHELPER_SETSCREENMODE", SetScreenMode},
     {L"REGISTRYHELPER_GETSCREENMODE", GetScreenMode},
+    // Kept: these three are accepted and never answered.
+    {L"REGISTRYHELPER_SETDIMMINGTIME", nullptr},
+    {L"REGISTRYHELPER_GETDIMMINGTIME", nullptr},
+    {L"REGISTRYHELPER_ISSMARTDIMMINGSUPPORT", nullptr},
     {L"REGISTRYHELPER_ISVZWQ", IsVzwQ},
-    {L"REGISTRYHELPER_GETDEVICENAME", GetDeviceName},
+    // Kept: no request reaches it.
+    {L"REGISTRYHELPER_GETDEVICENAME", GetDeviceName, /*routed=*/false},
 };
+static_assert(SameCommands<kCommands, kRegistryHelperHelp>());
 
 }  // namespace
+
+constinit const std::span<const Command> kRegistryHelperCommands = kCommands;
 
 void RegistryHelperCommand(handle_t /*binding*/,
                            const wchar_t* command,

@@ -1,6 +1,5 @@
 #include "usbpath/usbpathchanger.h"
 
-#include "rpc/command.h"
 #include "usbpath/usbfnregistry.h"
 #include "usbpath/usbfnvalues.h"
 
@@ -42,8 +41,11 @@ constexpr Command kCommands[] = {
     {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", ApplyAll<kCpSequence>},
     {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", ApplyAll<kApSequence>},
 };
+static_assert(SameCommands<kCommands, kUsbPathChangerHelp>());
 
 }  // namespace
+
+constinit const std::span<const Command> kUsbPathChangerCommands = kCommands;
 
 void UsbPathChangerCommand(handle_t /*binding*/,
                            const wchar_t* command,

@@ -5,6 +5,7 @@
 #include <psapi.h>
 
 #include <climits>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -12,7 +13,7 @@
 #include "bledevice/blehelper.h"
 #include "document/commonhelper.h"
 #include "mbn/mbnhelper.h"
-#include "rpc/commandlists.h"
+#include "rpc/command.h"
 #include "rpc/stub/tesselservice.h"
 #include "settings/registryhelper.h"
 #include "tests/support/recorders.h"
@@ -20,26 +21,18 @@
 
 namespace {
 
-// A request as its family received it: the prefix of its commands, and the values.
-using Handled = std::tuple<std::wstring, handle_t, const wchar_t*, bool, long, wchar_t*>;
+// A request as its family's handler passed it on: with the family's table, and the values.
+using Handled = std::tuple<const Command*, const wchar_t*, bool, long, wchar_t*>;
 std::vector<Handled> g_handled;
 
 }  // namespace
 
-void RegistryHelperCommand(handle_t h, const wchar_t* c, bool b, long i, wchar_t* s) {
-    g_handled.emplace_back(L"REGISTRYHELPER_", h, c, b, i, s);
-}
-void CommonHelperCommand(handle_t h, const wchar_t* c, bool b, long i, wchar_t* s) {
-    g_handled.emplace_back(L"COMMONHELPER_", h, c, b, i, s);
-}
-void MbnHelperCommand(handle_t h, const wchar_t* c, bool b, long i, wchar_t* s) {
-    g_handled.emplace_back(L"MBNHELPER_", h, c, b, i, s);
-}
-void BleHelperCommand(handle_t h, const wchar_t* c, bool b, long i, wchar_t* s) {
-    g_handled.emplace_back(L"BLEHELPER_", h, c, b, i, s);
-}
-void UsbPathChangerCommand(handle_t h, const wchar_t* c, bool b, long i, wchar_t* s) {
-    g_handled.emplace_back(L"USBPATHCHANGER_", h, c, b, i, s);
+void AnswerCommand(std::span<const Command> table,
+                   const wchar_t* command,
+                   bool flag,
+                   long number,
+                   wchar_t* text) {
+    g_handled.emplace_back(table.data(), command, flag, number, text);
 }
 
 namespace {
@@ -56,29 +49,29 @@ class RequestTest : public testing::Test {
     }
 };
 
-// protocol_document compares the lists with what the document promises.
 TEST_F(RequestTest, EveryRoutedCommandReachesItsFamilyAloneWithItsValuesUnchanged) {
-    std::vector<const wchar_t*> commands = {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
-                                            L"REGISTRYHELPER_ISVZWQ", L"MBNHELPER_QEURYPROFILE",
-                                            L"USBPATHCHANGER_CHANGEUSBPATHTOAP"};
-    const auto add = [&](const auto& list) {
-        commands.insert(commands.end(), std::begin(list), std::end(list));
-    };
-    add(kRegistryHelperCommands);
-    add(kCommonHelperCommands);
-    add(kMbnHelperCommands);
-    add(kBleHelperCommands);
-    add(kUsbPathChangerCommands);
-    EXPECT_EQ(commands.size(), 4U + 37U);
-    for (const wchar_t* command : commands) {
-        const std::wstring name = command;
-        const std::wstring prefix = name.substr(0, name.find(L'_') + 1);
+    const auto expect_routed = [](const wchar_t* command, std::span<const Command> table) {
         wchar_t text[] = L"text";
         g_handled.clear();
         RemoteRequest(nullptr, command, 2, -5, text);
-        EXPECT_EQ(g_handled, std::vector{Handled(prefix, nullptr, command, true, -5, text)})
+        EXPECT_EQ(g_handled, std::vector{Handled(table.data(), command, true, -5, text)})
             << command;
+    };
+    // protocol_document compares the tables with what the document promises.
+    for (const auto& table : {kRegistryHelperCommands, kCommonHelperCommands, kMbnHelperCommands,
+                              kBleHelperCommands, kUsbPathChangerCommands}) {
+        for (const Command& row : table) {
+            if (row.routed) {
+                expect_routed(row.name, table);
+            }
+        }
     }
+    expect_routed(L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", kRegistryHelperCommands);
+    expect_routed(L"REGISTRYHELPER_SETDIMMINGTIME", kRegistryHelperCommands);
+    expect_routed(L"COMMONHELPER_ISFILE_EXISTS", kCommonHelperCommands);
+    expect_routed(L"MBNHELPER_QEURYPROFILE", kMbnHelperCommands);
+    expect_routed(L"BLEHELPER_ISBLESUPPORT", kBleHelperCommands);
+    expect_routed(L"USBPATHCHANGER_CHANGEUSBPATHTOAP", kUsbPathChangerCommands);
 }
 
 TEST_F(RequestTest, EverythingElseReachesNoFamilyButIsLogged) {
