@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Installs the service by the file of its driver package, with Wine's setup functions: it is the same service
-# that -install makes, it serves, and what stays when it is removed are the keys that the file names.
+# that -install makes, it serves, and nothing stays when it is removed. Updates it in both ways that INSTALL.md
+# describes, by the package and by hand: the rights that --grant gave stay.
 # inf.sh BUILD-FOLDER INF
 set -u
 build=$1 inf=$2
 . "$(dirname "$0")/lib.sh"
+notebook=$WINEPREFIX/drive_c/windows/Tessel
 package=$WINEPREFIX/drive_c/package
-store='C:\Windows\Tessel\Store\tessel-service.exe'
+service_key='HKLM\System\CurrentControlSet\Services\Tessel Service'
 
 # All keys below HKEY_LOCAL_MACHINE that are kept on disk, sorted, each by one name.
 keys() {
@@ -15,41 +17,88 @@ keys() {
         sed -nE 's/^\[HKEY_LOCAL_MACHINE\\(.*)\]$/\U\1/p' | grep -vE 'CURRENTCONTROLSET|^HARDWARE' | sort
 }
 
-# What the service manager keeps of the service. Wine adds the time for shutting down.
+# What the service manager keeps of the service. Wine adds the time for shutting down; -install sets no description.
 configuration() {
-    notebook_run reg query 'HKLM\System\CurrentControlSet\Services\Tessel Service' /s |
-        tr -d '\r' | grep -v PreshutdownTimeout
+    notebook_run reg query "$service_key" /s |
+        tr -d '\r' | grep -vE 'PreshutdownTimeout|Description'
+}
+
+# install_package FOLDER: installs the package with C:\Windows\Tessel\FOLDER in the place of the driver store (13), which Wine
+# does not have. 24 is C:\.
+install_package() {
+    mkdir -p "$notebook/$1" && cp "$notebook/wingap.dll" "$notebook/$1/" || exit 1
+    sed "s/%13%/%24%\\\\Tessel\\\\$1/; s/= 13/= 24,Windows\\Tessel\\\\$1/" "$inf" >"$package/tessel-service.inf"
+    notebook_run rundll32 setupapi,InstallHinfSection DefaultInstall 128 'C:\package\tessel-service.inf'
+}
+
+# What --check says of the keys.
+rights() {
+    tesselctl --check --json | tr -d '\r' | grep '"item":"key'
+}
+
+# grant TESSELCTL: gives the rights. Wine does not keep the SID's type: it is put where Windows keeps it.
+grant() {
+    local before
+    before=$(rights)
+    notebook_quiet "$1" --grant
+    notebook_quiet reg add "$service_key" /v ServiceSidType /t REG_DWORD /d 1 /f
+    granted=$(rights)
+    [ "$granted" != "$before" ] || fail "--grant changed nothing: $granted"
+}
+
+# updated PATH: the service serves from C:\Windows\Tessel\PATH, with the rights that it had.
+updated() {
+    expect_part "path after the update" 0 "C:\\Windows\\Tessel\\$1" configuration
+    expect "served after the update" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=8  text=""' \
+        tesselctl REGISTRYHELPER_ISVZWQ --int 8
+    expect "rights after the update" 0 "$granted" rights
+    expect_part "SID after the update" 0 0x1 notebook_run reg query "$service_key" /v ServiceSidType
 }
 
 wine_prefix_ready || exit 1
 notebook_install_programs "$build" || exit 1
 tessel_service -remove >/dev/null
-named=$(tr -d '\r' <"$inf" | sed -nE 's/^HKLM,([^,]*),.*/\U\1/p' | sort)
-# Without the keys, but with those above them.
-while read -r key; do
-    notebook_quiet reg add "HKLM\\$key" /f
-    notebook_quiet reg delete "HKLM\\$key" /f
-done <<<"$named"
-notebook=$WINEPREFIX/drive_c/windows/Tessel
-rm -rf "$package" "$notebook/Store"
-mkdir -p "$package" "$notebook/Store" && cp "$notebook"/{tessel-service,tesselctl}.exe "$package/" &&
-    cp "$notebook/wingap.dll" "$notebook/Store/" || exit 1
-# A folder (24 is C:\) in the place of the driver store (13), which Wine does not have.
-sed 's/%13%/%24%\\Windows\\Tessel\\Store/; s/= 13/= 24,Windows\\Tessel\\Store/' "$inf" >"$package/tessel-service.inf"
+tesselctl --revoke >/dev/null
+rm -rf "$package" "$notebook"/Store*
+mkdir -p "$package" && cp "$notebook"/{tessel-service,tesselctl}.exe "$package/" || exit 1
 
 before=$(keys)
-notebook_run rundll32 setupapi,InstallHinfSection DefaultInstall 128 'C:\package\tessel-service.inf'
+install_package Store1
 # Nobody has started it: the file says so.
 wait_for_service
 expect "served from the store" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=7  text=""' \
-    notebook_run 'C:\Windows\Tessel\Store\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7
+    notebook_run 'C:\Windows\Tessel\Store1\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7
+expect_part "description" 0 "settings app" \
+    notebook_run reg query "$service_key" /v Description
 by_inf=$(configuration)
-expect_part "remove" 0 "is removed" notebook_run "$store" -remove
-expect "what stays" 0 "$named" comm -13 <(echo "$before") <(keys)
-
-expect_part "install" 0 "is installed" notebook_run "$store" -install
+expect_part "remove" 0 "is removed" tessel_service -remove
+expect "what stays" 0 "" comm -13 <(echo "$before") <(keys)
+expect_part "install" 0 "is installed" notebook_run 'C:\Windows\Tessel\Store1\tessel-service.exe' -install
 expect "configuration" 0 "$by_inf" configuration
-expect_part "remove again" 0 "is removed" notebook_run "$store" -remove
+expect_part "remove again" 0 "is removed" tessel_service -remove
+
+install_package Store1
+wait_for_service
+grant 'C:\Windows\Tessel\Store1\tesselctl.exe'
+notebook_quiet net stop "Tessel Service"
+install_package Store2
+wait_for_service
+updated 'Store2\tessel-service.exe'
+expect_part "remove what was updated" 0 "is removed" tessel_service -remove
+tesselctl --revoke >/dev/null
+
+tessel_service -install >/dev/null
+grant 'C:\Windows\Tessel\tesselctl.exe'
+notebook_quiet net start "Tessel Service"
+wait_for_service
+notebook_quiet net stop "Tessel Service"
+notebook_install_programs "$build" || exit 1
+notebook_quiet net start "Tessel Service"
+wait_for_service
+updated tessel-service.exe
+tesselctl --revoke >/dev/null
+expect_part "remove what was installed by hand" 0 "is removed" tessel_service -remove
+rm -rf "$package" "$notebook"/Store*
 
 echo "driver package: $failures failed"
 [ $failures -eq 0 ]
