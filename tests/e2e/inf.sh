@@ -17,17 +17,18 @@ keys() {
         sed -nE 's/^\[HKEY_LOCAL_MACHINE\\(.*)\]$/\U\1/p' | grep -vE 'CURRENTCONTROLSET|^HARDWARE' | sort
 }
 
-# What the service manager keeps of the service. Wine adds the time for shutting down; -install sets no description.
+# What the service manager keeps of the service. Wine adds the time for shutting down, and its setup writes the name of
+# the Windows folder in lower case; -install sets no description.
 configuration() {
     notebook_run reg query "$service_key" /s |
-        tr -d '\r' | grep -vE 'PreshutdownTimeout|Description'
+        tr -d '\r' | sed -E '/PreshutdownTimeout|Description/d; s/C:.windows/C:\\Windows/'
 }
 
-# install_package FOLDER: installs the package with C:\Windows\Tessel\FOLDER in the place of the driver store (13), which Wine
-# does not have. 24 is C:\.
+# install_package FOLDER: installs the package with C:\Windows\Tessel\FOLDER in the place of the driver store (13), which
+# Wine does not have. 10 is C:\Windows.
 install_package() {
     mkdir -p "$notebook/$1" && cp "$notebook/wingap.dll" "$notebook/$1/" || exit 1
-    sed "s/%13%/%24%\\\\Tessel\\\\$1/; s/= 13/= 24,Windows\\Tessel\\\\$1/" "$inf" >"$package/tessel-service.inf"
+    sed "s/%13%/%10%\\\\Tessel\\\\$1/; s/= 13/= 10,Tessel\\\\$1/" "$inf" >"$package/tessel-service.inf"
     notebook_run rundll32 setupapi,InstallHinfSection DefaultInstall 128 'C:\package\tessel-service.inf'
 }
 
