@@ -1,10 +1,10 @@
 // The text of a document file.
 #pragma once
 
-#include "text/ownedtext.h"
+#include <memory>
 
-// The whole file as the C runtime reads it in text mode (CR LF becomes LF, Ctrl-Z ends the text),
-// shared with whoever has it open; a last line without a break gets one. Each byte is widened with
-// sign extension. A file that cannot be opened gives an empty text; one too large for memory throws
-// std::bad_alloc. Holds the text once, plus a small buffer. Calls CreateFileW and ReadFile.
-OwnedText ReadDocumentText(const wchar_t* path);
+// The whole file as WideText of text/widetext.h reads it. Other processes may have the file open
+// for reading and writing. A file that cannot be opened gives an empty text. Throws std::bad_alloc
+// or std::length_error if there is not enough memory: three bytes for each byte of the file. Calls
+// CreateFileW and ReadFile.
+std::unique_ptr<wchar_t[]> ReadDocumentText(const wchar_t* path);

@@ -7,7 +7,7 @@
 namespace {
 
 void WINAPI DeleteText(void* text) {
-    OwnedText(static_cast<wchar_t*>(text)).reset();
+    delete[] static_cast<wchar_t*>(text);
 }
 
 // Belongs to the thread: a failing callback takes it out of its request past every destructor.
@@ -24,7 +24,7 @@ void RunAction(const Command& command, Answer& answer) {
     }
 }
 
-void SetText(Answer& answer, OwnedText text) {
+void SetText(Answer& answer, std::unique_ptr<wchar_t[]> text) {
     FreeText();
     if (!FlsSetValue(g_textSlot, text.get())) {
         throw std::bad_alloc();

@@ -6,11 +6,11 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <memory>
 #include <span>
 #include <string_view>
 
 #include "rpc/commandhelp.h"
-#include "text/ownedtext.h"
 
 // The values of an answer. They begin as the request's own, and the command's action changes them.
 // An action may overwrite `text` in place, up to its length; SetText replaces it.
@@ -57,7 +57,7 @@ void AnswerCommand(std::span<const Command> commands,
 // For actions: makes `text` the answer's text. It is freed after the answer is sent. If a
 // structured exception ends the request first, it is freed before the thread's next action or when
 // the thread ends. Throws std::bad_alloc if FlsSetValue fails.
-void SetText(Answer& answer, OwnedText text);
+void SetText(Answer& answer, std::unique_ptr<wchar_t[]> text);
 
 // A command's name as a template argument: the compiler shows it in its messages.
 struct CommandName {
