@@ -30,7 +30,7 @@ std::wstring ProgramPath(const wchar_t* command_line) {
     return path;
 }
 
-// The version in a program's file, "1.0.0"; empty when it has none.
+// The version in a program's file, "0.9.0"; empty when it has none.
 std::wstring FileVersion(const std::wstring& path) {
     const Module file(LoadLibraryExW(path.c_str(), nullptr,
                                      LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));

@@ -1,4 +1,5 @@
-// Prints the table of USB values that protocol.md contains, from the program's own: Markdown, in UTF-8.
+// Prints the table of USB values that protocol.md contains, from the program's own: Markdown, in
+// UTF-8.
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
