@@ -6,8 +6,8 @@
 #include "document/commonhelper.h"
 #include "mbn/mbnhelper.h"
 #include "rpc/command.h"
-#include "rpc/requestlog.h"
 #include "rpc/stub/tesselservice.h"
+#include "service/logline.h"
 #include "settings/registryhelper.h"
 #include "usbpath/usbpathchanger.h"
 

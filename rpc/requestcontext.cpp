@@ -1,15 +1,16 @@
+// Compiled without C++ exceptions: RemoteOpen raises a structured exception, which must not meet
+// handlers or destructors.
 #include "rpc/requestcontext.h"
 
 #include <cstdlib>
 #include <new>
 
-#include "rpc/requestlog.h"
 #include "rpc/stub/tesselservice.h"
+#include "service/logline.h"
 
 namespace {
 
-void FreeRequestContext(void* context) {
-    auto* block = static_cast<RequestContext*>(context);
+void FreeRequestContext(RequestContext* block) {
     for (void* slot : block->slots) {
         // Kept: a block of operator new, freed with free.
         std::free(slot);
@@ -17,19 +18,18 @@ void FreeRequestContext(void* context) {
     std::free(block);
 }
 
-// All slots or nothing: gives null when memory runs out half-way.
-void* NewRequestContext() {
+// All slots are filled, or the result is null and nothing is left allocated.
+RequestContext* NewRequestContext() {
     auto* block = static_cast<RequestContext*>(std::calloc(1, sizeof(RequestContext)));
     if (block == nullptr) {
         return nullptr;
     }
-    try {
-        for (void*& slot : block->slots) {
-            slot = ::operator new(1);
+    for (void*& slot : block->slots) {
+        slot = ::operator new(1, std::nothrow);
+        if (slot == nullptr) {
+            FreeRequestContext(block);
+            return nullptr;
         }
-    } catch (const std::bad_alloc&) {
-        FreeRequestContext(block);
-        return nullptr;
     }
     return block;
 }
@@ -39,14 +39,20 @@ void* NewRequestContext() {
 void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
     LogLine("RemoteOpen");
     *context = NewRequestContext();
+    if (*context == nullptr) {
+        RpcRaiseException(RPC_S_OUT_OF_MEMORY);
+    }
 }
 
+// Calls on one context are not serialized: two calls may close it at the same time, and both have
+// the address of the same slot. The one that takes the block out of the slot frees it; the other
+// finds null.
 void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
-    REQUEST_CONTEXT_HANDLE_rundown(*context);
-    *context = nullptr;
+    REQUEST_CONTEXT_HANDLE_rundown(
+        context == nullptr ? nullptr : InterlockedExchangePointer(context, nullptr));
 }
 
-// Kept: logs the text of the close too. To whoever reads the log, both end a client's context.
+// Kept: also logs the text of the close.
 void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context) {
     LogLine("RemoteClose");
     if (context == nullptr) {
@@ -54,5 +60,5 @@ void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context) {
         LogLine("pphContext == nullptr");
         return;
     }
-    FreeRequestContext(context);
+    FreeRequestContext(static_cast<RequestContext*>(context));
 }

@@ -1,8 +1,7 @@
-// What stands behind a client's context handle.
+// The block that a client's context handle points to.
 #pragma once
 
-// Kept: six slots with a block of one byte each, which nobody reads or writes. It only tells one
-// client from another.
+// Kept: six slots, each with a block of one byte that nothing reads or writes.
 inline constexpr int kRequestContextSlots = 6;
 struct RequestContext {
     void* slots[kRequestContextSlots];

@@ -8,7 +8,7 @@
 
 #include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
-#include "service/diagnosticlog.h"
+#include "service/logline.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"
 
@@ -77,7 +77,7 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
 }  // namespace
 
 RPC_STATUS RpcServerStart() {
-    WriteLog("RpcServerStart");
+    LogLine("RpcServerStart");
 
     // Released in the reverse order: group SIDs, capability SIDs, the SID of everyone, the list.
     LocalAcl acl;
@@ -120,12 +120,12 @@ RPC_STATUS RpcServerStart() {
 }
 
 void RpcServerDisconnect() {
-    WriteLog("RpcServerDisconnect");
+    LogLine("RpcServerDisconnect");
     // Kept: the listening itself is not stopped.
     if (RpcServerUnregisterIf(ServiceRpcInterface_v1_0_s_ifspec, nullptr, FALSE) == RPC_S_OK) {
-        WriteLog("Rpc Server Unregister Success");
+        LogLine("Rpc Server Unregister Success");
     } else {
-        WriteLog("Rpc Server Unregister error");
+        LogLine("Rpc Server Unregister error");
     }
     // Without bindings nothing was registered, and some runtimes take no null for them.
     RPC_BINDING_VECTOR* bindings = g_bindings.exchange(nullptr);
@@ -133,9 +133,9 @@ void RpcServerDisconnect() {
         RpcEpUnregister(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr);
     }
     // Kept: said whatever came of it, and also when there was nothing to do.
-    WriteLog("RpcEpUnregister");
+    LogLine("RpcEpUnregister");
     if (bindings != nullptr) {
         RpcBindingVectorFree(&bindings);
     }
-    WriteLog("RpcServerDisconnect end");
+    LogLine("RpcServerDisconnect end");
 }

@@ -1,7 +1,7 @@
 #include "service/tesselservice.h"
 
 #include "rpc/rpcserver.h"
-#include "service/diagnosticlog.h"
+#include "service/logline.h"
 
 CTesselService::CTesselService() : m_hStoppedEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!m_hStoppedEvent) {
@@ -19,10 +19,10 @@ void CTesselService::OnStart(DWORD /*argc*/, wchar_t** /*argv*/) {
 
 void CTesselService::OnStop() {
     WriteEventLogEntry(L"CppWindowsService in OnStop", kEventLevelInformation);
-    WriteLog("Service OnStop");
+    LogLine("Service OnStop");
     m_fStopping = TRUE;
     RpcServerDisconnect();
-    WriteLog("Service OnStop end");
+    LogLine("Service OnStop end");
 }
 
 void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,

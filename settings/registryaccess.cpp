@@ -3,25 +3,26 @@
 #include <windows.h>
 
 #include <cstring>
+#include <cwchar>
 
-#include "service/diagnosticlog.h"
+#include "service/logline.h"
 #include "settings/settingsvalues.h"
 #include "win32/uniquehandle.h"
 
 namespace {
 
-// Reads a value of any type into `buffer`. Kept: a key that cannot be opened is logged, and the
-// query still made and logged as well.
+// Reads a value of any type into `buffer`. Kept: after a failed open the query is made too, and
+// both failures are logged.
 bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWORD size) {
     RegistryKey key;
-    // Kept: all access, to read.
+    // Kept: reads open the key with all access.
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.put()) !=
         ERROR_SUCCESS) {
-        WriteLog("Register Open Error");
+        LogLine("Register Open Error");
     }
     if (RegQueryValueExW(key.get(), value_name, nullptr, nullptr, static_cast<BYTE*>(buffer),
                          &size) != ERROR_SUCCESS) {
-        WriteLog("Register Query Error");
+        LogLine("Register Query Error");
         return false;
     }
     return true;
@@ -29,8 +30,8 @@ bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWO
 
 }  // namespace
 
-std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_name) {
-    // Kept: larger than a DWORD, so that a longer value is read too and its start taken.
+std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_name) noexcept {
+    // Kept: larger than a DWORD, so that a longer value is read too and its first bytes are used.
     unsigned char buffer[100] = {};
     if (!Query(key_path, value_name, buffer, sizeof(buffer))) {
         return kRegistryReadError;
@@ -40,35 +41,36 @@ std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_nam
     return value;
 }
 
-std::optional<std::wstring> RegistryReadString(const wchar_t* key_path, const wchar_t* value_name) {
-    // Kept: 200 bytes, no more. The registry may hold a text without its terminator: one unit more
-    // than is read stays zero.
-    wchar_t buffer[100 + 1] = {};
-    if (!Query(key_path, value_name, buffer, 100 * sizeof(wchar_t))) {
+std::optional<RegistryText> RegistryReadString(const wchar_t* key_path,
+                                               const wchar_t* value_name) noexcept {
+    RegistryText text = {};
+    if (!Query(key_path, value_name, text.data(), kRegistryTextSize)) {
         return std::nullopt;
     }
-    return buffer;
+    return text;
 }
 
-int RegistryWriteDword(const wchar_t* key_path, const wchar_t* value_name, std::int32_t value) {
+int RegistryWriteDword(const wchar_t* key_path,
+                       const wchar_t* value_name,
+                       std::int32_t value) noexcept {
     RegistryKey key;
     LSTATUS error =
         RegCreateKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, nullptr, REG_OPTION_NON_VOLATILE,
                         KEY_WRITE, nullptr, key.put(), nullptr);
     if (error != ERROR_SUCCESS) {
-        WriteLog("RegCreateKeyEx Error - " + std::to_string(error));
+        LogLine("RegCreateKeyEx Error - ", error);
         return 0;
     }
     error = RegSetValueExW(key.get(), value_name, 0, REG_DWORD,
                            reinterpret_cast<const BYTE*>(&value), sizeof(value));
     if (error != ERROR_SUCCESS) {
-        WriteLog("RegSetValueEx Error - " + std::to_string(error));
+        LogLine("RegSetValueEx Error - ", error);
         return 0;
     }
     return 1;
 }
 
-bool SetPenCustomProtocol(const wchar_t* uri) {
+bool SetPenCustomProtocol(const wchar_t* uri) noexcept {
     RegistryKey key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kCustomProtocol.key, 0, KEY_ALL_ACCESS, key.put()) !=
             ERROR_SUCCESS &&
@@ -82,8 +84,8 @@ bool SetPenCustomProtocol(const wchar_t* uri) {
                           reinterpret_cast<const BYTE*>(uri), size) == ERROR_SUCCESS;
 }
 
-bool EnsurePenCustomProtocol() {
-    // Kept: whatever is registered, also for another program, is left alone.
+bool EnsurePenCustomProtocol() noexcept {
+    // Kept: a registration of another program is not replaced.
     return RegistryReadString(kCustomProtocol.key, kCustomProtocol.name).has_value() ||
            SetPenCustomProtocol(kPenCustomProtocolUri);
 }

@@ -1,32 +1,41 @@
-// The registry operations of the settings store, all under HKEY_LOCAL_MACHINE. Failures go to the
-// log; none throws a Windows error, and nothing is retried.
+// The registry operations of the settings store, all under HKEY_LOCAL_MACHINE. Failures are logged
+// and not retried.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
-#include <string>
 
-// What a DWORD read returns when the value could not be read. Kept: a stored -100 reads the same.
+// The result of a failed DWORD read. Kept: a stored -100 gives the same result.
 inline constexpr std::int32_t kRegistryReadError = -100;
 
-// What the system's pen-click shortcut launches once the settings app is registered with it. Kept:
-// two backslashes.
+// The URI with which a pen click launches the settings app. Kept: two backslashes.
 inline constexpr wchar_t kPenCustomProtocolUri[] = L"brm-uap-tesselsetting:\\\\pen";
 
-// The first four bytes of a value of any type and up to 100 bytes, or kRegistryReadError. Calls
-// RegOpenKeyExW with KEY_ALL_ACCESS and RegQueryValueExW.
-std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_name);
+// Reads the first four bytes of a value of any type, up to 100 bytes long. kRegistryReadError on
+// failure. Opens the key with KEY_ALL_ACCESS and calls RegQueryValueExW.
+std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_name) noexcept;
 
-// The text of a value of up to 200 bytes, or nothing. Same calls as RegistryReadDword.
-std::optional<std::wstring> RegistryReadString(const wchar_t* key_path, const wchar_t* value_name);
+// Kept: a text longer than 200 bytes cannot be read.
+inline constexpr unsigned kRegistryTextSize = 200;
 
-// Stores a REG_DWORD, creating the key if it is missing. 1 on success, else 0. Calls
+// A text with a terminating zero, which the registry's own data may lack.
+using RegistryText = std::array<wchar_t, kRegistryTextSize / sizeof(wchar_t) + 1>;
+
+// Reads a value as text; nothing on failure. Makes the same calls as RegistryReadDword.
+std::optional<RegistryText> RegistryReadString(const wchar_t* key_path,
+                                               const wchar_t* value_name) noexcept;
+
+// Stores a REG_DWORD and creates the key if it is missing. Returns 1 on success, else 0. Calls
 // RegCreateKeyExW with KEY_WRITE and RegSetValueExW.
-int RegistryWriteDword(const wchar_t* key_path, const wchar_t* value_name, std::int32_t value);
+int RegistryWriteDword(const wchar_t* key_path,
+                       const wchar_t* value_name,
+                       std::int32_t value) noexcept;
 
-// Registers `uri` as what a pen click launches; whether it was stored. Logs nothing. Calls
-// RegOpenKeyExW and RegCreateKeyExW with KEY_ALL_ACCESS and RegSetValueExW.
-bool SetPenCustomProtocol(const wchar_t* uri);
+// Registers `uri` as the target of a pen click and returns whether it was stored. Logs nothing.
+// Opens or creates the key with KEY_ALL_ACCESS and calls RegSetValueExW.
+bool SetPenCustomProtocol(const wchar_t* uri) noexcept;
 
-// Registers kPenCustomProtocolUri unless something, whatever it is, is registered already.
-bool EnsurePenCustomProtocol();
+// Registers kPenCustomProtocolUri if nothing is registered. Returns whether something is registered
+// then.
+bool EnsurePenCustomProtocol() noexcept;

@@ -1,9 +1,8 @@
 #include "settings/registryhelper.h"
 
 #include <cstdint>
-#include <string>
 
-#include "service/diagnosticlog.h"
+#include "service/logline.h"
 #include "settings/registryaccess.h"
 #include "settings/settingsvalues.h"
 
@@ -12,11 +11,11 @@ namespace {
 constexpr std::int32_t kScreenModeDefault = 99;
 constexpr std::int32_t kColorProfileDefault = 3;
 
-// What a read that found nothing usable is reported as, by most commands.
+// The number that most commands report when a read finds nothing usable.
 constexpr std::int32_t kNothingRead = -1;
 
-// The colour profile last read or written; -1 after a failed read. Kept: the service does not read
-// it, whoever debugs the process may.
+// The colour profile last read or written; -1 after a failed read. Kept: the service never reads
+// it; it is for a debugger.
 volatile std::int32_t LastColorProfile = kNothingRead;
 
 std::int32_t Read(const RegistryValue& value) {
@@ -27,62 +26,54 @@ bool Write(const RegistryValue& value, std::int32_t number) {
     return RegistryWriteDword(value.key, value.name, number) == 1;
 }
 
-// Every action first sets what a failure is answered with: one that runs out of memory ends there.
-
 void CheckAdditionalPenSetting(Answer& answer) {
-    answer.flag = false;
     answer.flag = EnsurePenCustomProtocol();
 }
 
 void GetPenSetting(Answer& answer) {
-    answer.number = kNothingRead;
-    const std::int32_t action = Read(kButtonAction);
-    if (action != kRegistryReadError) {
-        answer.number = action;
-        WriteLog("GetPenSetting Success");
+    answer.number = Read(kButtonAction);
+    if (answer.number == kRegistryReadError) {
+        answer.number = kNothingRead;
+    } else {
+        LogLine("GetPenSetting Success");
     }
 }
 
 void SetPenSetting(Answer& answer) {
-    answer.flag = false;
     answer.flag = Write(kButtonAction, answer.number);
 }
 
-// Kept: passes a failed read on as it is, and logs no success, unlike GetPenSetting.
+// Kept: reports a failed read as -100 and logs no success, unlike GetPenSetting.
 void GetPenClickSetting(Answer& answer) {
-    answer.number = kRegistryReadError;
     answer.number = Read(kClickAction);
 }
 
 void SetPenClickSetting(Answer& answer) {
-    answer.flag = false;
     answer.flag = Write(kClickAction, answer.number);
 }
 
 void GetPenPressureSensitivity(Answer& answer) {
-    answer.number = kNothingRead;
-    const std::int32_t threshold = Read(kPressureThreshold);
-    if (threshold != kRegistryReadError) {
-        answer.number = threshold;
+    answer.number = Read(kPressureThreshold);
+    if (answer.number == kRegistryReadError) {
+        answer.number = kNothingRead;
     }
-    WriteLog("GetPenPressureSensitivity : " + std::to_string(answer.number));
+    LogLine("GetPenPressureSensitivity : ", answer.number);
 }
 
-// Kept: reports success whatever becomes of the write.
+// Kept: reports success also if the write fails.
 void SetPenPressureSensitivity(Answer& answer) {
     answer.flag = true;
     Write(kPressureThreshold, answer.number);
 }
 
 void SetScreenMode(Answer& answer) {
-    answer.flag = false;
     answer.flag = Write(kScreenMode, answer.number);
     const std::int32_t profile =
         answer.number == kScreenModeDefault ? kColorProfileDefault : answer.number;
-    // Kept: what becomes of this write is not reported.
+    // Kept: the result of this write is not reported.
     Write(kColorProfile, profile);
     LastColorProfile = profile;
-    WriteLog(answer.flag ? "Set Screen Mode Success" : "Set Screen Mode Failure");
+    LogLine(answer.flag ? "Set Screen Mode Success" : "Set Screen Mode Failure");
 }
 
 void RepairScreenMode() {
@@ -90,7 +81,7 @@ void RepairScreenMode() {
     Write(kColorProfile, kColorProfileDefault);
 }
 
-// Kept: the mode follows from the colour profile alone; the stored ScreenMode is not read.
+// Kept: the mode depends on the colour profile alone; the stored ScreenMode is not read.
 std::int32_t ScreenModeOf(std::int32_t profile) {
     switch (profile) {
         case kRegistryReadError:
@@ -106,7 +97,6 @@ std::int32_t ScreenModeOf(std::int32_t profile) {
 }
 
 void GetScreenMode(Answer& answer) {
-    answer.number = kScreenModeDefault;
     const std::int32_t profile = Read(kColorProfile);
     const bool unusable = profile == kRegistryReadError || profile == kNothingRead;
     LastColorProfile = unusable ? kNothingRead : profile;
@@ -114,12 +104,12 @@ void GetScreenMode(Answer& answer) {
         RepairScreenMode();
     }
     answer.number = ScreenModeOf(profile);
-    WriteLog("GetScreenMode : " + std::to_string(answer.number));
+    LogLine("GetScreenMode : ", answer.number);
 }
 
 void IsVzwQ(Answer& /*answer*/) {}
 
-// Kept: the name is read and goes nowhere.
+// Kept: the name is read and not used.
 void GetDeviceName(Answer& /*answer*/) {
     RegistryReadString(kProductName.key, kProductName.name);
 }

@@ -9,9 +9,6 @@ void Connection::Open() {
         RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
     }
     RemoteOpen(binding, &context);
-    if (context == nullptr) {
-        RaiseException(RPC_S_OUT_OF_MEMORY, 0, 0, nullptr);
-    }
 }
 
 void Connection::Send(const RequestValues& request) {

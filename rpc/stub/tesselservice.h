@@ -19,12 +19,13 @@ extern "C" {
 extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec;
 extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec;
 
-// Opens a context over `binding`, an ncalrpc binding to the service's endpoint. A null context
-// means that the service had no memory for it. Called by the client, it raises the RPC runtime's
-// structured exception when the service cannot be reached, as the next two do.
+// Opens a context over `binding`, an ncalrpc binding to the service's endpoint. In the client, this
+// and the next two raise a structured exception with an RPC status when the call fails:
+// RPC_S_OUT_OF_MEMORY here if the service has no memory for a context.
 void RemoteOpen(handle_t binding, REQUEST_CONTEXT_HANDLE* context);
 
-// Ends `*context`, which the runtime lets no client pass as null, and sets it to null.
+// Ends `*context` and sets it to null. The runtime refuses a null context of a client. In the
+// server, calls on one context are not serialized: the context may have been closed meanwhile.
 void RemoteClose(REQUEST_CONTEXT_HANDLE* context);
 
 // Sends a request and returns after its last answer. Any non-zero `data_bool` is true. The strings
@@ -36,7 +37,7 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE context,
                    long data_int,
                    wchar_t* data_string);
 
-// Called by the server's RPC runtime for the context of a client that vanished.
+// Called by the server's RPC runtime when a client ends without closing its context.
 void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context);
 
 // Sends one answer to the client whose request the calling thread is executing, and returns when

@@ -40,6 +40,7 @@ int Held() {
 // Not the shared recorder: nothing may be held when the answer is sent, which may never come back.
 void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text) {
     g_heldAtAnswer = Held();
+    g_watch.on = false;
     g_answer += (flag ? L"true " : L"false ") + std::to_wstring(number) + L" " + text;
 }
 
@@ -182,18 +183,6 @@ void RunProgram(const std::wstring& action) {
     g_watch.on = false;
 }
 
-void OpenContext() {
-    REQUEST_CONTEXT_HANDLE context = nullptr;
-    g_watch.on = true;
-    RemoteOpen(nullptr, &context);
-    g_watch.on = false;
-    if (context == nullptr) {
-        g_traces += L"no context";
-    } else {
-        RemoteClose(&context);
-    }
-}
-
 // Of a modem command the first letters of the profiles and the states of the connections, of a
 // settings command the screen mode and colour profile (-1: none), of others what was noted.
 std::wstring Traces(const std::wstring& action) {
@@ -219,7 +208,7 @@ std::wstring Traces(const std::wstring& action) {
 std::string Logged() {
     std::string log;
     for (const std::string& line : LoggedLines()) {
-        if (!line.starts_with("Data Recieved ") && line != "RemoteOpen") {
+        if (!line.starts_with("Data Recieved ")) {
             log += line + ";";
         }
     }
@@ -243,9 +232,7 @@ TEST(FaultsTest, EveryFailureOfWindowsComesToWhatTheTableSays) {
         g_traces.clear();
         g_heldAtAnswer = row.held;
         g_watch = {false, {row.function, row.call, row.result, row.last_error}};
-        if (action == L"open") {
-            OpenContext();
-        } else if (action.empty() || action[0] == L'-') {
+        if (action.empty() || action[0] == L'-') {
             RunProgram(action);
         } else {
             Request(action);
@@ -265,6 +252,46 @@ TEST(FaultsTest, EveryFailureOfWindowsComesToWhatTheTableSays) {
     EXPECT_EQ(g_aliveWhenLeft, 0);
     CleanUp();
     RegisterModem(false);
+}
+
+// The answer to a request of which one allocation fails, counted from 1 on, and its traces.
+std::wstring AnswerWithout(int allocation, const std::wstring& action) {
+    g_watch = {};
+    Arrange();
+    g_answer.clear();
+    g_traces.clear();
+    g_watch = {false, {"operator new", allocation}};
+    Request(action);
+    return g_answer + L" / " + Traces(action);
+}
+
+// Without memory a line of the log is lost or a document cannot be read, and nothing else.
+TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
+    const std::pair<std::wstring, std::wstring> actions[] = {
+        {SETTINGS L"GETPENSETTING", L"true 5 own text / -1 -1"},
+        {SETTINGS L"GETPENCLICKSETTING", L"true -100 own text / -1 -1"},
+        {SETTINGS L"GETPENPRESSURESENSITIVITY", L"true -1 own text / -1 -1"},
+        {SETTINGS L"SETSCREENMODE", L"true 7 own text / 7 7"},
+        {SETTINGS L"GETSCREENMODE", L"true 99 own text / 99 3"},
+        {SETTINGS L"CHECKADDTIONALPENSETTING", L"true 7 own text / -1 -1"},
+        {L"COMMONHELPER_ISFILE_EXISTS .\\.\\.\\document.txt", L"true 7  / "},
+        {L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 line\n / "},
+    };
+    for (const auto& [action, answer] : actions) {
+        SCOPED_TRACE(testing::PrintToString(action));
+        EXPECT_EQ(AnswerWithout(0, action), answer);
+        const int allocations = g_watch.calls;
+        EXPECT_GT(allocations, 0);
+        for (int i = 1; i <= allocations; ++i) {
+            const std::wstring given = AnswerWithout(i, action);
+            if (action.starts_with(SETTINGS)) {
+                EXPECT_EQ(given, answer);
+            } else {
+                EXPECT_TRUE(given == answer || given == L"true 7  / " || given == L"false 7  / ");
+            }
+        }
+    }
+    CleanUp();
 }
 
 }  // namespace

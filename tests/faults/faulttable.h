@@ -17,7 +17,7 @@ struct FaultRow {
     // at.
     int calls;
     // A request of flag true and number 7 with its text, by default "own text"; or the program's
-    // switch; or "open".
+    // switch.
     const wchar_t* action;
     // Flag, number and text of the one answer.
     const wchar_t* answer;
@@ -102,15 +102,6 @@ inline constexpr FaultRow kFaults[] = {
     // The documents: document.txt holds "line".
     {"ReadFile", 1, 0, 5, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
     {"FlsSetValue", 3, 0, 8, -1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
-
-    // Requests without memory.
-    {"operator new", 1, 0, 0, -1, L"REGISTRYHELPER_ISVZWQ", L"true 7 own text"},
-    // The line of the failed read, and the narrow path.
-    {"operator new", 4, 0, 0, -1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text"},
-    {"operator new", 5, 0, 0, -1, SETTINGS L"GETSCREENMODE", L"true 99 own text"},
-    {"operator new", 6, 0, 0, -1, L"COMMONHELPER_ISFILE_EXISTS .\\.\\.\\document.txt", L"false 7 "},
-    {"operator new", 0, 0, 0, 6, L"open", L"", "RemoteClose;", L"", L""},
-    {"operator new", 6, 0, 0, -1, L"open", L"", "", L"", L"no context"},
 
     // Installing and removing the service.
     {"GetModuleFileNameW", 1, 0, 5, 1, L"-install", L"", "", L"GetModuleFileName failed w/err 0x00000005\n"},

@@ -2,11 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <windows.h>
-#include <psapi.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <climits>
+#include <cstdlib>
+#include <new>
+#include <numeric>
 #include <span>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -17,6 +23,7 @@
 #include "rpc/stub/tesselservice.h"
 #include "settings/registryhelper.h"
 #include "tests/support/recorders.h"
+#include "tests/support/replacedimport.h"
 #include "usbpath/usbpathchanger.h"
 
 namespace {
@@ -25,7 +32,45 @@ namespace {
 using Handled = std::tuple<const Command*, const wchar_t*, bool, long, wchar_t*>;
 std::vector<Handled> g_handled;
 
+// The blocks of a context and how often each was freed. They stay allocated, so that a second free
+// does no harm and is counted.
+constexpr std::size_t kBlocks = 1 + kRequestContextSlots;
+std::array<void*, kBlocks> g_watched;
+std::array<std::atomic<int>, kBlocks> g_frees;
+
+// How many slots can be filled until memory runs out, and how many were.
+std::size_t g_slotsLeft = SIZE_MAX;
+std::size_t g_slotsGiven = 0;
+
+// Takes the place of the runtime's exception, which a test cannot catch.
+[[noreturn]] void WINAPI Raise(RPC_STATUS status) {
+    throw status;
+}
+REPLACE_IMPORT(RpcRaiseException, Raise);
+
 }  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (g_slotsGiven == g_slotsLeft) {
+        return nullptr;
+    }
+    void* block = std::malloc(size);
+    if (g_slotsLeft < kRequestContextSlots) {
+        g_watched[g_slotsGiven++] = block;
+    }
+    return block;
+}
+
+// Gives way to other threads before it returns: a block that is freed twice is seen at once.
+extern "C" void free(void* block) {
+    const auto watched = std::ranges::find(g_watched, block);
+    if (block != nullptr && watched != g_watched.end()) {
+        ++g_frees[watched - g_watched.begin()];
+        SwitchToThread();
+    } else if (block != nullptr && std::realloc(block, 0) != nullptr) {
+        std::abort();
+    }
+}
 
 void AnswerCommand(std::span<const Command> table,
                    const wchar_t* command,
@@ -105,40 +150,88 @@ TEST_F(RequestTest, LogLineShowsTheFourValuesInTheirNarrowForm) {
                   "2147483647 / data_string : x"}));
 }
 
-TEST_F(RequestTest, ContextsAreDistinctAndEndByCloseOrRundown) {
-    REQUEST_CONTEXT_HANDLE first = nullptr;
-    REQUEST_CONTEXT_HANDLE second = nullptr;
-    RemoteOpen(nullptr, &first);
-    RemoteOpen(nullptr, &second);
-    ASSERT_NE(first, nullptr);
-    ASSERT_NE(second, nullptr);
-    EXPECT_NE(first, second);
-    for (const void* slot : static_cast<RequestContext*>(first)->slots) {
-        EXPECT_NE(slot, nullptr);
+class ContextTest : public RequestTest {
+ protected:
+    // A new context whose blocks are watched.
+    static REQUEST_CONTEXT_HANDLE Open() {
+        REQUEST_CONTEXT_HANDLE context = nullptr;
+        RemoteOpen(nullptr, &context);
+        g_watched = {context};
+        std::ranges::copy(static_cast<RequestContext*>(context)->slots, g_watched.begin() + 1);
+        std::ranges::fill(g_frees, 0);
+        return context;
     }
-    RemoteClose(&first);
-    EXPECT_EQ(first, nullptr);
-    REQUEST_CONTEXT_HANDLE_rundown(second);
-    RemoteClose(&first);
-    REQUEST_CONTEXT_HANDLE_rundown(nullptr);
-    EXPECT_EQ(LoggedLines(),
-              (std::vector<std::string>{"RemoteOpen", "RemoteOpen", "RemoteClose", "RemoteClose",
-                                        "RemoteClose", "pphContext == nullptr", "RemoteClose",
-                                        "pphContext == nullptr"}));
 
-    // Of so many, one byte each that stayed would be seen.
-    const auto memory = [] {
-        PROCESS_MEMORY_COUNTERS counters = {};
-        K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
-        return counters.WorkingSetSize;
-    };
-    const SIZE_T before = memory();
-    for (int i = 0; i < 50000; ++i) {
-        RemoteOpen(nullptr, &first);
-        RemoteClose(&first);
-        ClearLoggedLines();
+    static void ExpectFreedOnce() {
+        for (std::size_t i = 0; i < kBlocks; ++i) {
+            EXPECT_NE(g_watched[i], nullptr);
+            EXPECT_EQ(g_frees[i], 1) << "block " << i;
+        }
     }
-    EXPECT_LT(memory(), before + 500'000);
+};
+
+// Two threads of a client may close one context: both calls get the address of the same slot.
+TEST_F(ContextTest, ConcurrentClosesFreeEveryBlockOnce) {
+    for (int round = 0; round < 20; ++round) {
+        REQUEST_CONTEXT_HANDLE context = Open();
+        std::atomic<int> waiting = 4;
+        std::vector<std::thread> closers;
+        for (int i = waiting; i != 0; --i) {
+            closers.emplace_back([&] {
+                for (--waiting; waiting != 0;) {
+                }
+                RemoteClose(&context);
+            });
+        }
+        for (std::thread& closer : closers) {
+            closer.join();
+        }
+        ExpectFreedOnce();
+        EXPECT_EQ(context, nullptr);
+    }
+}
+
+TEST_F(ContextTest, WithoutMemoryOpenRaisesAndFreesWhatItHas) {
+    for (std::size_t slots = 0; slots < kRequestContextSlots; ++slots) {
+        g_watched = {};
+        std::ranges::fill(g_frees, 0);
+        g_slotsGiven = 0;
+        g_slotsLeft = slots;
+        REQUEST_CONTEXT_HANDLE context = nullptr;
+        try {
+            RemoteOpen(nullptr, &context);
+            ADD_FAILURE() << "opened with " << slots << " slots";
+        } catch (const RPC_STATUS status) {
+            EXPECT_EQ(status, RPC_S_OUT_OF_MEMORY);
+        }
+        g_slotsLeft = SIZE_MAX;
+        EXPECT_EQ(context, nullptr);
+        EXPECT_EQ(g_slotsGiven, slots);
+        EXPECT_EQ(std::accumulate(g_frees.begin(), g_frees.end(), 0), static_cast<int>(slots));
+    }
+}
+
+TEST_F(ContextTest, ARundownFreesAnOpenContextAndNothingAfterAClose) {
+    REQUEST_CONTEXT_HANDLE_rundown(Open());
+    ExpectFreedOnce();
+
+    REQUEST_CONTEXT_HANDLE context = Open();
+    RemoteClose(&context);
+    REQUEST_CONTEXT_HANDLE_rundown(context);
+    ExpectFreedOnce();
+}
+
+TEST_F(ContextTest, ACloseOfNothingIsLoggedAsSuch) {
+    const std::vector<std::string> lines = {"RemoteClose", "pphContext == nullptr"};
+    REQUEST_CONTEXT_HANDLE none = nullptr;
+    RemoteClose(&none);
+    EXPECT_EQ(LoggedLines(), lines);
+    ClearLoggedLines();
+    RemoteClose(nullptr);
+    EXPECT_EQ(LoggedLines(), lines);
+    ClearLoggedLines();
+    RemoteClose(&(none = Open()));
+    EXPECT_EQ(LoggedLines(), (std::vector<std::string>{"RemoteOpen", "RemoteClose"}));
 }
 
 }  // namespace

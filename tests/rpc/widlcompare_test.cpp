@@ -30,7 +30,8 @@ struct Difference {
 
 const char kRobust[] = "checked correlation descriptors, which widl does not write";
 const char kBounds[] = "widl counts a context as 24 or 20 bytes, we as 56 or 36, upper bounds both";
-const char kUnserialized[] = "calls on the context are not serialized: the .acf, which widl cannot read";
+const char kUnserialized[] =
+    "calls on the context are not serialized: the .acf, which widl cannot read";
 const char kBoolean[] = "widl takes a boolean for a character, the same byte on the wire";
 const char kOneString[] = "every string has an entry of its own in widl, all share one in ours";
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "rpc/rpcserver.h"
-#include "service/diagnosticlog.h"
+#include "service/logline.h"
 #include "service/tesselservice.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recorders.h"
@@ -77,7 +77,7 @@ RPC_STATUS RpcServerStart() {
 }
 
 void RpcServerDisconnect() {
-    WriteLog("(disconnect)");
+    LogLine("(disconnect)");
 }
 
 namespace {

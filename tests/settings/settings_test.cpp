@@ -178,7 +178,9 @@ TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {
     // 200 bytes without a terminator: all of it, and nothing past it.
     const std::wstring text(101, L'x');
     Store(kSettingsKey, L"Text", REG_SZ, text.data(), 200);
-    EXPECT_EQ(RegistryReadString(kSettingsKey, L"Text"), text.substr(0, 100));
+    const auto read = RegistryReadString(kSettingsKey, L"Text");
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(read->data(), text.substr(0, 100));
     Store(kSettingsKey, L"Text", REG_SZ, text.data(), 202);
     EXPECT_EQ(RegistryReadString(kSettingsKey, L"Text"), std::nullopt);
 }

@@ -1,0 +1,38 @@
+#include "service/logline.h"
+
+#include <exception>
+#include <string>
+
+#include "service/diagnosticlog.h"
+#include "text/lowbytes.h"
+
+namespace {
+
+// Writes the text that `make_text` returns.
+template <typename MakeText>
+void Log(MakeText make_text) noexcept {
+    try {
+        WriteLog(std::string(make_text()));
+    } catch (const std::exception&) {
+        // Out of memory.
+    }
+}
+
+}  // namespace
+
+void LogLine(const char* text) noexcept {
+    Log([=] { return text; });
+}
+
+void LogLine(const char* text, long number) noexcept {
+    Log([=] { return text + std::to_string(number); });
+}
+
+void LogRequest(const wchar_t* command, bool flag, long number, const wchar_t* text) noexcept {
+    Log([=] {
+        // Kept: Recieved.
+        return "Data Recieved requestString : " + LowBytes(command) +
+               " / data_bool : " + (flag ? "true" : "false") +
+               " / data_int : " + std::to_string(number) + " / data_string : " + LowBytes(text);
+    });
+}
