@@ -1,0 +1,58 @@
+// An app with the client of appkit, for what the example does not do:
+//   kitclient     sends a request, stops the service, sends one, starts the service, sends one
+//   kitclient N   sends N requests from each of eight threads, compares every answer with its own
+#include <windows.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "tesselclient.h"
+
+namespace {
+
+// Commands that return what they were sent.
+constexpr const wchar_t* kEchoes[] = {L"REGISTRYHELPER_ISVZWQ", L"MBNHELPER_QEURYPROFILE"};
+const tessel::Client g_service;
+std::atomic<long> g_right = 0;
+
+void Ask(long number) {
+    const auto reply = g_service.Request(kEchoes[0], true, number);
+    std::printf("%ld %ls\n", reply.number, tessel::Meaning(reply.error).c_str());
+}
+
+void Send(long first, long count) {
+    for (long i = first; i < first + count; ++i) {
+        const std::wstring text = std::to_wstring(i);
+        const auto reply = g_service.Request(kEchoes[first / count % 2], i % 2 == 0, i, text);
+        g_right += reply && reply.flag == (i % 2 == 0) && reply.number == i && reply.text == text;
+    }
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc < 2) {
+        Ask(1);
+        std::system("net stop \"Tessel Service\" >nul");
+        Ask(2);
+        std::system("net start \"Tessel Service\" >nul");
+        for (int i = 0; i < 100 && g_service.Connect() != 0; ++i) {
+            Sleep(100);
+        }
+        Ask(3);
+        return 0;
+    }
+    const long count = _wtol(argv[1]);
+    std::thread threads[8];
+    for (long i = 0; i < 8; ++i) {
+        threads[i] = std::thread(Send, i * count, count);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::printf("%ld of %ld answers are right\n", g_right.load(), 8 * count);
+    return 0;
+}
