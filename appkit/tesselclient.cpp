@@ -225,14 +225,11 @@ void __RPC_USER MIDL_user_free(void* memory) {
 
 namespace tessel {
 
-long Client::Connect() const {
+long Client::Connect() {
     return Connection().Open();
 }
 
-Reply Client::Request(const std::wstring& command,
-                      bool flag,
-                      long number,
-                      std::wstring text) const {
+Reply Client::Request(const std::wstring& command, bool flag, long number, std::wstring text) {
     Reply reply;
     if (command.find(L'\0') != std::wstring::npos || text.find(L'\0') != std::wstring::npos) {
         reply.error = ERROR_INVALID_PARAMETER;
@@ -257,7 +254,7 @@ Reply Client::Request(const std::wstring& command,
     return reply;
 }
 
-Reply Client::Identity(const std::wstring& command) const {
+Reply Client::Identity(const std::wstring& command) {
     // The service writes over the request's text within its length: longer than any identity.
     const std::wstring room(64, L' ');
     Reply reply = Request(command, false, 0, room);

@@ -30,11 +30,11 @@ struct Reply {
 // service, or Windows' own text for an error that has no special meaning here.
 std::wstring Meaning(long error);
 
-// Sends requests. Holds nothing between them: every request opens a context of its own and closes
-// it, so a restart of the service between two requests and a suspension of the app leave nothing
-// invalid. Any number of objects and threads may send at the same time; requests with the same
-// command wait for each other, because an answer carries nothing but its command that tells whose
-// it is.
+// Sends requests. Keeps nothing between them, so there are no objects of it: every request opens a
+// context of its own and closes it, and a restart of the service between two requests or a
+// suspension of the app leaves nothing invalid. Any number of threads may send at the same time;
+// requests with the same command wait for each other, because an answer carries nothing but its
+// command that tells which request it belongs to.
 //
 // Every function blocks until the service is done, for which Windows offers no time limit: do not
 // call them on the thread of the user interface. Failures of the RPC runtime come back as errors;
@@ -43,18 +43,18 @@ class Client {
  public:
     // Tells whether the service can be reached and admits this process: opens a context and closes
     // it. 0, or the Windows error. Request does not need it.
-    long Connect() const;
+    static long Connect();
 
     // Sends one request, never more than once. A command or text that contains U+0000 is not sent
     // and gives ERROR_INVALID_PARAMETER; an answer that finds no memory, RPC_S_OUT_OF_MEMORY.
-    Reply Request(const std::wstring& command,
-                  bool flag = false,
-                  long number = 0,
-                  std::wstring text = {}) const;
+    static Reply Request(const std::wstring& command,
+                         bool flag = false,
+                         long number = 0,
+                         std::wstring text = {});
 
     // Sends one of the four commands that return an identity of the modem. The text of the reply
     // is the identity; it is empty when the service read none.
-    Reply Identity(const std::wstring& command) const;
+    static Reply Identity(const std::wstring& command);
 };
 
 }  // namespace tessel

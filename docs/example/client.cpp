@@ -4,20 +4,20 @@
 #include "tesselclient.h"
 
 int wmain() {
-    const tessel::Client service;
-    if (const long error = service.Connect()) {
+    using tessel::Client;
+    if (const long error = Client::Connect()) {
         std::printf("no connection: error %ld, %ls\n", error, tessel::Meaning(error).c_str());
         return 1;
     }
 
-    service.Request(L"REGISTRYHELPER_SETSCREENMODE", false, 5);
-    if (const tessel::Reply mode = service.Request(L"REGISTRYHELPER_GETSCREENMODE")) {
+    Client::Request(L"REGISTRYHELPER_SETSCREENMODE", false, 5);
+    if (const tessel::Reply mode = Client::Request(L"REGISTRYHELPER_GETSCREENMODE")) {
         std::printf("screen mode %ld\n", mode.number);
     } else {
         std::printf("no screen mode: %ls\n", tessel::Meaning(mode.error).c_str());
     }
 
-    const tessel::Reply card = service.Identity(L"MBNHELPER_GETSIMICCID");
+    const tessel::Reply card = Client::Identity(L"MBNHELPER_GETSIMICCID");
     if (card.text.empty()) {
         std::printf("no SIM card was read\n");
     } else {

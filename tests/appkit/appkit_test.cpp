@@ -19,7 +19,7 @@ tessel::Reply Ask(DWORD open_raises, DWORD request_raises, const wchar_t* answer
     std::tie(g_openRaises, g_requestRaises, g_answer) =
         std::tie(open_raises, request_raises, answer);
     g_requests = 0;
-    return tessel::Client().Identity(L"COMMAND");
+    return tessel::Client::Identity(L"COMMAND");
 }
 
 // On a thread of its own, and for a command that nobody sent.
@@ -41,7 +41,7 @@ TEST(AppKit, TellsWhatCameOfARequest) {
         EXPECT_TRUE(Ask(0, code, L"answer")) << "the answer came before the failure";
     }
     EXPECT_EQ(Ask(0, 0, nullptr).outcome, tessel::Outcome::kNoAnswer);
-    EXPECT_EQ(tessel::Client().Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87);
+    EXPECT_EQ(tessel::Client::Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87);
 }
 
 TEST(AppKit, IdentityIsEmptyWhenNoneWasRead) {

@@ -15,18 +15,17 @@ namespace {
 
 // Commands that return what they were sent.
 constexpr const wchar_t* kEchoes[] = {L"REGISTRYHELPER_ISVZWQ", L"MBNHELPER_QEURYPROFILE"};
-const tessel::Client g_service;
 std::atomic<long> g_right = 0;
 
 void Ask(long number) {
-    const auto reply = g_service.Request(kEchoes[0], true, number);
+    const auto reply = tessel::Client::Request(kEchoes[0], true, number);
     std::printf("%ld %ls\n", reply.number, tessel::Meaning(reply.error).c_str());
 }
 
 void Send(long first, long count) {
     for (long i = first; i < first + count; ++i) {
         const std::wstring text = std::to_wstring(i);
-        const auto reply = g_service.Request(kEchoes[first / count % 2], i % 2 == 0, i, text);
+        const auto reply = tessel::Client::Request(kEchoes[first / count % 2], i % 2 == 0, i, text);
         g_right += reply && reply.flag == (i % 2 == 0) && reply.number == i && reply.text == text;
     }
 }
@@ -39,7 +38,7 @@ int wmain(int argc, wchar_t** argv) {
         std::system("net stop \"Tessel Service\" >nul");
         Ask(2);
         std::system("net start \"Tessel Service\" >nul");
-        for (int i = 0; i < 100 && g_service.Connect() != 0; ++i) {
+        for (int i = 0; i < 100 && tessel::Client::Connect() != 0; ++i) {
             Sleep(100);
         }
         Ask(3);
