@@ -1,79 +1,58 @@
 #include "mbn/mbnhelper.h"
 
+#include <algorithm>
 #include <cwchar>
 
 #include "mbn/mbninterface.h"
 #include "mbn/mbnprofile.h"
-#include "win32/uniquehandle.h"
 
 namespace {
 
-// Puts `read` over the request's text, whose own terminator tells all the room there is. Null
+// Overwrites `text` in place with `value`, cut to the current length of `text`. A null `value`
 // changes nothing.
-void CopyOver(wchar_t* text, const wchar_t* read) {
-    if (read == nullptr) {
-        return;
+void Overwrite(wchar_t* text, const Bstr& value) {
+    if (value) {
+        const size_t length = std::min(std::wcslen(text), std::wcslen(value.get()));
+        std::wmemcpy(text, value.get(), length);
+        text[length] = L'\0';
     }
-    const size_t room = wcslen(text);
-    size_t length = 0;
-    while (length < room && read[length] != L'\0') {
-        text[length] = read[length];
-        ++length;
-    }
-    text[length] = L'\0';
 }
 
-void QueryReadyState(Answer& answer) {
+void AnswerReadyState(Answer& answer) {
     answer.number = ReadReadyState();
 }
 
-template <Bstr HomeProvider::*text>
-void QueryHomeProvider(Answer& answer) {
-    CopyOver(answer.text, (ReadHomeProvider().*text).get());
-}
-
-template <Bstr (*read)()>
-void QueryText(Answer& answer) {
-    CopyOver(answer.text, read().get());
-}
-
-void Connect(Answer& /*answer*/) {
-    ConnectWithProfile();
-}
-
-void Disconnect(Answer& /*answer*/) {
-    DisconnectAllConnections();
-}
-
-void CreateProfile(Answer& answer) {
-    // Kept: all of them, whoever made them, before it is known whether the new one can be made.
-    DeleteAllConnectionProfiles();
-    // Kept: the answer's text is what is left of the request's: its first field.
-    CreateProfileFromRequest(answer.text);
-}
-
-void DeleteProfile(Answer& /*answer*/) {
-    DisconnectAllConnections();
-    DeleteAllConnectionProfiles();
-}
-
-// Kept: answered with the request's own values, without a word to the modem.
+// Kept: the answer is the request; the modem is not asked.
 void Acknowledge(Answer& /*answer*/) {}
 
 constexpr Command kCommands[] = {
     {L"MBNHELPER_GETNETWORKMODE", Acknowledge},
     {L"MBNHELPER_SETNETWORKMODE", Acknowledge},
-    {L"MBNHELPER_CHECKINTERFACE", QueryReadyState},
-    {L"MBNHELPER_CHECKSIMSTATUS", QueryReadyState},
-    {L"MBNHELPER_GETHOMEPROVIDERID", QueryHomeProvider<&HomeProvider::id>},
-    {L"MBNHELPER_CONNECT", Connect},
-    {L"MBNHELPER_DISCONNECT", Disconnect},
-    {L"MBNHELPER_GETHOMEPROVIDERNAME", QueryHomeProvider<&HomeProvider::name>},
-    {L"MBNHELPER_GETSUBSCRIBERID", QueryText<ReadSubscriberId>},
-    {L"MBNHELPER_GETSIMICCID", QueryText<ReadSimIccId>},
+    {L"MBNHELPER_CHECKINTERFACE", AnswerReadyState},
+    {L"MBNHELPER_CHECKSIMSTATUS", AnswerReadyState},
+    {L"MBNHELPER_GETHOMEPROVIDERID",
+     [](Answer& answer) { Overwrite(answer.text, ReadHomeProvider().id); }},
+    {L"MBNHELPER_CONNECT", [](Answer&) { ConnectWithProfile(); }},
+    {L"MBNHELPER_DISCONNECT", [](Answer&) { DisconnectAllConnections(); }},
+    {L"MBNHELPER_GETHOMEPROVIDERNAME",
+     [](Answer& answer) { Overwrite(answer.text, ReadHomeProvider().name); }},
+    {L"MBNHELPER_GETSUBSCRIBERID",
+     [](Answer& answer) { Overwrite(answer.text, ReadText(MbnQuerySelector::kSubscriberId)); }},
+    {L"MBNHELPER_GETSIMICCID",
+     [](Answer& answer) { Overwrite(answer.text, ReadText(MbnQuerySelector::kSimIccId)); }},
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
-    {L"MBNHELPER_CREATEPROFILE", CreateProfile},
-    {L"MBNHELPER_DELETEPROFILE", DeleteProfile},
+    {L"MBNHELPER_CREATEPROFILE",
+     [](Answer& answer) {
+         // Kept: all profiles, before it is known whether the new one can be created.
+         DeleteAllConnectionProfiles();
+         // Kept: the answer has the first field of the request's text.
+         CreateProfileFromRequest(answer.text);
+     }},
+    {L"MBNHELPER_DELETEPROFILE",
+     [](Answer&) {
+         DisconnectAllConnections();
+         DeleteAllConnectionProfiles();
+     }},
     // Kept: QEURY, as the settings app sends it.
     {L"MBNHELPER_QEURYPROFILE", Acknowledge},
     {L"MBNHELPER_UPDATEPROFILE", Acknowledge},

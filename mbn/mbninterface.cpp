@@ -1,33 +1,31 @@
 #include "mbn/mbninterface.h"
 
-#include "mbn/interfacewalk.h"
-#include "mbn/mbnapi.h"
+#include "mbn/interfaces.h"
 #include "mbn/mbnprofiletext.h"
-#include "win32/uniquehandle.h"
 
 namespace {
 
-// What one interface says: takes the place of `value`, whose strings are freed, unless the
-// interface could not be asked.
+// Each reads one interface's value into `value`, whose strings it frees first. A call that fails
+// leaves `value` as it is.
 
-HRESULT ReadyStateOf(IMbnInterface& modem, MBN_READY_STATE& value) {
+HRESULT GetReadyState(IMbnInterface& modem, MBN_READY_STATE& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    HRESULT result = modem.GetReadyState(&state);
+    const HRESULT result = modem.GetReadyState(&state);
     if (SUCCEEDED(result)) {
         value = state;
     }
     return result;
 }
 
-HRESULT HomeProviderOf(IMbnInterface& modem, MBN_PROVIDER& value) {
+HRESULT GetHomeProvider(IMbnInterface& modem, MBN_PROVIDER& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    HRESULT result = modem.GetReadyState(&state);
+    HRESULT result = GetReadyState(modem, state);
     if (FAILED(result) || state != MBN_READY_STATE_INITIALIZED) {
         return result;
     }
     MBN_PROVIDER provider = {};
     result = modem.GetHomeProvider(&provider);
-    // Otherwise the structure counts as unset: nothing that stands in it is ours to free.
+    // With any other result the structure holds no strings that the caller may free.
     if (result == S_OK) {
         const HomeProvider earlier = {Bstr(value.providerID), Bstr(value.providerName)};
         value = provider;
@@ -35,17 +33,15 @@ HRESULT HomeProviderOf(IMbnInterface& modem, MBN_PROVIDER& value) {
     return result;
 }
 
-using SubscriberText = HRESULT (STDMETHODCALLTYPE IMbnSubscriberInformation::*)(BSTR*);
-
-template <SubscriberText get>
-HRESULT SubscriberTextOf(IMbnInterface& modem, BSTR& value) {
+HRESULT GetSubscriberText(IMbnInterface& modem, MbnQuerySelector selector, BSTR& value) {
     ComPtr<IMbnSubscriberInformation> information;
     HRESULT result = modem.GetSubscriberInformation(information.put());
     if (FAILED(result) || !information) {
         return result;
     }
     Bstr text;
-    result = (information.get()->*get)(text.put());
+    result = selector == MbnQuerySelector::kSimIccId ? information->get_SimIccID(text.put())
+                                                     : information->get_SubscriberID(text.put());
     if (SUCCEEDED(result)) {
         const Bstr earlier(value);
         value = text.release();
@@ -53,100 +49,78 @@ HRESULT SubscriberTextOf(IMbnInterface& modem, BSTR& value) {
     return result;
 }
 
-constexpr auto* kSimIccIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SimIccID>;
-constexpr auto* kSubscriberIdOf = SubscriberTextOf<&IMbnSubscriberInformation::get_SubscriberID>;
-
-// Kept: all are asked, and the last one that could be prevails.
-template <typename Value>
-HRESULT OfLastInterface(HRESULT (*read)(IMbnInterface& modem, Value& value), Value& value) {
-    return WalkInterfaces(
-        [=, &value](IMbnInterface& modem) -> StepResult { return {read(modem, value)}; });
-}
-
-MBN_ACTIVATION_STATE ActivationState(IMbnConnection& connection) {
-    MBN_ACTIVATION_STATE state = MBN_ACTIVATION_STATE_NONE;
-    Bstr profile_name;
-    connection.GetConnectionState(&state, profile_name.put());
-    return state;
+// Calls `act`, a bool(IMbnConnection&, MBN_ACTIVATION_STATE), for the connection of every interface
+// that gives one; false ends the loop. A state that cannot be read counts as NONE.
+template <typename Act>
+HRESULT ForEachConnection(Act act) {
+    return ForEachInterface([=](IMbnInterface& modem) -> StepResult {
+        ComPtr<IMbnConnection> connection;
+        const HRESULT result = modem.GetConnection(connection.put());
+        if (FAILED(result) || !connection) {
+            return {result};
+        }
+        MBN_ACTIVATION_STATE state = MBN_ACTIVATION_STATE_NONE;
+        Bstr profile_name;
+        connection->GetConnectionState(&state, profile_name.put());
+        return {result, act(*connection.get(), state)};
+    });
 }
 
 }  // namespace
 
+HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
+    // Kept: all interfaces are asked, and the last one that could be asked counts.
+    return ForEachInterface([=](IMbnInterface& modem) -> StepResult {
+        switch (selector) {
+            case MbnQuerySelector::kReadyState:
+                return {GetReadyState(modem, *static_cast<MBN_READY_STATE*>(out))};
+            case MbnQuerySelector::kHomeProvider:
+                return {GetHomeProvider(modem, *static_cast<MBN_PROVIDER*>(out))};
+            case MbnQuerySelector::kSimIccId:
+            case MbnQuerySelector::kSubscriberId:
+                return {GetSubscriberText(modem, selector, *static_cast<BSTR*>(out))};
+        }
+        return {S_OK};
+    });
+}
+
 MBN_READY_STATE ReadReadyState() {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    OfLastInterface(ReadyStateOf, state);
+    QueryMbnInterface(MbnQuerySelector::kReadyState, &state);
     return state;
 }
 
 HomeProvider ReadHomeProvider() {
     MBN_PROVIDER provider = {};
-    OfLastInterface(HomeProviderOf, provider);
+    QueryMbnInterface(MbnQuerySelector::kHomeProvider, &provider);
     return {Bstr(provider.providerID), Bstr(provider.providerName)};
 }
 
-Bstr ReadSimIccId() {
+Bstr ReadText(MbnQuerySelector selector) {
     Bstr text;
-    OfLastInterface(kSimIccIdOf, *text.put());
+    QueryMbnInterface(selector, text.put());
     return text;
 }
 
-Bstr ReadSubscriberId() {
-    Bstr text;
-    OfLastInterface(kSubscriberIdOf, *text.put());
-    return text;
-}
-
-HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
-    switch (selector) {
-        case MbnQuerySelector::kReadyState:
-            return OfLastInterface(ReadyStateOf, *static_cast<MBN_READY_STATE*>(out));
-        case MbnQuerySelector::kHomeProvider:
-            return OfLastInterface(HomeProviderOf, *static_cast<MBN_PROVIDER*>(out));
-        case MbnQuerySelector::kSimIccId:
-            return OfLastInterface(kSimIccIdOf, *static_cast<BSTR*>(out));
-        case MbnQuerySelector::kSubscriberId:
-            return OfLastInterface(kSubscriberIdOf, *static_cast<BSTR*>(out));
-    }
-    // Kept: any other selector walks and reads nothing.
-    return WalkInterfaces([](IMbnInterface& /*modem*/) -> StepResult { return {S_OK}; });
-}
-
+// Kept: here and in ConnectWithProfile, the result of the request is not looked at.
 HRESULT DisconnectAllConnections() {
-    return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
-        ComPtr<IMbnConnection> connection;
-        HRESULT result = modem.GetConnection(connection.put());
-        if (FAILED(result) || !connection) {
-            return {result};
+    return ForEachConnection([](IMbnConnection& connection, MBN_ACTIVATION_STATE state) {
+        ULONG request_id = 0;
+        if (state == MBN_ACTIVATION_STATE_ACTIVATED) {
+            connection.Disconnect(&request_id);
         }
-        if (ActivationState(*connection.get()) == MBN_ACTIVATION_STATE_ACTIVATED) {
-            ULONG request_id = 0;
-            // Kept: here and in Connect, neither the result is looked at nor the end awaited.
-            connection->Disconnect(&request_id);
-        }
-        return {result};
+        return true;
     });
 }
 
 HRESULT ConnectWithProfile() {
-    return WalkInterfaces([](IMbnInterface& modem) -> StepResult {
-        ComPtr<IMbnConnection> connection;
-        HRESULT result = modem.GetConnection(connection.put());
-        if (FAILED(result) || !connection) {
-            return {result};
+    return ForEachConnection([](IMbnConnection& connection, MBN_ACTIVATION_STATE state) {
+        ULONG request_id = 0;
+        if (state != MBN_ACTIVATION_STATE_ACTIVATED && state != MBN_ACTIVATION_STATE_ACTIVATING &&
+            state != MBN_ACTIVATION_STATE_DEACTIVATING) {
+            connection.Connect(MBN_CONNECTION_MODE_PROFILE, kProfileName, &request_id);
         }
-        switch (ActivationState(*connection.get())) {
-            // Kept: ends the walk; later interfaces are not connected.
-            case MBN_ACTIVATION_STATE_DEACTIVATING:
-                return {result, false};
-            case MBN_ACTIVATION_STATE_ACTIVATED:
-            case MBN_ACTIVATION_STATE_ACTIVATING:
-                break;
-            default: {
-                ULONG request_id = 0;
-                connection->Connect(MBN_CONNECTION_MODE_PROFILE, kProfileName, &request_id);
-                break;
-            }
-        }
-        return {result};
+        // Kept: an interface that is disconnecting ends the loop.
+        return state != MBN_ACTIVATION_STATE_DEACTIVATING;
     });
 }

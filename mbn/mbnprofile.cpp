@@ -1,14 +1,11 @@
 #include "mbn/mbnprofile.h"
 
-#include "mbn/interfacewalk.h"
-#include "mbn/mbnapi.h"
+#include "mbn/interfaces.h"
 #include "mbn/mbninterface.h"
-#include "service/console.h"
-#include "win32/uniquehandle.h"
 
 namespace {
 
-// Kept: also said of a profile that could not be created.
+// Kept: also the message for a profile that cannot be created.
 constexpr wchar_t kProfileManagerError[] =
     L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
 
@@ -29,8 +26,8 @@ StepResult DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& 
         [](IMbnConnectionProfile& profile) -> StepResult { return {profile.Delete()}; });
 }
 
-const wchar_t* TextOf(const wchar_t* text) {
-    return text != nullptr ? text : L"";
+const wchar_t* TextOf(const Bstr& text) {
+    return text ? text.get() : L"";
 }
 
 }  // namespace
@@ -45,7 +42,7 @@ HRESULT DeleteAllConnectionProfiles() {
     if (!SucceededOrPrint(result, kProfileManagerError)) {
         return result;
     }
-    return WalkInterfacesInApartment(
+    return ForEachInterfaceInApartment(
         L"CoCreateInstance CLSID_MbnInterfaceManager error",
         [&](IMbnInterface& modem) { return DeleteProfilesOf(modem, *manager.get()); });
 }
@@ -53,18 +50,18 @@ HRESULT DeleteAllConnectionProfiles() {
 ProfileDocument BuildProfileXml(wchar_t* text) {
     ApnFields fields;
     for (size_t excess = SplitApnFields(text, fields); excess > 0; --excess) {
-        // Kept: that is the message for a field too many.
+        // Kept: the message for each token past the last field.
         ConsolePrint(L"fail over");
     }
 
-    const Bstr icc_id = ReadSimIccId();
-    // Kept: nothing depends on the answer. The sequence of questions to the modem is fixed.
+    const Bstr icc_id = ReadText(MbnQuerySelector::kSimIccId);
+    // Kept: the value is not used. The order of the queries is fixed.
     ReadReadyState();
     const HomeProvider provider = ReadHomeProvider();
-    const Bstr subscriber_id = ReadSubscriberId();
+    const Bstr subscriber_id = ReadText(MbnQuerySelector::kSubscriberId);
 
-    return AssembleProfileDocument(
-        fields, {TextOf(icc_id.get()), TextOf(provider.name.get()), TextOf(subscriber_id.get())});
+    return AssembleProfileDocument(fields,
+                                   {TextOf(icc_id), TextOf(provider.name), TextOf(subscriber_id)});
 }
 
 HRESULT CreateProfileFromRequest(wchar_t* text) {

@@ -15,24 +15,35 @@
 
 namespace {
 
-// Hands a text value to the caller; one that is absent is a null string.
+// Gives a text value to the caller. One that is absent is an empty string, as Windows has it, or
+// null where the modem is told so.
 HRESULT GiveText(const std::wstring& place, const wchar_t* name, BSTR* out) {
-    *out = nullptr;
-    if (const std::optional<std::wstring> text = ReadText(place, name)) {
-        *out = SysAllocString(text->c_str());
+    const std::optional<std::wstring> text = ReadText(place, name);
+    if (!text && InheritedNumber(place, L"NullTexts") != 0) {
+        *out = nullptr;
+    } else {
+        *out = SysAllocString(text.value_or(L"").c_str());
         CountGivenString();
     }
     return S_OK;
 }
 
-// Hands a new object to the caller.
+// The result that the value `name` of `place` asks a call to give, or that of the call's work.
+template <typename Work>
+HRESULT Call(const std::wstring& place, const wchar_t* name, Work work) {
+    const auto requested = static_cast<HRESULT>(InheritedNumber(place, name));
+    return requested != S_OK ? requested : work();
+}
+
+// Gives a new object to the caller.
 template <typename Object, typename Interface>
 HRESULT GiveObject(const std::wstring& place, Interface** out) {
     *out = new Object(place);
     return S_OK;
 }
 
-// Hands an array of new objects to the caller, one for each place.
+// Gives an array of new objects to the caller, one for each place, or null for a place that is told
+// so.
 template <typename Object>
 HRESULT GiveArray(const std::vector<std::wstring>& places, LONG lower_bound, SAFEARRAY** out) {
     *out = nullptr;
@@ -43,10 +54,9 @@ HRESULT GiveArray(const std::vector<std::wstring>& places, LONG lower_bound, SAF
     }
     LONG index = lower_bound;
     for (const std::wstring& place : places) {
-        ComPtr<Object> object(new Object(place));
-        if (HRESULT result = SafeArrayPutElement(array.get(), &index, object.get());
-            FAILED(result)) {
-            return result;
+        if (!ReadNumber(place, L"NullElement")) {
+            ComPtr<Object> object(new Object(place));
+            SafeArrayPutElement(array.get(), &index, object.get());
         }
         ++index;
     }
@@ -59,12 +69,12 @@ class SubscriberInformation final : public ModemObject<MbnSubscriberInformation>
     explicit SubscriberInformation(std::wstring place) : m_place(std::move(place)) {}
 
     HRESULT STDMETHODCALLTYPE get_SubscriberID(BSTR* subscriber_id) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetSubscriberId");
-        return FAILED(result) ? result : GiveText(m_place, L"SubscriberId", subscriber_id);
+        return Call(m_place, L"FailGetSubscriberId",
+                    [&] { return GiveText(m_place, L"SubscriberId", subscriber_id); });
     }
     HRESULT STDMETHODCALLTYPE get_SimIccID(BSTR* sim_icc_id) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetSimIccId");
-        return FAILED(result) ? result : GiveText(m_place, L"SimIccId", sim_icc_id);
+        return Call(m_place, L"FailGetSimIccId",
+                    [&] { return GiveText(m_place, L"SimIccId", sim_icc_id); });
     }
 
  private:
@@ -76,35 +86,29 @@ class Connection final : public ModemObject<MbnConnection> {
     explicit Connection(std::wstring place) : m_place(std::move(place)) {}
 
     HRESULT STDMETHODCALLTYPE Connect(int mode, LPCWSTR profile, ULONG* request_id) override {
-        HRESULT result = RequestedResult(m_place, L"FailConnect");
-        if (FAILED(result)) {
-            return result;
-        }
-        constexpr int kByProfileName = 0;
-        if (mode != kByProfileName || profile == nullptr || request_id == nullptr) {
-            return E_INVALIDARG;
-        }
-        *request_id = NextRequest();
-        return ConnectInterface(m_place, profile);
+        return Call(m_place, L"FailConnect", [&] {
+            constexpr int kByProfileName = 0;
+            if (mode != kByProfileName || profile == nullptr || request_id == nullptr) {
+                return E_INVALIDARG;
+            }
+            *request_id = NextRequest();
+            return ConnectInterface(m_place, profile);
+        });
     }
     HRESULT STDMETHODCALLTYPE Disconnect(ULONG* request_id) override {
-        HRESULT result = RequestedResult(m_place, L"FailDisconnect");
-        if (FAILED(result)) {
-            return result;
-        }
-        if (request_id == nullptr) {
-            return E_INVALIDARG;
-        }
-        *request_id = NextRequest();
-        return DisconnectInterface(m_place);
+        return Call(m_place, L"FailDisconnect", [&] {
+            if (request_id == nullptr) {
+                return E_INVALIDARG;
+            }
+            *request_id = NextRequest();
+            return DisconnectInterface(m_place);
+        });
     }
     HRESULT STDMETHODCALLTYPE GetConnectionState(int* state, BSTR* profile_name) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetConnectionState");
-        if (FAILED(result)) {
-            return result;
-        }
-        *state = static_cast<int>(ReadNumber(m_place, L"ActivationState").value_or(0));
-        return GiveText(m_place, L"ActiveProfile", profile_name);
+        return Call(m_place, L"FailGetConnectionState", [&] {
+            *state = static_cast<int>(ReadNumber(m_place, L"ActivationState").value_or(0));
+            return GiveText(m_place, L"ActiveProfile", profile_name);
+        });
     }
 
  private:
@@ -124,34 +128,29 @@ class Interface final : public ModemObject<MbnInterface> {
 
     HRESULT STDMETHODCALLTYPE
     GetSubscriberInformation(MbnSubscriberInformation** information) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetSubscriberInformation");
-        return FAILED(result) ? result : GiveObject<SubscriberInformation>(m_place, information);
+        return Call(m_place, L"FailGetSubscriberInformation",
+                    [&] { return GiveObject<SubscriberInformation>(m_place, information); });
     }
     HRESULT STDMETHODCALLTYPE GetReadyState(int* state) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetReadyState");
-        if (SUCCEEDED(result)) {
+        return Call(m_place, L"FailGetReadyState", [&] {
             *state = static_cast<int>(ReadNumber(m_place, L"ReadyState").value_or(0));
-        }
-        return result;
+            return S_OK;
+        });
     }
     HRESULT STDMETHODCALLTYPE GetHomeProvider(MbnProvider* provider) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetHomeProvider");
-        if (FAILED(result)) {
-            // What a failing call leaves in the structure is not to be used, nor freed.
-            static BSTR own_text = SysAllocString(L"the modem's own");
-            provider->id = provider->name = own_text;
-            return result;
-        }
-        constexpr ULONG kHome = 1;
-        provider->state = kHome;
-        provider->data_class = 0;
-        GiveText(m_place, L"ProviderId", &provider->id);
-        GiveText(m_place, L"ProviderName", &provider->name);
-        return S_OK;
+        // With a result other than S_OK the texts are not the caller's to use, nor to free.
+        static BSTR own_text = SysAllocString(L"the modem's own");
+        *provider = {own_text, 0, own_text, 0};
+        return Call(m_place, L"FailGetHomeProvider", [&] {
+            constexpr ULONG kHome = 1;
+            provider->state = kHome;
+            GiveText(m_place, L"ProviderId", &provider->id);
+            return GiveText(m_place, L"ProviderName", &provider->name);
+        });
     }
     HRESULT STDMETHODCALLTYPE GetConnection(MbnConnection** connection) override {
-        HRESULT result = RequestedResult(m_place, L"FailGetConnection");
-        return FAILED(result) ? result : GiveObject<Connection>(m_place, connection);
+        return Call(m_place, L"FailGetConnection",
+                    [&] { return GiveObject<Connection>(m_place, connection); });
     }
 
  private:
@@ -161,12 +160,10 @@ class Interface final : public ModemObject<MbnInterface> {
 class InterfaceManager final : public ModemObject<MbnInterfaceManager> {
  public:
     HRESULT STDMETHODCALLTYPE GetInterfaces(SAFEARRAY** interfaces) override {
-        HRESULT result = RequestedResult(L"", L"FailGetInterfaces");
-        if (FAILED(result)) {
-            return result;
-        }
-        const DWORD lower_bound = ReadNumber(L"", L"LowerBound").value_or(0);
-        return GiveArray<Interface>(Interfaces(), static_cast<LONG>(lower_bound), interfaces);
+        return Call(L"", L"FailGetInterfaces", [&] {
+            const DWORD lower_bound = ReadNumber(L"", L"LowerBound").value_or(0);
+            return GiveArray<Interface>(Interfaces(), static_cast<LONG>(lower_bound), interfaces);
+        });
     }
 };
 
@@ -175,8 +172,7 @@ class Profile final : public ModemObject<MbnConnectionProfile> {
     explicit Profile(std::wstring place) : m_place(std::move(place)) {}
 
     HRESULT STDMETHODCALLTYPE Delete() override {
-        HRESULT result = RequestedResult(m_place, L"FailDelete");
-        return FAILED(result) ? result : DeleteProfile(m_place);
+        return Call(m_place, L"FailDelete", [&] { return DeleteProfile(m_place); });
     }
 
  private:
@@ -190,35 +186,30 @@ class ProfileManager final : public ModemObject<MbnConnectionProfileManager> {
         if (mbn_interface == nullptr) {
             return E_NOTIMPL;
         }
-        // No proxy can come in between: the server is in-process and fits every apartment.
+        // The server is in-process and fits every apartment: there is no proxy.
         const std::wstring& place = static_cast<Interface*>(mbn_interface)->Place();
-        HRESULT result = RequestedResult(place, L"FailGetConnectionProfiles");
-        return FAILED(result) ? result : GiveArray<Profile>(Profiles(place), 0, profiles);
+        return Call(place, L"FailGetConnectionProfiles",
+                    [&] { return GiveArray<Profile>(Profiles(place), 0, profiles); });
     }
     HRESULT STDMETHODCALLTYPE CreateConnectionProfile(LPCWSTR document) override {
-        HRESULT result = RequestedResult(L"", L"FailCreateProfile");
-        if (FAILED(result)) {
-            return result;
-        }
-        return document == nullptr ? E_INVALIDARG : CreateProfile(document);
+        return Call(L"", L"FailCreateProfile",
+                    [&] { return document == nullptr ? E_INVALIDARG : CreateProfile(document); });
     }
 };
 
 template <typename Manager>
 HRESULT CreateManager(const wchar_t* failure, REFIID iid, void** object) {
     *object = nullptr;
-    HRESULT result = RequestedResult(L"", failure);
-    if (FAILED(result)) {
-        return result;
-    }
-    // The service is to ask from the multithreaded apartment.
-    APTTYPE apartment = APTTYPE_CURRENT;
-    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
-    if (FAILED(CoGetApartmentType(&apartment, &qualifier)) || apartment != APTTYPE_MTA) {
-        return RPC_E_WRONG_THREAD;
-    }
-    ComPtr<Manager> manager(new Manager);
-    return manager->QueryInterface(iid, object);
+    return Call(L"", failure, [&]() -> HRESULT {
+        // The service must ask from the multithreaded apartment.
+        APTTYPE apartment = APTTYPE_CURRENT;
+        APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
+        if (FAILED(CoGetApartmentType(&apartment, &qualifier)) || apartment != APTTYPE_MTA) {
+            return RPC_E_WRONG_THREAD;
+        }
+        ComPtr<Manager> manager(new Manager);
+        return manager->QueryInterface(iid, object);
+    });
 }
 
 }  // namespace

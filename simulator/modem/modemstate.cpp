@@ -124,13 +124,11 @@ void WriteNumber(const std::wstring& place, const wchar_t* name, DWORD value) {
                     sizeof(value));
 }
 
-HRESULT RequestedResult(std::wstring place, const wchar_t* name) {
+DWORD InheritedNumber(std::wstring place, const wchar_t* name) {
     for (;;) {
-        if (std::optional<DWORD> result = ReadNumber(place, name)) {
-            return static_cast<HRESULT>(*result);
-        }
-        if (place.empty()) {
-            return S_OK;
+        const std::optional<DWORD> value = ReadNumber(place, name);
+        if (value || place.empty()) {
+            return value.value_or(0);
         }
         const size_t separator = place.rfind(L'\\');
         place.resize(separator == std::wstring::npos ? 0 : separator);

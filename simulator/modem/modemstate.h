@@ -22,9 +22,8 @@ std::optional<std::wstring> ReadText(const std::wstring& place, const wchar_t* n
 // Sets a value, making the place if need be.
 void WriteNumber(const std::wstring& place, const wchar_t* name, DWORD value);
 
-// The HRESULT that the value `name` of `place`, or of the nearest place above it that has one, asks
-// a call to give; S_OK if none does.
-HRESULT RequestedResult(std::wstring place, const wchar_t* name);
+// The value of `place`, or of the nearest place above it that has one; 0 if none has.
+DWORD InheritedNumber(std::wstring place, const wchar_t* name);
 
 // What the calls of the same names do. HRESULTs are those of the real modem service.
 HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profile_name);

@@ -125,7 +125,7 @@ constexpr TextQuery kTextQueries[] = {
     {L"MBNHELPER_GETSIMICCID", L"SimIccId", L"FailGetSimIccId"},
 };
 
-TEST_F(MbnHelperTest, CopiesAQueriedTextIntoTheRoomThereIs) {
+TEST_F(MbnHelperTest, CutsAQueriedTextToTheLengthOfTheRequests) {
     for (const TextQuery& query : kTextQueries) {
         SCOPED_TRACE(query.command);
         ClearModem();
@@ -136,27 +136,31 @@ TEST_F(MbnHelperTest, CopiesAQueriedTextIntoTheRoomThereIs) {
         EXPECT_EQ(TextAfter(query.command, L"fifteen exactly"), L"450051234567890");
         EXPECT_EQ(TextAfter(query.command, L"four"), L"4500");
         EXPECT_EQ(TextAfter(query.command, L""), L"");
-        // An empty text is a value, a missing one is not.
-        Store(Modem(L"0"), query.value, L"");
-        EXPECT_EQ(TextAfter(query.command), L"");
+        // Without a SIM there is an empty text, which is a value. A null text is none.
         Remove(Modem(L"0"), query.value);
+        EXPECT_EQ(TextAfter(query.command), L"");
+        Store(Modem(L"0"), L"NullTexts", 1);
         EXPECT_EQ(TextAfter(query.command), L"untouched");
     }
 }
 
-TEST_F(MbnHelperTest, LetsTheLastInterfaceThatAnswersPrevail) {
+TEST_F(MbnHelperTest, AnswersWithTheTextOfTheLastInterfaceThatGivesOne) {
     for (const TextQuery& query : kTextQueries) {
         SCOPED_TRACE(query.command);
         ClearModem();
-        for (const wchar_t* place : {L"0", L"1", L"2"}) {
+        for (const wchar_t* place : {L"0", L"1", L"2", L"3"}) {
             AddInterface(place);
             Store(Modem(place), query.value, std::wstring(L"of ") + place);
         }
+        EXPECT_EQ(TextAfter(query.command), L"of 3");
+        Store(Modem(L"3"), L"NullElement", 1);
         EXPECT_EQ(TextAfter(query.command), L"of 2");
         FailModem(L"2", query.failure);
         EXPECT_EQ(TextAfter(query.command), L"of 1");
         Remove(Modem(L"1"), query.value);
-        EXPECT_EQ(TextAfter(query.command), L"untouched") << "a null text hides earlier ones";
+        EXPECT_EQ(TextAfter(query.command), L"") << "an empty text replaces earlier ones";
+        Store(Modem(L"1"), L"NullTexts", 1);
+        EXPECT_EQ(TextAfter(query.command), L"untouched") << "a null text replaces earlier ones";
         FailModem(L"", query.failure);
         EXPECT_EQ(TextAfter(query.command), L"untouched");
     }
@@ -172,26 +176,17 @@ TEST_F(MbnHelperTest, ReadsTheHomeProviderOnlyOfAnInitializedModem) {
     AddInterface(L"1");
     FailModem(L"1", L"FailGetReadyState");
     EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
+    // A success that is not S_OK gives no provider either.
+    Remove(Modem(L"1"), L"FailGetReadyState");
+    Store(Modem(L"1"), L"FailGetHomeProvider", S_FALSE);
+    EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
 }
 
-TEST_F(MbnHelperTest, ReadsBySelectorIntoTheCallersStorage) {
+TEST_F(MbnHelperTest, ReadsNothingForAnUnknownSelector) {
     AddInterface(L"0");
-    AddInterface(L"1");
-    MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    MBN_PROVIDER provider = {};
-    BSTR texts[3] = {};
-    void* const storage[] = {&state, &provider, &texts[0], &texts[1], &texts[2]};
-    for (uint32_t selector = 0; selector < 5; ++selector) {
-        EXPECT_EQ(QueryMbnInterface(MbnQuerySelector{selector}, storage[selector]), S_OK);
-    }
-    EXPECT_EQ(state, 1);
-    EXPECT_EQ(texts[2], nullptr);
-    std::wstring read;
-    for (BSTR text : {provider.providerID, provider.providerName, texts[0], texts[1]}) {
-        read += text != nullptr ? text : L"(null)";
-        SysFreeString(text);
-    }
-    EXPECT_EQ(read, L"id1name1iccid1subscriber1");
+    BSTR text = nullptr;
+    EXPECT_EQ(QueryMbnInterface(MbnQuerySelector{4}, &text), S_OK);
+    EXPECT_EQ(text, nullptr);
 }
 
 TEST_F(MbnHelperTest, ConnectsWhatIsNeitherConnectedNorConnecting) {

@@ -1,4 +1,4 @@
-// The walk over the mobile broadband interfaces that every operation on the modem makes.
+// The loop over the mobile broadband interfaces, common to all operations on the modem.
 #pragma once
 
 #include <windows.h>
@@ -8,8 +8,7 @@
 #include "service/console.h"
 #include "win32/uniquehandle.h"
 
-// What the work on one element came to. `go_on` false ends it there, with the elements behind left
-// out.
+// The result of the work on one element. If `go_on` is false, later elements are left out.
 struct StepResult {
     HRESULT result;
     bool go_on = true;
@@ -23,13 +22,13 @@ inline bool SucceededOrPrint(HRESULT result, const wchar_t* message) {
     return SUCCEEDED(result);
 }
 
-// Calls `step`, a StepResult(Element&), with every element of the array from the lower to the upper
-// bound of its one dimension. An element that cannot be fetched or is not an `iid` object is passed
-// over. The array stays the caller's, each element's reference is given up before the next one is
-// fetched. Calls SafeArrayGetLBound, SafeArrayGetUBound and SafeArrayGetElement.
+// Calls `step`, a StepResult(Element&), for every element of the array, which has one dimension and
+// stays the caller's. Skips elements that cannot be fetched, are null or have no interface `iid`.
+// Releases each element before the next is fetched. Calls SafeArrayGetLBound, SafeArrayGetUBound
+// and SafeArrayGetElement.
 //
-// The result is that of the last thing done, `go_on` false when a bound failed or the step said so.
-// Prints the message of the bound that cannot be asked for.
+// Returns the result of the last call that was made. `go_on` is false if `step` said so, or if a
+// bound cannot be read: then the message of that bound is printed.
 template <typename Element, typename Step>
 StepResult ForEachElement(SAFEARRAY* array,
                           REFIID iid,
@@ -55,20 +54,19 @@ StepResult ForEachElement(SAFEARRAY* array,
         }
         ComPtr<Element> element;
         last.result = unknown->QueryInterface(iid, element.put_void());
-        if (FAILED(last.result)) {
-            continue;
+        if (SUCCEEDED(last.result)) {
+            last = step(*element.get());
         }
-        last = step(*element.get());
     }
     return last;
 }
 
-// Calls `step`, a StepResult(IMbnInterface&), with every mobile broadband interface. The calling
-// thread must be in an apartment. The first thing that fails prints its message, `manager_error`
-// when the interface manager cannot be created, and ends the walk. Gives up everything it obtained
-// and returns the HRESULT of the last thing done.
+// Calls `step`, a StepResult(IMbnInterface&), for every mobile broadband interface. The calling
+// thread must be in an apartment. The first failure prints its message, `manager_error` if the
+// interface manager cannot be created, and ends the loop. Returns the HRESULT of the last call that
+// was made. Nothing is held afterwards.
 template <typename Step>
-HRESULT WalkInterfacesInApartment(const wchar_t* manager_error, Step step) {
+HRESULT ForEachInterfaceInApartment(const wchar_t* manager_error, Step step) {
     ComPtr<IMbnInterfaceManager> manager;
     HRESULT result = CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL,
                                       IID_IMbnInterfaceManager, manager.put_void());
@@ -86,13 +84,13 @@ HRESULT WalkInterfacesInApartment(const wchar_t* manager_error, Step step) {
         .result;
 }
 
-// The same for a thread of no apartment: it is in the multithreaded one for the length of the walk.
+// The same for a thread that is in no apartment: it joins the multithreaded one meanwhile.
 template <typename Step>
-HRESULT WalkInterfaces(Step step) {
+HRESULT ForEachInterface(Step step) {
     ComApartment apartment;
-    // Kept: the spelling, here and in the profiles; and no message has a line end.
+    // Kept: the spelling, here and for the profiles; and no message has a line end.
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();
     }
-    return WalkInterfacesInApartment(L"CoCreateInstance error", step);
+    return ForEachInterfaceInApartment(L"CoCreateInstance error", step);
 }
