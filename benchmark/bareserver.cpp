@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <span>
 #include <string>
 
 #include "benchmark/barework.h"
@@ -44,8 +45,7 @@ void Store(const wchar_t* path, const wchar_t* name, DWORD type, const void* dat
     RegCloseKey(key);
 }
 
-template <typename Steps>
-void Route(const Steps& steps) {
+void Route(std::span<const UsbfnStep> steps) {
     for (const UsbfnStep& step : steps) {
         switch (step.action) {
             case UsbfnAction::kDelete: {

@@ -4,29 +4,26 @@
 
 namespace {
 
-void GetSwitch(Answer& answer) {
-    // Stays 0 when it cannot be read.
-    std::uint32_t value = 0;
-    ReadControlDeviceValue(&value);
-    answer.flag = value == kControlDeviceOn;
-    answer.number = static_cast<long>(value);
-}
-
-// Kept: the answer is the request, whether the device took the value or not.
-void SetSwitch(Answer& answer) {
-    WriteControlDeviceValue(answer.flag ? kControlDeviceOn : kControlDeviceOff);
-}
-
-void IsSwitchSupported(Answer& answer) {
-    std::uint32_t supported = 0;
-    QueryControlDeviceSupport(&supported);
-    answer.number = static_cast<long>(supported);
-}
-
 constexpr Command kCommands[] = {
-    {L"BLEHELPER_GETBLE", GetSwitch},
-    {L"BLEHELPER_SETBLE", SetSwitch},
-    {L"BLEHELPER_ISBLESUPPORT", IsSwitchSupported},
+    {L"BLEHELPER_GETBLE",
+     [](Answer& answer) {
+         // Stays 0 if it cannot be read.
+         std::uint32_t value = 0;
+         ReadControlDeviceValue(&value);
+         answer.flag = value == kControlDeviceOn;
+         answer.number = static_cast<long>(value);
+     }},
+    // Kept: the answer is the request, also if the write fails.
+    {L"BLEHELPER_SETBLE",
+     [](Answer& answer) {
+         WriteControlDeviceValue(answer.flag ? kControlDeviceOn : kControlDeviceOff);
+     }},
+    {L"BLEHELPER_ISBLESUPPORT",
+     [](Answer& answer) {
+         std::uint32_t supported = 0;
+         QueryControlDeviceSupport(&supported);
+         answer.number = static_cast<long>(supported);
+     }},
 };
 static_assert(SameCommands<kCommands, kBleHelperHelp>());
 

@@ -1,4 +1,4 @@
-// The "BLEHELPER_" command family: reads and sets the switch of the control device.
+// The "BLEHELPER_" command family: reads and writes the switch of the control device.
 #pragma once
 
 #include "rpc/command.h"

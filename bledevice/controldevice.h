@@ -1,14 +1,13 @@
-// The vendor control device, which holds one 32-bit switch value. Every routine returns 0 when it
-// succeeded, and 1 when the device is missing or refused; then its output variable is untouched.
-// A control call that fails leaves the device handle open for good: only a successful one closes
-// it.
+// The vendor's control device, which holds one 32-bit switch value. Each function returns 0 if it
+// succeeded, and 1 if the device is missing or refuses; then the output variable is unchanged. A
+// control call that fails leaves the device handle open: only a successful one closes it.
 #pragma once
 
 #include <windows.h>
 
 #include <cstdint>
 
-// The class of the device's interface.
+// The device interface class.
 inline constexpr GUID kControlDeviceClass = {0xE5A92EF2,
                                              0x3663,
                                              0x46C0,
@@ -18,16 +17,13 @@ inline constexpr GUID kControlDeviceClass = {0xE5A92EF2,
 inline constexpr std::uint32_t kControlDeviceOn = 85;
 inline constexpr std::uint32_t kControlDeviceOff = 0;
 
-// Opens the first present device of the class for reading and writing; the caller closes `device`
-// with CloseHandle. A list of devices longer than 256 characters counts as no device. Calls
+// Opens the first present device of the class for reading and writing. The caller closes `device`
+// with CloseHandle. A device list longer than 256 characters counts as no device. Calls
 // CM_Get_Device_Interface_List_SizeW, CM_Get_Device_Interface_ListW and CreateFileW.
 int OpenControlDevice(HANDLE* device);
 
-// Stores 1 if the device supports the switch, 0 if it does not. Calls DeviceIoControl.
+// These call DeviceIoControl. QueryControlDeviceSupport stores 1 if the device supports the switch,
+// otherwise 0.
 int QueryControlDeviceSupport(std::uint32_t* supported);
-
-// Stores the current switch value. Calls DeviceIoControl.
 int ReadControlDeviceValue(std::uint32_t* value);
-
-// Sets the switch value. Calls DeviceIoControl.
 int WriteControlDeviceValue(std::uint32_t value);

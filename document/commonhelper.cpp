@@ -7,24 +7,20 @@
 
 namespace {
 
-// The request's text is a path in both commands and is in neither answer.
+// Returns the request's text, which is a path, and leaves an empty text in the answer.
 const wchar_t* TakePath(Answer& answer) {
     static wchar_t no_text[] = L"";
     return std::exchange(answer.text, no_text);
 }
 
-void IsFileExists(Answer& answer) {
-    answer.flag = false;
-    answer.flag = PathExists(TakePath(answer));
-}
-
-void ReadDocument(Answer& answer) {
-    SetText(answer, ReadDocumentText(TakePath(answer)));
-}
-
 constexpr Command kCommands[] = {
-    {L"COMMONHELPER_ISFILE_EXISTS", IsFileExists},
-    {L"COMMONHELPER_READEULADOCUMENT", ReadDocument},
+    {L"COMMONHELPER_ISFILE_EXISTS",
+     [](Answer& answer) {
+         answer.flag = false;
+         answer.flag = PathExists(TakePath(answer));
+     }},
+    {L"COMMONHELPER_READEULADOCUMENT",
+     [](Answer& answer) { SetText(answer, ReadDocumentText(TakePath(answer))); }},
 };
 static_assert(SameCommands<kCommands, kCommonHelperHelp>());
 

@@ -1,6 +1,6 @@
-// The part of the Windows Mobile Broadband API that the service uses, declared here because not
-// every Windows header set has it. The names, the order of the slots and the values are those
-// Windows publishes; slots that the service never calls stand for their place in the table.
+// The part of the Windows Mobile Broadband API that the service uses; not every Windows header set
+// has it. Names, order of methods and values are those that Windows publishes. Methods that the
+// service does not call keep the places of the others.
 #pragma once
 
 #include <windows.h>
@@ -68,7 +68,7 @@ enum MBN_VOICE_CALL_STATE : int {
     MBN_VOICE_CALL_STATE_HANGUP = 2,
 };
 
-// Whoever is given one with S_OK frees both strings.
+// The caller frees both strings if the call returned S_OK.
 struct MBN_PROVIDER {
     BSTR providerID;
     ULONG providerState;
@@ -77,7 +77,7 @@ struct MBN_PROVIDER {
 };
 static_assert(sizeof(MBN_PROVIDER) == 32);
 
-// Only a pointer to it is passed, in a slot that the service does not call.
+// Used by a method that the service does not call.
 struct MBN_INTERFACE_CAPS;
 
 struct IMbnSubscriberInformation : IUnknown {

@@ -1,4 +1,4 @@
-// The "MBNHELPER_" command family: asks and drives the modem.
+// The "MBNHELPER_" command family: queries and controls the modem.
 #pragma once
 
 #include "rpc/command.h"

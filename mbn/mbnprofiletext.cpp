@@ -2,7 +2,7 @@
 
 namespace {
 
-// What an element of the document is filled with.
+// The value of an element of the document.
 enum Value : size_t {
     kNothing,
     kName,
@@ -25,7 +25,7 @@ struct Element {
     const wchar_t* closing;
 };
 
-// The document from first to last. An element whose value is null is left out.
+// The document, in order. An element whose value is null is left out.
 constexpr Element kElements[] = {
     {L"<?xml version=\"1.0\"?>"
      L"<MBNProfileExt xmlns=\"http://www.microsoft.com/networking/WWAN/profile/v4\">",
@@ -43,7 +43,7 @@ constexpr Element kElements[] = {
     {L"<AccessString>", kAccessString, L"</AccessString>"},
     {L"<Compression>", kCompression, L"</Compression>"},
     {L"<AuthProtocol>", kAuthProtocol, L"</AuthProtocol>"},
-    // Kept: here, where the schema of Windows has neither.
+    // Kept: in this place, where the schema of Windows has neither.
     {L"<Username>", kUsername, L"</Username>"},
     {L"<Password>", kPassword, L"</Password>"},
     {L"<IPType>", kIpType, L"</IPType>"},
@@ -53,7 +53,7 @@ constexpr Element kElements[] = {
 
 constexpr size_t kElementCapacity = 256;
 
-// Builds a terminated text in a buffer of its own size and cuts what does not fit.
+// Builds a terminated text in a buffer and cuts what does not fit.
 template <size_t capacity>
 class CutText {
  public:
@@ -75,9 +75,8 @@ bool IsDelimiter(wchar_t character) {
     return character == L'|' || character == L'\n';
 }
 
+// Returns the next token at or after `position`, terminated in place; null after the last one.
 // Kept: delimiters in a row count as one, so that a field in the middle cannot be empty.
-//
-// The next token at or behind `position`, terminated in place, or null behind the last one.
 wchar_t* NextToken(wchar_t*& position) {
     while (IsDelimiter(*position)) {
         ++position;
@@ -95,7 +94,7 @@ wchar_t* NextToken(wchar_t*& position) {
     return token;
 }
 
-// The C runtime compares like this in the "C" locale, the only one that the service runs in.
+// As the C runtime compares in the "C" locale, in which the service runs.
 wchar_t AsciiUpper(wchar_t character) {
     return character >= L'a' && character <= L'z' ? static_cast<wchar_t>(character - L'a' + L'A')
                                                   : character;
@@ -150,7 +149,7 @@ ProfileDocument AssembleProfileDocument(const ApnFields& fields, const SimIdenti
         }
         wchar_t scratch[kElementCapacity];
         CutText text(scratch);
-        // Kept: nothing is escaped; what is too long is cut, here and in the whole.
+        // Kept: nothing is escaped, and texts that are too long are cut.
         text.Append(element.opening);
         text.Append(value);
         text.Append(element.closing);

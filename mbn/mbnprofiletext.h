@@ -1,13 +1,13 @@
-// The text work behind a connection profile: the request's fields and the profile document. Plain
-// functions over plain data that need nothing of Windows, so that they can be examined anywhere.
+// The texts of a connection profile: the fields of the request, and the profile document. Includes
+// nothing of Windows, so that it can be fuzzed on any machine.
 #pragma once
 
 #include <cstddef>
 
-// The one profile of the service: created under this name and connected with by it.
+// The name of the service's own profile, which it creates and connects with.
 inline constexpr wchar_t kProfileName[] = L"Bramble Profile";
 
-// The fields of a request, in the order in which they stand in it.
+// The fields of a request, in their order.
 enum ApnField : size_t {
     kApnDescription,
     kApnAccessString,
@@ -19,35 +19,33 @@ enum ApnField : size_t {
     kApnFieldCount,
 };
 
-// Characters of one field, its terminator included.
+// In characters, with the terminator.
 inline constexpr size_t kApnFieldCapacity = 256;
 
-// The field texts by ApnField, empty where the request gave none.
+// The texts by ApnField. A field that the request does not have is empty.
 struct ApnFields {
     wchar_t text[kApnFieldCount][kApnFieldCapacity];
 };
 
-// What the SIM says of itself; no pointer is null, an unknown value is an empty text.
+// The SIM's values. An unknown value is an empty text, never null.
 struct SimIdentity {
     const wchar_t* icc_id;
     const wchar_t* home_provider_name;
     const wchar_t* subscriber_id;
 };
 
-// Characters of a profile document, its terminator included.
+// In characters, with the terminator.
 inline constexpr size_t kProfileDocumentCapacity = 1024;
 
 struct ProfileDocument {
     wchar_t text[kProfileDocumentCapacity];
 };
 
-// Splits `text` at "|" and line feed into `fields`, writing a terminator over the delimiter
-// behind each token. Delimiters in a row count as one, so no field but a last one can be empty. A
-// token that does not fit its field is cut. Returns the number of tokens past the last field, which
-// are not kept.
+// Splits `text` at "|" and line feed into `fields`, and writes a terminator over the delimiter
+// after each token. Delimiters in a row count as one, so only the last fields can be empty. A token
+// that is too long for its field is cut. Tokens past the last field are dropped; returns how many.
 size_t SplitApnFields(wchar_t* text, ApnFields& fields);
 
-// The document that describes the profile, of schema version 4. Values are inserted as they are,
-// without escaping; an element of more than 255 characters and a document of more than 1023 are cut
-// there.
+// Returns the document of the profile, schema version 4. Values are not escaped. An element is cut
+// after 255 characters, the document after 1023.
 ProfileDocument AssembleProfileDocument(const ApnFields& fields, const SimIdentity& sim);

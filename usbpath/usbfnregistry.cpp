@@ -8,7 +8,7 @@
 
 namespace {
 
-// Kept: the key is opened anew for every value.
+// Kept: the key is opened again for every value.
 bool Store(const wchar_t* key_path,
            const wchar_t* value_name,
            DWORD type,
@@ -22,7 +22,7 @@ bool Store(const wchar_t* key_path,
     }
     if (RegSetValueExW(key.get(), value_name, 0, type, static_cast<const BYTE*>(data),
                        static_cast<DWORD>(size)) != ERROR_SUCCESS) {
-        // Kept: the thread's last error, not the status just returned.
+        // Kept: the thread's last error, not the status that was returned.
         ConsolePrint(L"RegSetValueEx fail, GetLastError(%d) ValueName[%ls]\n",
                      static_cast<int>(GetLastError()), value_name);
         return false;
@@ -58,7 +58,7 @@ bool DeleteUsbfnValue(const wchar_t* key_path, const wchar_t* value_name) {
         return false;
     }
     if (RegDeleteValueW(key.get(), value_name) != ERROR_SUCCESS) {
-        // Kept: said of every failure.
+        // Kept: the same message for every failure.
         ConsolePrint(L"RegistryDeleteValue fail, the value(%ls) does not exist\n", value_name);
         return false;
     }

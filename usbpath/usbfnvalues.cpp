@@ -1,5 +1,6 @@
 #include "usbpath/usbfnvalues.h"
 
+#include <array>
 #include <bit>
 #include <cstddef>
 
@@ -12,7 +13,7 @@ constexpr auto BytesOf(const Descriptor& descriptor) {
     return std::bit_cast<std::array<std::uint8_t, sizeof(Descriptor)>>(descriptor);
 }
 
-// Field names of descriptors are those of the USB documents.
+// The fields of descriptors have their names from the USB documents.
 #pragma pack(push, 1)
 
 struct BosHeader {
@@ -90,7 +91,7 @@ struct CompatibleIdDescriptor {
     CompatibleIdSection sections[3];
 };
 
-// name_units counts the terminator. Data is a number or an array of UTF-16 units.
+// `name_units` includes the terminator. `Data` is a number or an array of UTF-16 units.
 template <std::size_t name_units, typename Data>
 struct PropertySection {
     std::uint32_t dwSize;
@@ -160,7 +161,7 @@ constexpr EndpointDescriptor kBulkIn =
     Endpoint(kEndpointIn | 1, kEndpointBulk, kHighSpeedBulkPacket, 0);
 constexpr EndpointDescriptor kBulkOut = Endpoint(2, kEndpointBulk, kHighSpeedBulkPacket, 0);
 
-// Link power management over USB 2.0; full, high and super speed, working from full speed up.
+// Link power management over USB 2.0; full, high and super speed; works at full speed and above.
 constexpr auto kBosDescriptor = BytesOf(BosDescriptor{
     {sizeof(BosHeader), kTypeBos, sizeof(BosDescriptor), 2},
     {sizeof(Usb2ExtensionCapability), kTypeDeviceCapability, 0x02, 0x00000002},
@@ -170,7 +171,7 @@ constexpr auto kBosDescriptor = BytesOf(BosDescriptor{
 constexpr auto kVendorInterface =
     BytesOf(InterfaceWithEndpoints<2>{Interface(2, 0xFF, 0xFF, 0xFF), {kBulkIn, kBulkOut}});
 
-// Still image class, as MTP asks for.
+// The still image class, as MTP requires.
 constexpr auto kMtpInterface = BytesOf(InterfaceWithEndpoints<3>{
     Interface(3, 0x06, 0x01, 0x01),
     {kBulkIn, kBulkOut, Endpoint(kEndpointIn | 3, kEndpointInterrupt, 0x0040, 4)}});
@@ -209,11 +210,11 @@ constexpr auto ExtendedProperties(const char16_t (&guid)[39]) {
         Property(u"UserSetDeviceIdleEnabled", kPropertyDword, std::uint32_t{1})});
 }
 
-// Kept: the first differs from the interface's own "InterfaceGuid"; the second does not.
+// Kept: the first GUID differs from the "InterfaceGuid" of its interface; the second does not.
 constexpr auto kIpOverUsbProperties = ExtendedProperties(u"{26fedc4e-6ac3-4241-9e4d-e3d4b2c5c534}");
 constexpr auto kVidStreamProperties = ExtendedProperties(u"{31648E59-6FCB-4D81-9C97-D00999B0459A}");
 
-// Kept: control set 1 by name, not the current one.
+// Kept: control set 1, not the current one.
 #define CONTROL_SET L"SYSTEM\\ControlSet001\\"
 constexpr wchar_t kUsb[] = CONTROL_SET L"Control\\USB";
 constexpr wchar_t kUsbfn[] = CONTROL_SET L"Control\\USBFN";
@@ -245,7 +246,7 @@ constexpr UsbfnStep String(const wchar_t* key_path,
     return {key_path, value_name, UsbfnAction::kSetString, 0, text};
 }
 
-// `names` separated and ended by NUL; the literal's own terminator is the final empty string.
+// Each of `names` ends with a NUL. The terminator of the literal is the final empty string.
 template <std::size_t units>
 constexpr UsbfnStep InterfaceList(const wchar_t* key_path, const wchar_t (&names)[units]) {
     return {key_path, kInterfaceListName, UsbfnAction::kSetInterfaceList, 0, {names, units}};
@@ -257,15 +258,13 @@ constexpr UsbfnStep Binary(const wchar_t* key_path,
     return {key_path, value_name, UsbfnAction::kSetBinary, 0, {}, bytes};
 }
 
-}  // namespace
-
 // clang-format off
-constexpr std::array<UsbfnStep, 42> kCpSequence = {
+constexpr UsbfnStep kCpSteps[] = {
     Dword(kUsb, L"RoleSwitchMode", 3),
 
     Dword(kRmNetConfiguration, L"bmAttributes", 0x80),
     Dword(kRmNetConfiguration, L"bMaxPower", 0xFA),
-    // Deleted first: a value of another type must not survive.
+    // Deleted first, so that no value of another type remains.
     Delete(kRmNetConfiguration, kInterfaceListName),
     InterfaceList(kRmNetConfiguration, L"DIAG\0NMEA\0MODEM\0RMNET\0"),
 
@@ -315,7 +314,7 @@ constexpr std::array<UsbfnStep, 42> kCpSequence = {
     Dword(kDiagnosticRouter, L"TransportType", 1),
 };
 
-constexpr std::array<UsbfnStep, 42> kApSequence = {
+constexpr UsbfnStep kApSteps[] = {
     Delete(kUsb, L"RoleSwitchMode"),
 
     Delete(kRmNetConfiguration, L"bmAttributes"),
@@ -366,7 +365,12 @@ constexpr std::array<UsbfnStep, 42> kApSequence = {
     Delete(kBusDriver, L"EnableU1U2"),
     // Kept: set, not deleted.
     Dword(kDiagnosticRouter, L"TransportType", 2),
-    // Kept: no value that kCpSequence wrote.
+    // Kept: kCpSequence does not write it.
     Delete(kDiagnosticBridge, L"Start"),
 };
 // clang-format on
+
+}  // namespace
+
+constinit const std::span<const UsbfnStep> kCpSequence = kCpSteps;
+constinit const std::span<const UsbfnStep> kApSequence = kApSteps;

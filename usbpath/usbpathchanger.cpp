@@ -5,41 +5,34 @@
 
 namespace {
 
-// A step that fails has printed its message; the sequence goes on whatever happened.
-void Apply(const UsbfnStep& step) {
-    switch (step.action) {
-        case UsbfnAction::kDelete:
-            DeleteUsbfnValue(step.key_path, step.value_name);
-            break;
-        case UsbfnAction::kSetDword:
-            SetUsbfnDword(step.key_path, step.value_name, step.number);
-            break;
-        case UsbfnAction::kSetString:
-            SetUsbfnString(step.key_path, step.value_name, step.text);
-            break;
-        case UsbfnAction::kSetInterfaceList:
-            SetUsbfnInterfaceList(step.key_path, step.text);
-            break;
-        case UsbfnAction::kSetBinary:
-            SetUsbfnBinary(step.key_path, step.value_name, step.bytes);
-            break;
-    }
-}
-
-template <const auto& steps>
-void ApplyAll(Answer& /*answer*/) {
+// A step that fails has printed its message. The next one follows in any case.
+void Apply(std::span<const UsbfnStep> steps) {
     for (const UsbfnStep& step : steps) {
-        Apply(step);
+        switch (step.action) {
+            case UsbfnAction::kDelete:
+                DeleteUsbfnValue(step.key_path, step.value_name);
+                break;
+            case UsbfnAction::kSetDword:
+                SetUsbfnDword(step.key_path, step.value_name, step.number);
+                break;
+            case UsbfnAction::kSetString:
+                SetUsbfnString(step.key_path, step.value_name, step.text);
+                break;
+            case UsbfnAction::kSetInterfaceList:
+                SetUsbfnInterfaceList(step.key_path, step.text);
+                break;
+            case UsbfnAction::kSetBinary:
+                SetUsbfnBinary(step.key_path, step.value_name, step.bytes);
+                break;
+        }
     }
 }
-
-// Kept: there is nothing to read the status from, the answer is the request.
-void GetStatus(Answer& /*answer*/) {}
 
 constexpr Command kCommands[] = {
-    {L"USBPATHCHANGER_SMGETMUICSTATUS", GetStatus},
-    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", ApplyAll<kCpSequence>},
-    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", ApplyAll<kApSequence>},
+    // Kept: the answer is the request; no status is read.
+    {L"USBPATHCHANGER_SMGETMUICSTATUS", [](Answer&) {}},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", [](Answer&) { Apply(kCpSequence); }},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", [](Answer&) { Apply(kApSequence); }},
 };
 static_assert(SameCommands<kCommands, kUsbPathChangerHelp>());
 

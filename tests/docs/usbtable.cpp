@@ -42,11 +42,11 @@ std::wstring Value(const UsbfnStep& step) {
 }
 
 const UsbfnStep* WayBack(const UsbfnStep& step) {
-    const auto* found = std::find_if(kApSequence.begin(), kApSequence.end(), [&](const auto& back) {
+    const auto found = std::find_if(kApSequence.begin(), kApSequence.end(), [&](const auto& back) {
         return std::wstring_view(back.key_path) == step.key_path &&
                std::wstring_view(back.value_name) == step.value_name;
     });
-    return found != kApSequence.end() ? found : nullptr;
+    return found != kApSequence.end() ? &*found : nullptr;
 }
 
 void PrintRow(const UsbfnStep& step, const std::wstring& cp, const std::wstring& ap) {

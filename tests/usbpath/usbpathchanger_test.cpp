@@ -20,12 +20,12 @@ const std::wstring kControlSet = L"SYSTEM\\ControlSet001\\";
 const wchar_t kToCp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
 const wchar_t kToAp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
 
-// The keys that the product has opened. The test opens some too.
+// How many keys the product has opened. The test opens some too.
 int g_opened = 0;
 
-void NoteKey(bool as_due) {
-    EXPECT_TRUE(as_due || !g_watch.on);
-    EXPECT_EQ(g_watch.held, 0) << "each is closed before the next";
+void NoteKey(bool as_required) {
+    EXPECT_TRUE(as_required || !g_watch.on);
+    EXPECT_EQ(g_watch.held, 0) << "each key is closed before the next is opened";
     ++g_opened;
 }
 
@@ -54,8 +54,8 @@ const wchar_t* const kKeys[] = {
     L"Services\\QCDiagBridge", L"Services\\QCUSBFNSS\\Parameters",
 };
 
-// What the modem's route leaves in the registry, as StoredValues shows it, written down independently of
-// the product's table. {compatible}, {vendor} and the like stand for binary data.
+// The values of the route to the modem, as StoredValues shows them, independent of the product's table.
+// {compatible}, {vendor} and so on stand for binary data.
 const wchar_t kCpValues[] = LR"([Control\USB]
 RoleSwitchMode=4:03000000
 [Control\USBFN]
@@ -159,8 +159,8 @@ std::wstring CpValues() {
 }
 // clang-format on
 
-// Every value of the keys: under "[key]" sorted lines "name=type:data". All units of strings are
-// shown, zero as "|"; other data as hexadecimal bytes.
+// All values of the keys: under "[key]" sorted lines "name=type:data". Strings are shown with every
+// unit, zero as "|"; other data as hexadecimal bytes.
 std::wstring StoredValues() {
     std::wstring all;
     for (const wchar_t* key_path : kKeys) {
@@ -212,7 +212,7 @@ class UsbPathChanger : public testing::Test {
                            L"RoleSwitchMode");
     }
 
-    // Runs the command and gives what it printed.
+    // Runs the command and returns what it printed.
     static std::wstring Run(const wchar_t* command) {
         ClearPrintedText();
         wchar_t text[] = L"text";
@@ -227,22 +227,25 @@ class UsbPathChanger : public testing::Test {
 };
 
 TEST_F(UsbPathChanger, RoutesToModemAndBackAndAgain) {
-    // The key is there by then, the value is not.
+    const auto values = std::ranges::count(CpValues(), L'=');
+
+    // The interface list is deleted first. Its key is there by then, the value is not.
     EXPECT_EQ(Run(kToCp), DeleteFailure(L"InterfaceList"));
-    EXPECT_EQ(g_opened, 42);
+    EXPECT_EQ(g_opened, values + 1) << "the key is opened for every value";
     EXPECT_EQ(StoredValues(), CpValues());
 
+    // The diagnostic bridge's "Start" is deleted too.
     Store(kControlSet + L"Services\\QCDiagBridge", L"Start", 9);
     EXPECT_EQ(Run(kToAp), L"");
-    EXPECT_EQ(g_opened, 42);
+    EXPECT_EQ(g_opened, values + 1);
     EXPECT_EQ(StoredValues(), kApValues);
 
-    // All that is left to delete has gone: 41 messages.
+    // A message for every deletion; "TransportType" is set.
     const std::wstring failures = Run(kToAp);
     EXPECT_TRUE(
         failures.starts_with(DeleteFailure(L"RoleSwitchMode") + DeleteFailure(L"bmAttributes")));
     EXPECT_TRUE(failures.ends_with(DeleteFailure(L"EnableU1U2") + DeleteFailure(L"Start")));
-    EXPECT_EQ(std::count(failures.begin(), failures.end(), L'\n'), 41);
+    EXPECT_EQ(std::ranges::count(failures, L'\n'), values);
 
     // A value of another type in its place.
     Store(kControlSet + L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"InterfaceList",
@@ -254,8 +257,8 @@ TEST_F(UsbPathChanger, RoutesToModemAndBackAndAgain) {
     EXPECT_EQ(g_opened, 0);
 }
 
-TEST_F(UsbPathChanger, MissingKeysAreSkippedInSilence) {
-    // Of the keys that hold values to delete only the first is there.
+TEST_F(UsbPathChanger, SkipsMissingKeysWithoutAMessage) {
+    // Of the keys that have values to delete, only the first is there.
     EXPECT_EQ(Run(kToAp), DeleteFailure(L"RoleSwitchMode"));
     EXPECT_EQ(StoredValues(), kApValues);
 }
