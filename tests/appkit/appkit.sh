@@ -6,15 +6,14 @@ set -u
 wine_prefix_ready || exit 1
 notebook_install_programs "$1" && notebook_copy "$2" "$3" || exit 1
 tessel_service -remove >/dev/null; notebook_modem_remove
-example() { notebook_run 'C:\Windows\Tessel\example_client.exe'; }
-kitclient() { notebook_run 'C:\Windows\Tessel\kitclient.exe' "$@"; }
+app() { notebook_run "C:\\Windows\\Tessel\\$1.exe" "${@:2}"; }
 
-expect "no service" 1 "no connection: error 1722, the service is not running" example
+expect "no service" 1 "no connection: error 1722, the service is not running" app example_client
 tessel_service -install >/dev/null
 notebook_quiet net start "Tessel Service"
 wait_for_service
-expect "example" 0 $'screen mode 5\nno SIM card was read' example
-expect "restart" 0 $'1 no error\n0 the service is not running\n3 no error' kitclient
-expect "eight threads" 0 "1600 of 1600 answers are right" kitclient 200
+expect "example" 0 $'screen mode 5\nno SIM card was read' app example_client
+expect "restart" 0 $'1 no error\n0 the service is not running\n3 no error' app kitclient
+expect "eight threads" 0 "1600 of 1600 answers are right" app kitclient 200
 tessel_service -remove >/dev/null
 [ $failures -eq 0 ]

@@ -2,30 +2,30 @@
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <tuple>
 
 #include "tesselclient.h"
 #include "tesselservice.h"
 
 namespace {
 
-DWORD g_openRaises = 0;
-DWORD g_requestRaises = 0;
-int g_requests = 0;
-const wchar_t* g_answer = nullptr;
-constexpr wchar_t kRoom[] = L"the request's own text";
+struct {
+    DWORD open_raises;
+    DWORD request_raises;
+    const wchar_t* answer;  // a blank: the request's own text
+    int failing_opens;
+    int requests;
+    int contexts;
+} g_stub;
 
 tessel::Reply Ask(DWORD open_raises, DWORD request_raises, const wchar_t* answer) {
-    std::tie(g_openRaises, g_requestRaises, g_answer) =
-        std::tie(open_raises, request_raises, answer);
-    g_requests = 0;
+    g_stub = {open_raises, request_raises, answer, 2, 0, 0};
     return tessel::Client::Identity(L"COMMAND");
 }
 
 // On a thread of its own, and for a command that nobody sent.
 void Answer(wchar_t* text) {
     wchar_t command[] = L"COMMAND";
-    std::wstring answer = g_answer == kRoom ? text : g_answer;
+    std::wstring answer = *g_stub.answer == L' ' ? text : g_stub.answer;
     std::thread(ReportResult, command, boolean{1}, 1, answer.data()).join();
     ReportResult(answer.data(), 0, 0, command);
 }
@@ -33,40 +33,42 @@ void Answer(wchar_t* text) {
 TEST(AppKit, TellsWhatCameOfARequest) {
     for (const DWORD code : {1722UL, 1726UL, 0x20474343UL, 0x21474343UL, 0xE06D7363UL}) {
         tessel::Reply reply = Ask(code, 0, L"answer");
-        EXPECT_EQ(reply.error, static_cast<long>(code));
-        EXPECT_FALSE(reply || reply.sent);
+        EXPECT_TRUE(reply.error == static_cast<long>(code) && !reply.sent);
         reply = Ask(0, code, nullptr);
-        EXPECT_EQ(reply.error, static_cast<long>(code));
-        EXPECT_TRUE(reply.sent && g_requests == 1);
+        EXPECT_TRUE(reply.error == static_cast<long>(code) && reply.sent && g_stub.requests == 1);
         EXPECT_TRUE(Ask(0, code, L"answer")) << "the answer came before the failure";
     }
     EXPECT_EQ(Ask(0, 0, nullptr).outcome, tessel::Outcome::kNoAnswer);
+    g_stub = {1726, 0, nullptr, 1, 0, 0};
+    EXPECT_TRUE(tessel::Client::Connect() == 0 && g_stub.contexts == 0) << "at the second attempt";
     EXPECT_EQ(tessel::Client::Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87);
 }
 
 TEST(AppKit, IdentityIsEmptyWhenNoneWasRead) {
     EXPECT_EQ(Ask(0, 0, L"8949012345678901234").text, L"8949012345678901234");
     EXPECT_EQ(Ask(0, 0, L"").text, L"");
-    EXPECT_EQ(Ask(0, 0, kRoom).text, L"");
+    EXPECT_EQ(Ask(0, 0, L" ").text, L"");
 }
 
 }  // namespace
 
 void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
-    if (g_openRaises != 0) {
-        RaiseException(g_openRaises, 0, 0, nullptr);
+    if (g_stub.open_raises != 0 && g_stub.failing_opens-- > 0) {
+        RaiseException(g_stub.open_raises, 0, 0, nullptr);
     }
-    *context = &g_requests;
+    *context = &g_stub.requests;
+    ++g_stub.contexts;
 }
 void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
     *context = nullptr;
+    --g_stub.contexts;
 }
 void RemoteRequest(REQUEST_CONTEXT_HANDLE, const wchar_t*, boolean, long, wchar_t* text) {
-    ++g_requests;
-    if (g_answer != nullptr) {
+    ++g_stub.requests;
+    if (g_stub.answer != nullptr) {
         Answer(text);
     }
-    if (g_requestRaises != 0) {
-        RaiseException(g_requestRaises, 0, 0, nullptr);
+    if (g_stub.request_raises != 0) {
+        RaiseException(g_stub.request_raises, 0, 0, nullptr);
     }
 }

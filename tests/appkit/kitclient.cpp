@@ -1,6 +1,5 @@
-// An app with the client of appkit, for what the example does not do:
-//   kitclient     sends a request, stops the service, sends one, starts the service, sends one
-//   kitclient N   sends N requests from each of eight threads, compares every answer with its own
+// What the example does not do. Without arguments: sends a request, stops the service, sends one,
+// starts the service, sends one. With N: sends N requests from each of eight threads.
 #include <windows.h>
 
 #include <atomic>
@@ -14,7 +13,8 @@
 namespace {
 
 // Commands that return what they were sent.
-constexpr const wchar_t* kEchoes[] = {L"REGISTRYHELPER_ISVZWQ", L"MBNHELPER_QEURYPROFILE"};
+constexpr const wchar_t* kEchoes[] = {L"REGISTRYHELPER_ISVZWQ", L"MBNHELPER_QEURYPROFILE",
+                                      L"MBNHELPER_GETNETWORKMODE", L"MBNHELPER_SETNETWORKMODE"};
 std::atomic<long> g_right = 0;
 
 void Ask(long number) {
@@ -25,7 +25,7 @@ void Ask(long number) {
 void Send(long first, long count) {
     for (long i = first; i < first + count; ++i) {
         const std::wstring text = std::to_wstring(i);
-        const auto reply = tessel::Client::Request(kEchoes[first / count % 2], i % 2 == 0, i, text);
+        const auto reply = tessel::Client::Request(kEchoes[first / count % 4], i % 2 == 0, i, text);
         g_right += reply && reply.flag == (i % 2 == 0) && reply.number == i && reply.text == text;
     }
 }
