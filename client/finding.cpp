@@ -17,8 +17,13 @@ struct StatusNames {
 
 // By Status.
 constexpr StatusNames kStatusNames[] = {
-    {L"ok", L"OK"},     {L"warning", L"WARNING"}, {L"fault", L"FAULT"},
-    {L"done", L"DONE"}, {L"unchanged", L"AS IS"}, {L"failed", L"FAILED"},
+    {L"ok", L"OK"},
+    {L"warning", L"WARNING"},
+    {L"fault", L"FAULT"},
+    {L"done", L"DONE"},
+    {L"unchanged", L"AS IS"},
+    {L"failed", L"FAILED"},
+    {L"not here", L"NOT HERE"},
 };
 
 std::wstring Padded(std::wstring text, std::size_t width) {
@@ -47,6 +52,7 @@ void Findings::Add(Status status, std::wstring item, std::wstring found, std::ws
         FormatFinding({status, std::move(item), std::move(found), std::move(advice)}, m_json));
     ++m_count;
     m_warnings += status == Status::kWarning ? 1 : 0;
+    m_not_here += status == Status::kNotHere ? 1 : 0;
     m_faults += status == Status::kFault || status == Status::kFailed ? 1 : 0;
 }
 

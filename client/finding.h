@@ -5,9 +5,9 @@
 
 #include <string>
 
-// Of a thing looked at: kOk, kWarning, kFault. Of a thing to be changed: kDone, kUnchanged (it was
-// as wanted already), kFailed.
-enum class Status { kOk, kWarning, kFault, kDone, kUnchanged, kFailed };
+// Of a thing looked at: kOk, kWarning, kFault, kNotHere (this machine does not have it). Of a thing
+// to be changed: kDone, kUnchanged (it was as wanted already), kFailed.
+enum class Status { kOk, kWarning, kFault, kDone, kUnchanged, kFailed, kNotHere };
 
 // The advice where rights are missing.
 inline constexpr wchar_t kGrantAdvice[] = L"as an administrator: tesselctl --grant";
@@ -34,6 +34,7 @@ class Findings {
 
     [[nodiscard]] int Count() const { return m_count; }
     [[nodiscard]] int Warnings() const { return m_warnings; }
+    [[nodiscard]] int NotHere() const { return m_not_here; }
     // Faults, and changes that failed.
     [[nodiscard]] int Faults() const { return m_faults; }
 
@@ -41,6 +42,7 @@ class Findings {
     bool m_json;
     int m_count = 0;
     int m_warnings = 0;
+    int m_not_here = 0;
     int m_faults = 0;
 };
 

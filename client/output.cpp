@@ -8,6 +8,7 @@
 namespace {
 
 SRWLOCK g_lock = SRWLOCK_INIT;
+HANDLE g_kept = nullptr;
 
 // A console takes a text through a buffer of 64 kB that it shares with others, and fails when the
 // text does not fit.
@@ -47,16 +48,23 @@ void WriteAll(HANDLE output, std::wstring_view text) {
     ReleaseSRWLockExclusive(&g_lock);
 }
 
-void WriteLine(DWORD stream, std::wstring_view line) {
-    WriteAll(GetStdHandle(stream), std::wstring(line) + L"\n");
+void WriteLine(HANDLE output, std::wstring_view line) {
+    WriteAll(output, std::wstring(line) + L"\n");
 }
 
 }  // namespace
 
+void KeepLinesIn(HANDLE file) {
+    g_kept = file;
+}
+
 void PrintLine(std::wstring_view line) {
-    WriteLine(STD_OUTPUT_HANDLE, line);
+    WriteLine(GetStdHandle(STD_OUTPUT_HANDLE), line);
+    if (g_kept != nullptr) {
+        WriteLine(g_kept, line);
+    }
 }
 
 void PrintErrorLine(std::wstring_view line) {
-    WriteLine(STD_ERROR_HANDLE, line);
+    WriteLine(GetStdHandle(STD_ERROR_HANDLE), line);
 }

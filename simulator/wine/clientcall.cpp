@@ -174,38 +174,59 @@ CLIENT_CALL_RETURN CallBack(const MIDL_STUB_DESC* descriptor,
                           slots[6], slots[7]);
 }
 
+// The arguments of a call, as many as the procedure's format says.
+void ReadArguments(PFORMAT_STRING format, va_list arguments, Slots& slots) {
+    ProcedureHeader header = {};
+    std::memcpy(&header, format, sizeof(header));
+    const std::size_t count = header.stack_size / sizeof(std::uintptr_t);
+    if (count > std::size(slots)) {
+        RpcRaiseException(RPC_S_INTERNAL_ERROR);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        slots[i] = va_arg(arguments, std::uintptr_t);
+    }
+}
+
+// Only a client that serves callbacks has a dispatch table. They are served before its first call.
+void ServeBeforeCall(const MIDL_STUB_DESC* descriptor) {
+    auto* client = static_cast<RPC_CLIENT_INTERFACE*>(descriptor->RpcInterfaceInformation);
+    if (client->DispatchTable != nullptr &&
+        !InitOnceExecuteOnce(&g_serving, ServeOnce, client, nullptr)) {
+        RpcRaiseException(static_cast<RPC_STATUS>(GetLastError()));
+    }
+}
+
 }  // namespace
 
-// Exported under the name of the function whose place it takes.
+// These two are exported under the names of the functions whose places they take.
+extern "C" CLIENT_CALL_RETURN RPC_VAR_ENTRY ClientCall2WithCallbacks(MIDL_STUB_DESC* descriptor,
+                                                                     PFORMAT_STRING format,
+                                                                     ...) {
+    Slots slots = {};
+    va_list arguments;
+    va_start(arguments, format);
+    ReadArguments(format, arguments, slots);
+    va_end(arguments);
+    ServeBeforeCall(descriptor);
+    return NdrClientCall2(descriptor, format, slots[0], slots[1], slots[2], slots[3], slots[4],
+                          slots[5], slots[6], slots[7]);
+}
+
 extern "C" CLIENT_CALL_RETURN RPC_VAR_ENTRY ClientCallWithCallbacks(MIDL_STUBLESS_PROXY_INFO* proxy,
                                                                     unsigned long number,
                                                                     void* result,
                                                                     ...) {
     PFORMAT_STRING format = proxy->ProcFormatString + proxy->FormatStringOffset[number];
-    ProcedureHeader header = {};
-    std::memcpy(&header, format, sizeof(header));
-    const std::size_t count = header.stack_size / sizeof(std::uintptr_t);
     Slots slots = {};
-    if (count > std::size(slots)) {
-        RpcRaiseException(RPC_S_INTERNAL_ERROR);
-    }
     va_list arguments;
     va_start(arguments, result);
-    for (std::size_t i = 0; i < count; ++i) {
-        slots[i] = va_arg(arguments, std::uintptr_t);
-    }
+    ReadArguments(format, arguments, slots);
     va_end(arguments);
 
-    if (header.handle_type == kCallbackHandle) {
+    if (format[0] == kCallbackHandle) {
         return CallBack(proxy->pStubDesc, format, slots);
     }
-    // Only a client that serves callbacks has a dispatch table. They are served before its first
-    // call.
-    auto* client = static_cast<RPC_CLIENT_INTERFACE*>(proxy->pStubDesc->RpcInterfaceInformation);
-    if (client->DispatchTable != nullptr &&
-        !InitOnceExecuteOnce(&g_serving, ServeOnce, client, nullptr)) {
-        RpcRaiseException(static_cast<RPC_STATUS>(GetLastError()));
-    }
+    ServeBeforeCall(proxy->pStubDesc);
     return NdrClientCall3(proxy, number, result, slots[0], slots[1], slots[2], slots[3], slots[4],
                           slots[5], slots[6], slots[7]);
 }
