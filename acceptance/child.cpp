@@ -18,8 +18,8 @@ HANDLE ChildrenJob() {
 
 // A pipe of which only the child's end is inherited.
 void MakePipe(Handle& read, Handle& write, const Handle& childs) {
-    CreatePipe(read.Receive(), write.Receive(), nullptr, 0);
-    SetHandleInformation(childs.Get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    CreatePipe(read.put(), write.put(), nullptr, 0);
+    SetHandleInformation(childs.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
 }
 
 }  // namespace
@@ -45,9 +45,9 @@ DWORD StartChild(const std::wstring& program,
         return GetLastError();
     }
     CloseHandle(started.hThread);
-    process.Reset(started.hProcess);
+    process.reset(started.hProcess);
     if ((flags & DETACHED_PROCESS) == 0) {
-        AssignProcessToJobObject(ChildrenJob(), process.Get());
+        AssignProcessToJobObject(ChildrenJob(), process.get());
     }
     return ERROR_SUCCESS;
 }
@@ -59,8 +59,8 @@ Child::Child(const std::wstring& words, DWORD flags) {
     MakePipe(childs_input, m_input, childs_input);
     STARTUPINFOEXW startup = {};
     startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
-    startup.StartupInfo.hStdInput = childs_input.Get();
-    startup.StartupInfo.hStdOutput = childs_output.Get();
+    startup.StartupInfo.hStdInput = childs_input.get();
+    startup.StartupInfo.hStdOutput = childs_output.get();
     startup.StartupInfo.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     m_error = StartChild(OwnPath(), words, startup, flags, m_process);
 }
@@ -73,7 +73,7 @@ std::wstring Child::ReadLine() {
     std::wstring line;
     char unit = 0;
     DWORD read = 0;
-    while (ReadFile(m_output.Get(), &unit, 1, &read, nullptr) && read == 1 && unit != '\n') {
+    while (ReadFile(m_output.get(), &unit, 1, &read, nullptr) && read == 1 && unit != '\n') {
         line += static_cast<wchar_t>(unit);
     }
     return line;
@@ -81,7 +81,7 @@ std::wstring Child::ReadLine() {
 
 void Child::GoOn() {
     DWORD written = 0;
-    WriteFile(m_input.Get(), "", 1, &written, nullptr);
+    WriteFile(m_input.get(), "", 1, &written, nullptr);
 }
 
 DWORD Child::Wait(DWORD milliseconds) {
@@ -89,15 +89,15 @@ DWORD Child::Wait(DWORD milliseconds) {
         return m_error;
     }
     DWORD code = STILL_ACTIVE;
-    if (WaitForSingleObject(m_process.Get(), milliseconds) == WAIT_OBJECT_0) {
-        GetExitCodeProcess(m_process.Get(), &code);
+    if (WaitForSingleObject(m_process.get(), milliseconds) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(m_process.get(), &code);
     }
     return code;
 }
 
 void Child::Kill() {
     if (m_process && Wait(0) == STILL_ACTIVE) {
-        TerminateProcess(m_process.Get(), ERROR_PROCESS_ABORTED);
+        TerminateProcess(m_process.get(), ERROR_PROCESS_ABORTED);
         Wait(INFINITE);
     }
 }

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "win32/handle.h"
+#include "win32/uniquehandle.h"
 
 // The full path of this program.
 std::wstring OwnPath();

@@ -14,35 +14,30 @@ DWORD CallGuarded(void (*function)(void*), void* argument) {
 #else
 
 // This compiler has no __try. The function has the handler of Windows' own compilers and a scope
-// table with one entry. The filter gets the exception and the frame's lowest address; it keeps the
-// code above the space for the call's arguments.
+// table with one entry. The filter keeps the code of the exception in the frame, above the space
+// for the call's arguments.
 asm(R"(
     .text
     .globl CallGuarded
-    .def CallGuarded; .scl 2; .type 32; .endef
     .seh_proc CallGuarded
 CallGuarded:
     subq $40, %rsp
     .seh_stackalloc 40
     .seh_endprologue
+    movl $0, 32(%rsp)
     movq %rcx, %rax
     movq %rdx, %rcx
 .Lguarded_begin:
     call *%rax
     nop
 .Lguarded_end:
-    xorl %eax, %eax
-.Lguarded_out:
+    movl 32(%rsp), %eax
     addq $40, %rsp
     ret
-.Lguarded_raised:
-    movl 32(%rsp), %eax
-    jmp .Lguarded_out
     .seh_handler __C_specific_handler, @except
     .seh_handlerdata
     .long 1
-    .rva .Lguarded_begin, .Lguarded_end
-    .rva .Lguarded_filter, .Lguarded_raised
+    .rva .Lguarded_begin, .Lguarded_end, .Lguarded_filter, .Lguarded_end
     .text
     .seh_endproc
 .Lguarded_filter:

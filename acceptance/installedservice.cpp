@@ -18,8 +18,8 @@ DWORD ThreadCount(DWORD process_id) {
     const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
-    for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more;
-         more = Process32NextW(snapshot.Get(), &entry)) {
+    for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
+         more = Process32NextW(snapshot.get(), &entry)) {
         if (entry.th32ProcessID == process_id) {
             return entry.cntThreads;
         }
@@ -31,7 +31,7 @@ DWORD ThreadCount(DWORD process_id) {
 
 ServiceHandle OpenInstalledService(DWORD access) {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    return ServiceHandle(manager ? OpenServiceW(manager.Get(), kServiceName, access) : nullptr);
+    return ServiceHandle(manager ? OpenServiceW(manager.get(), kServiceName, access) : nullptr);
 }
 
 SERVICE_STATUS_PROCESS ServiceStatus(SC_HANDLE service) {
@@ -43,7 +43,7 @@ SERVICE_STATUS_PROCESS ServiceStatus(SC_HANDLE service) {
 }
 
 DWORD ServiceProcessId() {
-    return ServiceStatus(OpenInstalledService(SERVICE_QUERY_STATUS).Get()).dwProcessId;
+    return ServiceStatus(OpenInstalledService(SERVICE_QUERY_STATUS).get()).dwProcessId;
 }
 
 DWORD StartAndAnswer(SC_HANDLE service) {
@@ -91,8 +91,8 @@ bool ReadUsage(Usage& usage) {
     const DWORD process_id = ServiceProcessId();
     const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
     PROCESS_MEMORY_COUNTERS_EX memory = {};
-    if (!process || !GetProcessHandleCount(process.Get(), &usage.handles) ||
-        !K32GetProcessMemoryInfo(process.Get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
+    if (!process || !GetProcessHandleCount(process.get(), &usage.handles) ||
+        !K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
                                  sizeof(memory))) {
         return false;
     }
@@ -120,9 +120,9 @@ bool ReadSettledUsage(Usage& usage, int seconds) {
 void EnableDebugPrivilege() {
     Handle token;
     TOKEN_PRIVILEGES wanted = {1, {{{}, SE_PRIVILEGE_ENABLED}}};
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Receive()) &&
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.put()) &&
         LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &wanted.Privileges[0].Luid)) {
-        AdjustTokenPrivileges(token.Get(), FALSE, &wanted, 0, nullptr, nullptr);
+        AdjustTokenPrivileges(token.get(), FALSE, &wanted, 0, nullptr, nullptr);
     }
 }
 

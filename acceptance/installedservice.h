@@ -6,8 +6,7 @@
 
 #include <string>
 
-#include "win32/handle.h"
-#include "win32/servicehandle.h"
+#include "win32/uniquehandle.h"
 
 // The advice where an item needs more rights.
 inline constexpr wchar_t kAdministratorAdvice[] = L"start it as an administrator";

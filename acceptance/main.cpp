@@ -135,10 +135,10 @@ void RunInTime(const Item& item, Run& run) {
     auto* item_run = new ItemRun{&item, &run};
     const Handle thread(CreateThread(nullptr, 0, RunItem, item_run, 0, nullptr));
     DWORD code = 0;
-    if (WaitForSingleObject(thread.Get(), item.seconds * 1000) != WAIT_OBJECT_0) {
+    if (WaitForSingleObject(thread.get(), item.seconds * 1000) != WAIT_OBJECT_0) {
         run.Add(false, item.name,
                 L"did not end within " + std::to_wstring(item.seconds) + L" seconds");
-    } else if (GetExitCodeThread(thread.Get(), &code) && code != 0) {
+    } else if (GetExitCodeThread(thread.get(), &code) && code != 0) {
         run.Add(false, item.name, L"ended with the exception " + ErrorText(code));
     }
 }
@@ -150,7 +150,7 @@ DWORD RunAll(const Options& options) {
         PrintErrorLine(L"tessel-acceptance: " + options.report + L": " + ErrorText(GetLastError()));
         return kUsage;
     }
-    KeepLinesIn(file.Get());
+    KeepLinesIn(file.get());
     Findings findings(options.json);
     Run run = {findings, options.quick};
     const DWORD reached = AskOnce();

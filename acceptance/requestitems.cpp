@@ -103,12 +103,12 @@ void CheckConnections(Run& run) {
     {
         const Handle begin(CreateEventW(nullptr, TRUE, FALSE, nullptr));
         const Crew crew(opened, [&](int i) {
-            WaitForSingleObject(begin.Get(), INFINITE);
+            WaitForSingleObject(begin.get(), INFINITE);
             Exchange echo = Echo(i, i);
             sessions[static_cast<std::size_t>(i)]->Send(echo);
             tally.Add(echo);
         });
-        SetEvent(begin.Get());
+        SetEvent(begin.get());
     }
     run.Add(status == 0 && tally.Same() == count, L"requests.connections",
             std::to_wstring(opened) + L" open at once" +
