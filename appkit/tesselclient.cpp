@@ -121,7 +121,7 @@ class Connection {
         // One at a time: Wine's runtime may give two first connections that are made at the same
         // moment associations of their own, and knows a context only in its own.
         static std::mutex opening;
-        
+        const std::lock_guard<std::mutex> lock(opening);
         long error = TryOpen();
         if (error != RPC_S_OK) {
             Close();
