@@ -118,8 +118,8 @@ class Connection {
     // 0 or the Windows error. Opening changes nothing in the service, so it is tried twice: the
     // runtime may take the first from a connection that a restart of the service has ended.
     long Open() {
-        // One at a time: Wine's runtime may give two first connections that are made at the same
-        // moment associations of their own, and knows a context only in its own.
+        // One at a time, for the simulated notebook: Wine's runtime may give two first connections
+        // that are made at the same moment an association each, and knows a context in only one.
         static std::mutex opening;
         const std::lock_guard<std::mutex> lock(opening);
         long error = TryOpen();
