@@ -30,11 +30,11 @@ struct Reply {
 // service, or Windows' own text for an error that has no special meaning here.
 std::wstring Meaning(long error);
 
-// Sends requests. Keeps nothing between them, so there are no objects of it: every request opens a
-// context of its own and closes it, and a restart of the service between two requests or a
-// suspension of the app leaves nothing invalid. Any number of threads may send at the same time;
-// requests with the same command wait for each other, because an answer carries nothing but its
-// command that tells which request it belongs to.
+// Sends requests. Keeps nothing between them: every request opens a context of its own and closes
+// it, so neither a restart of the service between two requests nor a suspension of the app makes
+// anything invalid. Any number of threads may send at the same time; requests with the same command
+// wait for each other, because an answer carries nothing but its command that tells which request
+// it belongs to.
 //
 // Every function blocks until the service is done, for which Windows offers no time limit: do not
 // call them on the thread of the user interface. Failures of the RPC runtime come back as errors;
