@@ -52,6 +52,6 @@ int wmain(int argc, wchar_t** argv) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    std::printf("%ld of %ld answers are right\n", g_right.load(), 8 * count);
+    std::printf("%ld answers are wrong\n", 8 * count - g_right.load());
     return 0;
 }
