@@ -1,6 +1,6 @@
 // The control device of the simulated notebook: a kernel driver for Wine that answers the three
-// control codes on "\\.\TesselControl". What it holds lies in the registry, so that anybody can
-// arrange and check it from outside.
+// control codes on "\\.\TesselControl". Its state is in the registry, so that tests can set and
+// check it.
 //
 // REG_DWORD values under "HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice":
 //   "Value"        the switch value; 0 when missing
@@ -110,7 +110,7 @@ NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path)
     driver->MajorFunction[IRP_MJ_CLOSE] = CloseDevice;
     driver->MajorFunction[IRP_MJ_DEVICE_CONTROL] = ControlDevice;
     driver->DriverUnload = Unload;
-    // The key exists from here on, and no handle of an earlier load counts.
+    // Creates the key, and forgets the handles of an earlier load.
     RtlCreateRegistryKey(RTL_REGISTRY_ABSOLUTE,
                          (PWSTR)L"\\Registry\\Machine\\SOFTWARE\\Tessel Simulator");
     RtlCreateRegistryKey(RTL_REGISTRY_ABSOLUTE, (PWSTR)STATE_KEY);

@@ -6,8 +6,8 @@
 #include "simulator/modem/modemstate.h"
 
 namespace {
-// Guards the count together with its image in the registry, which would otherwise settle on the
-// wrong value when one thread's last object goes while another's first one comes.
+// Guards the count and its copy in the registry. Without it, the copy could be wrong after one
+// thread released the last object while another thread created one.
 std::mutex g_mutex;
 LONG g_live = 0;
 std::atomic<LONG> g_strings = 0;

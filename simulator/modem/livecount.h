@@ -1,23 +1,21 @@
-// Accounts for what the modem's callers hold.
+// Counts the objects and strings of the modem that its callers hold.
 #pragma once
 
 #include <windows.h>
 
-// Counts one object of the modem for as long as it exists. The registry value ObjectsAlive tells
-// other processes whether there is any.
+// Counts one object of the modem while it exists. The registry value ObjectsAlive shows other
+// processes whether there are any.
 class LiveCount {
  public:
     LiveCount();
     ~LiveCount();
-    LiveCount(const LiveCount&) = delete;
-    LiveCount& operator=(const LiveCount&) = delete;
 };
 
-// Counts one string that is now a caller's to free.
+// Counts one string that a caller must free.
 void CountGivenString();
 
-// Exported: the objects of this process that are not yet released.
+// Exported: the objects of this process that are not released yet.
 extern "C" LONG SimulatedModemLiveObjects();
 
-// Exported: the strings handed to callers of this process so far.
+// Exported: the strings given to callers in this process so far.
 extern "C" LONG SimulatedModemStringsGiven();

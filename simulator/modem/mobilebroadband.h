@@ -1,18 +1,17 @@
-// The Mobile Broadband API once more, for the simulated modem: written down apart from the
-// service's own declaration, and so a check of its ids and slots. A slot has the number of its
-// place in the table, behind IUnknown's 0 to 2; one that the modem leaves out answers E_NOTIMPL.
+// The Mobile Broadband API for the simulated modem. Independent of the service's own declaration,
+// so that a wrong id or slot in one of them is noticed. Slots 0 to 2 are IUnknown's; a slot that
+// the modem does not implement returns E_NOTIMPL.
 #pragma once
 
 #include <windows.h>
 #include <oleauto.h>
 #include <unknwn.h>
 
-// Interfaces that differ in one part of their ids.
+// The interface ids that differ in one part, and the class ids.
 constexpr GUID MbnInterfaceId(WORD part) {
     return {0xDCBBBAB6, part, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
 }
 
-// The same for the classes.
 constexpr GUID MbnClassId(DWORD part) {
     return {part, 0x4418, 0x11DD, {0x90, 0xED, 0x00, 0x1C, 0x25, 0x7C, 0xCF, 0xF1}};
 }

@@ -1,4 +1,4 @@
-// What all COM objects of the simulated modem have in common.
+// The base of all COM objects of the simulated modem.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +8,7 @@
 
 #include "simulator/modem/livecount.h"
 
-// An object of one interface, made with one reference, that ends with its last one.
+// An object with one interface. It begins with one reference and is deleted with its last one.
 template <typename Interface, const GUID& interface_id = Interface::kId>
 class ModemObject : public Interface {
  public:
@@ -36,8 +36,7 @@ class ModemObject : public Interface {
     }
 
  protected:
-    ModemObject() = default;
-    // Behind the slots of the interface, so it does not disturb them.
+    // After the slots of the interface.
     virtual ~ModemObject() = default;
 
  private:

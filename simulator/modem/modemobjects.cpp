@@ -140,10 +140,9 @@ class Interface final : public ModemObject<MbnInterface> {
     HRESULT STDMETHODCALLTYPE GetHomeProvider(MbnProvider* provider) override {
         // With a result other than S_OK the texts are not the caller's to use, nor to free.
         static BSTR own_text = SysAllocString(L"the modem's own");
-        *provider = {own_text, 0, own_text, 0};
+        constexpr ULONG kHome = 1;
+        *provider = {own_text, kHome, own_text, 0};
         return Call(m_place, L"FailGetHomeProvider", [&] {
-            constexpr ULONG kHome = 1;
-            provider->state = kHome;
             GiveText(m_place, L"ProviderId", &provider->id);
             return GiveText(m_place, L"ProviderName", &provider->name);
         });

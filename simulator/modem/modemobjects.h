@@ -4,6 +4,6 @@
 #include <windows.h>
 #include <unknwn.h>
 
-// Makes one of the two objects that a client creates, asks it for `iid` and stores what it answers.
+// Create one of the two objects that a client can create, and query it for `iid`.
 HRESULT CreateInterfaceManager(REFIID iid, void** object);
 HRESULT CreateProfileManager(REFIID iid, void** object);

@@ -47,35 +47,18 @@ class ClassFactory final : public ModemObject<IClassFactory, IID_IClassFactory> 
     const ModemClass& m_class;
 };
 
-std::wstring ModulePath() {
+// This DLL. With GET_MODULE_HANDLE_EX_FLAG_PIN it stays loaded.
+HMODULE OwnModule(DWORD flag) {
     HMODULE module = nullptr;
-    wchar_t path[MAX_PATH] = {};
-    if (GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<const wchar_t*>(&g_serverLocks), &module)) {
-        GetModuleFileNameW(module, path, MAX_PATH);
-    }
-    return path;
-}
-
-std::wstring FileName(const std::wstring& path) {
-    return path.substr(path.find_last_of(L"\\/") + 1);
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | flag,
+                       reinterpret_cast<const wchar_t*>(&OwnModule), &module);
+    return module;
 }
 
 std::wstring ClassKey(const GUID& id) {
     wchar_t text[40] = {};
     StringFromGUID2(id, text, static_cast<int>(std::size(text)));
     return std::wstring(L"SOFTWARE\\Classes\\CLSID\\") + text;
-}
-
-// Whether the class belongs to another server: a real modem's registration must survive.
-bool IsForeign(const GUID& id) {
-    wchar_t server[MAX_PATH] = {};
-    DWORD size = sizeof(server);
-    LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, (ClassKey(id) + L"\\InprocServer32").c_str(),
-                                  nullptr, RRF_RT_REG_SZ, nullptr, server, &size);
-    return status != ERROR_FILE_NOT_FOUND &&
-           _wcsicmp(FileName(server).c_str(), FileName(ModulePath()).c_str()) != 0;
 }
 
 LSTATUS SetText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
@@ -87,11 +70,9 @@ LSTATUS SetText(const std::wstring& key, const wchar_t* name, const std::wstring
 
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
     *object = nullptr;
-    // Stays loaded from its first use on: Wine loses some memory each time that a DLL is unloaded,
-    // and COM would unload this one after every request.
-    HMODULE self = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<const wchar_t*>(&DllGetClassObject), &self);
+    // The DLL stays loaded: Wine loses some memory each time that a DLL is unloaded, and COM would
+    // unload this one after every request.
+    OwnModule(GET_MODULE_HANDLE_EX_FLAG_PIN);
     for (const ModemClass& known : kClasses) {
         if (IsEqualGUID(class_id, known.id)) {
             ComPtr<ClassFactory> factory(new ClassFactory(known));
@@ -106,12 +87,11 @@ STDAPI DllCanUnloadNow() {
 }
 
 STDAPI DllRegisterServer() {
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(OwnModule(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT), path, MAX_PATH);
     for (const ModemClass& known : kClasses) {
-        if (IsForeign(known.id)) {
-            return SELFREG_E_CLASS;
-        }
         const std::wstring key = ClassKey(known.id) + L"\\InprocServer32";
-        if (SetText(key, nullptr, ModulePath()) != ERROR_SUCCESS ||
+        if (SetText(key, nullptr, path) != ERROR_SUCCESS ||
             SetText(key, L"ThreadingModel", L"Both") != ERROR_SUCCESS) {
             return SELFREG_E_CLASS;
         }
@@ -121,10 +101,7 @@ STDAPI DllRegisterServer() {
 
 STDAPI DllUnregisterServer() {
     for (const ModemClass& known : kClasses) {
-        if (IsForeign(known.id)) {
-            return SELFREG_E_CLASS;
-        }
-        LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey(known.id).c_str());
+        const LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey(known.id).c_str());
         if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) {
             return SELFREG_E_CLASS;
         }

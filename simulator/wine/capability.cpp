@@ -3,7 +3,6 @@
 #include <sddl.h>
 #include <wincrypt.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -36,23 +35,7 @@ std::wstring UpperCase(std::wstring_view text) {
     return upper;
 }
 
-// The capabilities that are older than the hashed form, by their number.
-constexpr const wchar_t* kNumberedCapabilities[] = {
-    L"INTERNETCLIENT",
-    L"INTERNETCLIENTSERVER",
-    L"PRIVATENETWORKCLIENTSERVER",
-    L"PICTURESLIBRARY",
-    L"VIDEOSLIBRARY",
-    L"MUSICLIBRARY",
-    L"DOCUMENTSLIBRARY",
-    L"ENTERPRISEAUTHENTICATION",
-    L"SHAREDUSERCERTIFICATES",
-    L"REMOVABLESTORAGE",
-    L"APPOINTMENTS",
-    L"CONTACTS",
-};
-
-// An array of one SID, both for the caller to free with LocalFree.
+// Returns an array of one SID. The caller frees both with LocalFree.
 PSID* OneSid(const std::wstring& name) {
     auto* array = static_cast<PSID*>(LocalAlloc(LMEM_FIXED, sizeof(PSID)));
     if (array != nullptr && !ConvertStringSidToSidW(name.c_str(), array)) {
@@ -65,20 +48,11 @@ PSID* OneSid(const std::wstring& name) {
 }  // namespace
 
 CapabilitySidNames DeriveCapabilitySidNames(std::wstring_view name) {
-    const std::wstring upper = UpperCase(name);
     std::wstring hash;
-    for (const std::uint32_t part : Sha256(upper)) {
+    for (const std::uint32_t part : Sha256(UpperCase(name))) {
         hash += L"-" + std::to_wstring(part);
     }
-    CapabilitySidNames names = {L"S-1-5-32" + hash, L"S-1-15-3-1024" + hash};
-    const auto* numbered = std::ranges::find(kNumberedCapabilities, upper);
-    if (numbered != std::end(kNumberedCapabilities)) {
-        names.capability =
-            L"S-1-15-3-" + std::to_wstring(numbered - std::begin(kNumberedCapabilities) + 1);
-    } else if (upper.starts_with(L"ISOLATEDWIN32-")) {
-        names.capability = L"S-1-15-3-65536" + hash;
-    }
-    return names;
+    return {L"S-1-5-32" + hash, L"S-1-15-3-1024" + hash};
 }
 
 BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,

@@ -1,4 +1,4 @@
-// Capability SIDs, which the simulated notebook's Windows cannot derive.
+// Capability SIDs, which Wine cannot derive.
 #pragma once
 
 #include <windows.h>
@@ -6,15 +6,16 @@
 #include <string>
 #include <string_view>
 
-// The string forms of the two SIDs that stand for capability `name`: of its group, and of itself.
-// Follows the published algorithm: SHA-256 over the upper-case UTF-16 name.
+// The string forms of the group SID and the capability SID of `name`, by the published algorithm:
+// SHA-256 of the name in upper-case UTF-16. Not for the few old capabilities that have a number.
 struct CapabilitySidNames {
     std::wstring group;
     std::wstring capability;
 };
 CapabilitySidNames DeriveCapabilitySidNames(std::wstring_view name);
 
-// Takes the place of DeriveCapabilitySidsFromName, with its rules of ownership.
+// Replaces DeriveCapabilitySidsFromName, and has the same rules of ownership. Fails with the
+// REG_DWORD "FailCapability" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator, if it is there.
 extern "C" BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
                                                              PSID** group_sids,
                                                              DWORD* group_count,

@@ -1,7 +1,7 @@
-// The NdrClientCall3 of the simulated notebook, whose RPC runtime has no callbacks. A callback goes
-// as an ordinary call to an endpoint of the client's process, by the caller's own tables; the rest
-// goes on to Windows. Structured exceptions pass through: no frame here handles or cleans up, for
-// which the file is built without C++ exceptions.
+// NdrClientCall3 for Wine, whose RPC runtime has no callbacks. A callback becomes an ordinary call
+// to an endpoint in the client's process, made with the caller's own tables. Other calls go on to
+// Wine. Structured exceptions must pass through, so the file is built without C++ exceptions: no
+// frame has a handler or a destructor to run.
 #include <windows.h>
 #include <rpc.h>
 #include <rpcdcep.h>
@@ -14,10 +14,12 @@
 #include <iterator>
 #include <string>
 
+#include "win32/rpctext.h"
+
 namespace {
 
-// The header of a procedure in the format string; behind that of a callback, which describes no
-// binding, come the extension and the parameters.
+// The header of a procedure in the format string. That of a callback has no description of a
+// binding; the extension and the parameters follow it.
 #pragma pack(push, 1)
 struct ProcedureHeader {
     std::uint8_t handle_type;
@@ -40,20 +42,15 @@ constexpr std::size_t kParameterSize = 6;
 constexpr unsigned char kPrimitiveHandle = 0x32;
 constexpr unsigned char kCallbackHandle = 0x34;
 
-// Every argument of a call is handed on as a whole stack slot, and always so many of them: what
-// there is too much nobody reads.
-constexpr std::size_t kSlots = 8;
-using Slots = std::uintptr_t[kSlots];
+// Each argument of a call takes one stack slot. Always so many slots are passed on; the called
+// function does not read those past its last argument.
+using Slots = std::uintptr_t[8];
 
-// As many as Windows serves unless it is told otherwise.
 constexpr unsigned kConcurrentCalls = RPC_C_LISTEN_MAX_CALLS_DEFAULT;
 
-RPC_WSTR RpcText(std::wstring& text) {
-    return reinterpret_cast<RPC_WSTR>(text.data());
-}
-
-// Where a process takes its callbacks, over ncalrpc. Named after the time of its creation too: Wine
-// keeps the association with a killed process, which the next one with its id would not know.
+// The ncalrpc endpoint at which a process receives its callbacks. The name has the time of the
+// process's creation too: Wine keeps the association with a process that was killed, and a later
+// process with the same id does not know it.
 std::wstring CallbackEndpoint(HANDLE process) {
     FILETIME created = {};
     FILETIME ignored = {};
@@ -62,13 +59,12 @@ std::wstring CallbackEndpoint(HANDLE process) {
            std::to_wstring(created.dwHighDateTime) + L"-" + std::to_wstring(created.dwLowDateTime);
 }
 
-// Serves, in the client's process, the callbacks that a client's interface describes as a server's
-// does its procedures.
+// Serves the client's callbacks in its process. The client's interface describes them as a server's
+// interface describes its procedures.
 RPC_STATUS ServeCallbacks(void* client_interface) {
-    std::wstring protocol = L"ncalrpc";
-    std::wstring endpoint = CallbackEndpoint(GetCurrentProcess());
-    const RPC_STATUS status =
-        RpcServerUseProtseqEpW(RpcText(protocol), kConcurrentCalls, RpcText(endpoint), nullptr);
+    const std::wstring endpoint = CallbackEndpoint(GetCurrentProcess());
+    const RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), kConcurrentCalls,
+                                                     RpcText(endpoint.c_str()), nullptr);
     if (status != RPC_S_OK) {
         return status;
     }
@@ -84,9 +80,8 @@ BOOL CALLBACK ServeOnce(INIT_ONCE* /*once*/, void* client_interface, void** /*co
 
 INIT_ONCE g_serving = INIT_ONCE_STATIC_INIT;
 
-// The way from the service to a client. A thread answers one client many times and keeps it, so
-// that a failing call does not lose it. The client's process is held open with it, which keeps its
-// id from any other.
+// The connection from the service to a client. Each thread keeps its last one, because it often
+// answers the same client again. The open process handle keeps the process id from being reused.
 struct Channel {
     DWORD process_id;
     HANDLE process;
@@ -126,11 +121,11 @@ RPC_STATUS OpenChannel(Channel* channel, DWORD process_id) {
         return RPC_S_SERVER_UNAVAILABLE;
     }
     channel->process_id = process_id;
-    std::wstring address = L"ncalrpc:[" + CallbackEndpoint(channel->process) + L"]";
-    return RpcBindingFromStringBindingW(RpcText(address), &channel->binding);
+    const std::wstring address = L"ncalrpc:[" + CallbackEndpoint(channel->process) + L"]";
+    return RpcBindingFromStringBindingW(RpcText(address.c_str()), &channel->binding);
 }
 
-// Stores the binding to the client whose call this thread is executing. It stays the thread's.
+// Stores the binding to the client whose call this thread executes. The thread owns it.
 RPC_STATUS BindToCaller(RPC_BINDING_HANDLE* binding) {
     unsigned long process_id = 0;
     RPC_STATUS status = I_RpcBindingInqLocalClientPID(nullptr, &process_id);
@@ -148,7 +143,7 @@ RPC_STATUS BindToCaller(RPC_BINDING_HANDLE* binding) {
     return status;
 }
 
-// Calls the client by the callback's own format, but for the kind of its binding.
+// Calls the client with the callback's format string, changed to an explicit primitive binding.
 CLIENT_CALL_RETURN CallBack(const MIDL_STUB_DESC* descriptor,
                             PFORMAT_STRING format,
                             const Slots& slots) {
@@ -174,7 +169,7 @@ CLIENT_CALL_RETURN CallBack(const MIDL_STUB_DESC* descriptor,
                           slots[6], slots[7]);
 }
 
-// The arguments of a call, as many as the procedure's format says.
+// Reads the arguments of a call, as many as the procedure's format string says.
 void ReadArguments(PFORMAT_STRING format, va_list arguments, Slots& slots) {
     ProcedureHeader header = {};
     std::memcpy(&header, format, sizeof(header));
@@ -187,7 +182,8 @@ void ReadArguments(PFORMAT_STRING format, va_list arguments, Slots& slots) {
     }
 }
 
-// Only a client that serves callbacks has a dispatch table. They are served before its first call.
+// Serves the client's callbacks before its first call. Only a client with callbacks has a dispatch
+// table.
 void ServeBeforeCall(const MIDL_STUB_DESC* descriptor) {
     auto* client = static_cast<RPC_CLIENT_INTERFACE*>(descriptor->RpcInterfaceInformation);
     if (client->DispatchTable != nullptr &&
@@ -198,7 +194,7 @@ void ServeBeforeCall(const MIDL_STUB_DESC* descriptor) {
 
 }  // namespace
 
-// These two are exported under the names of the functions whose places they take.
+// Exported as NdrClientCall2 and NdrClientCall3.
 extern "C" CLIENT_CALL_RETURN RPC_VAR_ENTRY ClientCall2WithCallbacks(MIDL_STUB_DESC* descriptor,
                                                                      PFORMAT_STRING format,
                                                                      ...) {

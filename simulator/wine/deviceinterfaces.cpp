@@ -7,7 +7,7 @@
 
 namespace {
 
-// Stores the list with every terminator and the final empty string, which alone is the empty list.
+// Stores the list with all terminators and the final empty string. An empty list is that string.
 CONFIGRET MakeList(const GUID* device_class,
                    const wchar_t* device,
                    ULONG flags,
@@ -16,26 +16,22 @@ CONFIGRET MakeList(const GUID* device_class,
     if (device_class == nullptr) {
         return CR_INVALID_POINTER;
     }
-    if ((flags & ~CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) != 0) {
+    if (flags > CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) {
         return CR_INVALID_FLAG;
     }
     // The interfaces belong to no device instance.
     const bool wanted =
         (device == nullptr || *device == L'\0') && IsEqualGUID(*device_class, kControlDeviceClass);
-    DWORD size = 0;
+    wchar_t paths[1024];
+    DWORD size = sizeof(paths);
     if (wanted && RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"Interfaces", RRF_RT_REG_MULTI_SZ,
-                               nullptr, nullptr, &size) == ERROR_SUCCESS) {
-        list->resize(size / sizeof(wchar_t));
-        if (RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"Interfaces", RRF_RT_REG_MULTI_SZ, nullptr,
-                         list->data(), &size) != ERROR_SUCCESS) {
-            size = 0;
-        }
-        list->resize(size / sizeof(wchar_t));
+                               nullptr, paths, &size) == ERROR_SUCCESS) {
+        list->assign(paths, size / sizeof(wchar_t));
     }
     if (wanted && flags == CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) {
         list->insert(0, std::wstring(L"\\\\.\\TesselAbsent") + L'\0');
     }
-    // However the value was stored: one terminator for the last path and one for the list.
+    // One terminator for the last path and one for the list, also if the value lacks them.
     while (!list->empty() && list->back() == L'\0') {
         list->pop_back();
     }

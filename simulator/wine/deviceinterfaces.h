@@ -1,13 +1,13 @@
-// Device interface lists, which the simulated notebook's Windows has not. The interfaces of the
-// control device's class are the paths in the REG_MULTI_SZ "Interfaces" under
-// HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice (none if it is missing), behind one
-// that is absent and so only in the list of all devices; every other class has none.
+// Device interface lists, which Wine does not have. The interfaces of the control device's class
+// are the paths in the REG_MULTI_SZ "Interfaces" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel
+// Simulator\ControlDevice. The list of all devices, present or not, begins with one more path.
+// Other classes have no interfaces.
 #pragma once
 
 #include <windows.h>
 #include <cfgmgr32.h>
 
-// Take the places of CM_Get_Device_Interface_List_SizeW and CM_Get_Device_Interface_ListW.
+// Replace CM_Get_Device_Interface_List_SizeW and CM_Get_Device_Interface_ListW.
 extern "C" {
 CONFIGRET WINAPI SimulatedDeviceInterfaceListSize(PULONG length,
                                                   LPGUID device_class,
