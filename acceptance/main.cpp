@@ -165,11 +165,12 @@ DWORD RunAll(const Options& options) {
         }
     }
     if (!options.json) {
-        PrintLine(std::to_wstring(findings.Count()) + L" findings, " +
-                  std::to_wstring(findings.Faults()) + L" faults, " +
-                  std::to_wstring(findings.NotHere()) + L" not here; kept in " + options.report);
+        PrintLine(std::to_wstring(findings.Count(Status::kOk)) + L" ok, " +
+                  std::to_wstring(findings.Count(Status::kFault)) + L" faults, " +
+                  std::to_wstring(findings.Count(Status::kNotHere)) + L" not here; kept in " +
+                  options.report);
     }
-    return findings.Faults() == 0 ? kNothingWrong : kFaults;
+    return findings.Count(Status::kFault) == 0 ? kNothingWrong : kFaults;
 }
 
 DWORD RunChild(int argc, wchar_t** argv) {

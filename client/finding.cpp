@@ -2,7 +2,9 @@
 
 #include <objbase.h>
 
+#include <algorithm>
 #include <iterator>
+#include <ranges>
 #include <utility>
 
 #include "client/requests/answerformat.h"
@@ -41,8 +43,8 @@ std::wstring FormatFinding(const Finding& finding, bool json) {
                JsonText(finding.advice) + L"}";
     }
     std::wstring line = Padded(names.plain, 9) + Padded(finding.item, 18) + L"  " + finding.found;
-    if (!finding.advice.empty()) {
-        line += L"\n         -> " + finding.advice;
+    for (const auto part : std::views::split(finding.advice, L'\n')) {
+        line += L"\n         -> " + std::wstring(part.begin(), part.end());
     }
     return line;
 }
@@ -50,10 +52,22 @@ std::wstring FormatFinding(const Finding& finding, bool json) {
 void Findings::Add(Status status, std::wstring item, std::wstring found, std::wstring advice) {
     PrintLine(
         FormatFinding({status, std::move(item), std::move(found), std::move(advice)}, m_json));
-    ++m_count;
-    m_warnings += status == Status::kWarning ? 1 : 0;
-    m_not_here += status == Status::kNotHere ? 1 : 0;
-    m_faults += status == Status::kFault || status == Status::kFailed ? 1 : 0;
+    ++m_counts[static_cast<std::size_t>(status)];
+}
+
+void Findings::Check(bool ok,
+                     Status otherwise,
+                     std::wstring item,
+                     std::wstring found,
+                     std::wstring advice) {
+    Add(ok ? Status::kOk : otherwise, std::move(item), std::move(found),
+        ok ? std::wstring() : std::move(advice));
+}
+
+void Findings::AddNotHere(std::wstring item, unsigned long error, const std::wstring& known) {
+    Add(Status::kNotHere, std::move(item),
+        known + (known.empty() ? L"" : L"; ") + L"not known here: " + ErrorText(error),
+        error == ERROR_ACCESS_DENIED ? kCheckAgainAdvice : L"");
 }
 
 std::wstring GuidText(const GUID& id) {

@@ -3,26 +3,31 @@
 
 #include <windows.h>
 
+#include <array>
 #include <string>
 
-// Of a thing looked at: kOk, kWarning, kFault, kNotHere (this machine does not have it). Of a thing
-// to be changed: kDone, kUnchanged (it was as wanted already), kFailed.
+// Of a thing that was checked: kOk, kWarning, kFault. Of a thing to be changed: kDone, kUnchanged
+// (it was so already), kFailed. Of both: kNotHere, if this machine does not have it or cannot tell.
 enum class Status { kOk, kWarning, kFault, kDone, kUnchanged, kFailed, kNotHere };
 
-// The advice where rights are missing.
-inline constexpr wchar_t kGrantAdvice[] = L"as an administrator: tesselctl --grant";
+// Advice. Each line of it works in PowerShell and in cmd.exe, in the folder of the programs.
+inline constexpr wchar_t kGrantAdvice[] = L"as an administrator: .\\tesselctl --grant";
+inline constexpr wchar_t kCheckAgainAdvice[] = L"check again as an administrator";
+inline constexpr wchar_t kRestartAdvice[] =
+    L"as an administrator: net stop \"Tessel Service\"\nand then: net start \"Tessel Service\"";
+inline constexpr wchar_t kStartAdvice[] = L"as an administrator: net start \"Tessel Service\"";
 
 struct Finding {
     Status status;
     // A name that stays the same from release to release.
     std::wstring item;
     std::wstring found;
-    // What to do about it; often empty.
+    // What to do about it, one command per line; often empty.
     std::wstring advice;
 };
 
-// One finding without its last line end: a line for people, with the advice on a second one, or an
-// object of JSON with the texts "item", "status", "found" and "advice".
+// One finding without its last line end: a line for people, with the advice on the next lines, or
+// an object of JSON with the texts "item", "status", "found" and "advice".
 std::wstring FormatFinding(const Finding& finding, bool json);
 
 // Prints findings as they come, and counts them.
@@ -32,18 +37,22 @@ class Findings {
 
     void Add(Status status, std::wstring item, std::wstring found, std::wstring advice = {});
 
-    [[nodiscard]] int Count() const { return m_count; }
-    [[nodiscard]] int Warnings() const { return m_warnings; }
-    [[nodiscard]] int NotHere() const { return m_not_here; }
-    // Faults, and changes that failed.
-    [[nodiscard]] int Faults() const { return m_faults; }
+    // Adds an OK without advice if `ok`, otherwise a finding of the status `otherwise` with it.
+    void Check(bool ok,
+               Status otherwise,
+               std::wstring item,
+               std::wstring found,
+               std::wstring advice = {});
+
+    // Adds that `item` could not be checked because of a Win32 error. `known` comes first.
+    void AddNotHere(std::wstring item, unsigned long error, const std::wstring& known = {});
+
+    // How many there are of one status.
+    [[nodiscard]] int Count(Status status) const { return m_counts[static_cast<int>(status)]; }
 
  private:
     bool m_json;
-    int m_count = 0;
-    int m_warnings = 0;
-    int m_not_here = 0;
-    int m_faults = 0;
+    std::array<int, 7> m_counts = {};
 };
 
 // `id` in braces and capitals. Calls StringFromGUID2.

@@ -2,10 +2,13 @@
 #include <windows.h>
 #include <rpc.h>
 
-#include <cwchar>
+#include <functional>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
+#include "client/requests/answerformat.h"
 #include "client/requests/answers.h"
 #include "client/check/check.h"
 #include "client/requests/commandhelp.h"
@@ -23,37 +26,46 @@ constexpr wchar_t kHelpText[] =
 
 Usage:
   tesselctl COMMAND [--bool true|false] [--int N] [--text TEXT] [options]
-  tesselctl --list        every command of the service, with one line of help
-  tesselctl --help        this text
-  tesselctl --version     the version of this program
-  tesselctl --check       look at everything the service needs; changes nothing
-  tesselctl --grant       as an administrator: give the service its own SID, full control of its
-                          registry keys for that SID alone, and restart after a crash
-  tesselctl --revoke      take just that away again
+  tesselctl --list         every command of the service, with one line of help
+  tesselctl --help         this text
+  tesselctl --version      the version of this program
+  tesselctl --check        check everything the service needs; changes nothing
+  tesselctl --report FILE  as an administrator: write a text file for whoever helps: the check, the
+                           programs, the registration, the process, events and crash dumps
+  tesselctl --grant        as an administrator: give the service its own SID, full control of its
+                           registry keys for that SID alone, and restart after a crash
+  tesselctl --revoke       take just that away again
 
 The request:
-  --bool true|false       its flag (false if not given)
-  --int N                 its number, -2147483648 to 2147483647 (0 if not given)
-  --text TEXT             its text (empty if not given). The commands that return an
-                          identity of the modem write it over this text, cut to its length;
-                          without --text, blanks are sent to give them room.
+  --bool true|false        its flag (false if not given)
+  --int N                  its number, -2147483648 to 2147483647 (0 if not given)
+  --text TEXT              its text (empty if not given). The commands that return an
+                           identity of the modem write it over this text, cut to its length;
+                           without --text, blanks are sent to give them room.
+  --text-file PATH         its text from a file, or from standard input for -: a password then
+                           stays out of histories and lists of processes
 
 Options:
-  --json                  one JSON object per answer: command, flag, number, text; per line of
-                          --check, --grant, --revoke: item, status, found, advice
-  --quiet                 no answers shown, only the last line: how many there were, and the
-                          median, 99th percentile and longest of the requests' times
-  --repeat N              send the request N times; a last line counts and times them
-  --parallel N            from N threads at once, each with its own connection
+  --json                   one JSON object per answer: command, flag, number, text; per line of
+                           --check, --grant, --revoke: item, status, found, advice
+  --quiet                  no answers shown, only the last line: how many there were, and the
+                           median, 99th percentile and longest of the requests' times
+  --repeat N               send the request N times; a last line counts and times them
+  --parallel N             from N threads at once, each with its own connection
+  --without LIST           with --check, --report, --grant: what the model does not have, of
+                           modem,device,usb
 
 Exit codes:
-  0  answered             1  no answer (the command is unknown or is never answered)
-  2  wrong usage          3  the service cannot be reached
+  0  answered              1  no answer (the command is unknown or is never answered)
+  2  wrong usage           3  the service cannot be reached
   --check: 0 without a fault, 1 with, 3 as above. --grant, --revoke: 1 when a change failed.
+  --report: 0 when the file is written, else 1.
 
-Items of --check, each ok, warning or fault (--grant, --revoke: done, unchanged or failed):
-  service, service.account, .start, .path, .version, .state, .sid, .recovery; key PATH for each
-  registry key; capability; requests.open, .answer; modem.state, .identity; device; tracing
+Items of --check, each ok, warning, fault or not here (--grant, --revoke: done, unchanged, failed
+or not here):
+  service, service.account, .start, .path, .version, .state, .sid, .recovery; files, and
+  file PATH for one that others may change; keys, and key PATH for a registry key that is not
+  well; capability; requests.open, .answer; modem.state, .identity; device
 
 Examples:
   tesselctl REGISTRYHELPER_SETSCREENMODE --int 5
@@ -67,22 +79,9 @@ LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
     if (!IsRpcStatus(status)) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
-    const std::wstring code = L" (error " + std::to_wstring(status) + L").";
-    switch (status) {
-        case RPC_S_SERVER_UNAVAILABLE:
-        case RPC_S_UNKNOWN_IF:
-        case EPT_S_NOT_REGISTERED:
-            PrintErrorLine(L"tesselctl: the service is not running" + code +
-                           L"\nStart it with: net start \"Tessel Service\"\n"
-                           L"If it is not installed: tessel-service -install");
-            break;
-        case ERROR_ACCESS_DENIED:
-            PrintErrorLine(L"tesselctl: the service refuses this user" + code);
-            break;
-        default:
-            PrintErrorLine(L"tesselctl: the connection to the service failed" + code);
-            break;
-    }
+    const FailureWords words = DescribeFailure(status);
+    PrintErrorLine(L"tesselctl: " + std::wstring(words.meaning) + L" (error " +
+                   std::to_wstring(status) + L").\n" + words.advice);
     ExitProcess(kUnreachable);
 }
 
@@ -96,6 +95,14 @@ void PrintList() {
     }
 }
 
+// How PrintAnswer shows an answer.
+AnswerFormat g_format = AnswerFormat::kPlain;
+std::wstring g_padding;
+
+void PrintAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+    PrintLine(FormatAnswer(g_format, g_padding, command, flag, number, text));
+}
+
 // What one thread of a run does: the same request again and again over a connection of its own.
 struct Sender {
     const RequestValues& request;
@@ -103,28 +110,24 @@ struct Sender {
     Connection connection;
 };
 
-DWORD WINAPI Send(void* argument) {
-    auto* sender = static_cast<Sender*>(argument);
-    for (int i = 0; i < sender->repeat; ++i) {
-        sender->connection.Send(sender->request);
+void Send(Sender& sender) {
+    for (int i = 0; i < sender.repeat; ++i) {
+        sender.connection.Send(sender.request);
     }
-    return 0;
 }
 
 // All senders at once, each on a thread of its own. False when a thread could not be made.
 bool SendInParallel(std::vector<Sender>& senders) {
-    std::vector<HANDLE> threads;
-    for (Sender& sender : senders) {
-        HANDLE thread = CreateThread(nullptr, 0, Send, &sender, 0, nullptr);
-        if (thread == nullptr) {
-            PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
-            break;
+    std::vector<std::thread> threads;
+    try {
+        for (Sender& sender : senders) {
+            threads.emplace_back(Send, std::ref(sender));
         }
-        threads.push_back(thread);
+    } catch (const std::system_error&) {
+        PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
     }
-    for (HANDLE thread : threads) {
-        WaitForSingleObject(thread, INFINITE);
-        CloseHandle(thread);
+    for (std::thread& thread : threads) {
+        thread.join();
     }
     return threads.size() == senders.size();
 }
@@ -138,7 +141,7 @@ bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTime
     }
     bool sent = true;
     if (parallel == 1) {
-        Send(&senders.front());
+        Send(senders.front());
     } else {
         sent = SendInParallel(senders);
     }
@@ -150,13 +153,15 @@ bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTime
 }
 
 int Request(const Options& options) {
-    const CommandHelp* help = FindCommandHelp(options.command);
-    const std::wstring padding(
-        help != nullptr && help->needs_padding && !options.text ? kPaddingLength : 0, L' ');
-    const RequestValues request = {options.command, options.flag, options.number,
-                                   options.text.value_or(padding)};
+    const std::wstring& command = *options.command;
+    const CommandHelp* help = FindCommandHelp(command);
+    const bool pad = help != nullptr && help->needs == Needs::kPadding && !options.text;
+    g_padding.assign(pad ? kPaddingLength : 0, L' ');
+    g_format = options.json ? AnswerFormat::kJson : AnswerFormat::kPlain;
+    const RequestValues request = {command, options.flag.value_or(false),
+                                   options.number.value_or(0), options.text.value_or(g_padding)};
     if (!options.quiet) {
-        PrintAnswersAs(options.json ? AnswerFormat::kJson : AnswerFormat::kPlain, padding);
+        HandleAnswers(PrintAnswer);
     }
 
     RequestTimes times;
@@ -178,16 +183,18 @@ int Request(const Options& options) {
         return kAnswered;
     }
     if (help == nullptr) {
-        PrintErrorLine(L"tesselctl: no answer: the service does not know \"" + options.command +
-                       L"\" (tesselctl --list shows what it knows)");
+        const std::wstring nearest = NearestCommand(command);
+        PrintErrorLine(L"tesselctl: no answer: the service does not know \"" + command + L"\" (" +
+                       (nearest.empty() ? L"tesselctl --list shows what it knows)"
+                                        : L"did you mean " + nearest + L"?)"));
     } else {
-        PrintErrorLine(L"tesselctl: no answer to " + options.command + L" (" + help->help + L")");
+        PrintErrorLine(L"tesselctl: no answer to " + command + L" (" + help->help + L")");
     }
     return kNoAnswer;
 }
 
-int CheckAll(bool json) {
-    const CheckResult result = Check(json, TESSEL_VERSION);
+int CheckAll(const Options& options) {
+    const CheckResult result = Check(options.json, options.without, TESSEL_VERSION);
     if (!result.reached) {
         return kUnreachable;
     }
@@ -215,11 +222,13 @@ int wmain(int argc, wchar_t* argv[]) {
             PrintLine(L"tesselctl " TESSEL_VERSION);
             return kAnswered;
         case Options::Action::kCheck:
-            return CheckAll(options->json);
+            return CheckAll(*options);
         case Options::Action::kGrant:
-            return Grant(options->json) == 0 ? 0 : 1;
+            return Grant(options->json, !options->without.usb) == 0 ? 0 : 1;
         case Options::Action::kRevoke:
             return Revoke(options->json) == 0 ? 0 : 1;
+        case Options::Action::kReport:
+            return 1;
         case Options::Action::kRequest:
             return Request(*options);
     }

@@ -1,10 +1,19 @@
 #include "client/options.h"
 
+#include <algorithm>
+#include <climits>
 #include <cwchar>
-#include <limits>
+#include <iterator>
+#include <ranges>
 #include <string_view>
+#include <vector>
+
+#include "client/requests/commandhelp.h"
+#include "client/textfile.h"
 
 namespace {
+
+using Action = Options::Action;
 
 // A whole decimal number between the bounds, and nothing else.
 std::optional<long> ParseNumber(const wchar_t* text, long long minimum, long long maximum) {
@@ -18,107 +27,159 @@ std::optional<long> ParseNumber(const wchar_t* text, long long minimum, long lon
     return static_cast<long>(value);
 }
 
+std::optional<long> ParseInt(const wchar_t* text) {
+    return ParseNumber(text, INT_MIN, INT_MAX);
+}
+
 std::optional<bool> ParseBool(std::wstring_view text) {
-    if (text == L"true") {
-        return true;
-    }
-    if (text == L"false") {
-        return false;
+    if (text == L"true" || text == L"false") {
+        return text == L"true";
     }
     return std::nullopt;
 }
 
-// Stores the value of one option; what is wrong with it otherwise.
-const wchar_t* StoreValue(std::wstring_view option, const wchar_t* value, Options& options) {
-    using Int32 = std::numeric_limits<int>;
-    if (option == L"--bool") {
-        const auto flag = ParseBool(value);
-        options.flag = flag.value_or(false);
-        return flag ? nullptr : L"--bool takes true or false";
-    }
-    if (option == L"--int") {
-        const auto number = ParseNumber(value, Int32::min(), Int32::max());
-        options.number = number.value_or(0);
-        return number ? nullptr : L"--int takes a whole number from -2147483648 to 2147483647";
-    }
-    if (option == L"--text") {
-        options.text = value;
-        return nullptr;
-    }
-    if (option == L"--repeat") {
-        const auto number = ParseNumber(value, 1, Int32::max());
-        options.repeat = static_cast<int>(number.value_or(1));
-        return number ? nullptr : L"--repeat takes a whole number of at least 1";
-    }
-    const auto number = ParseNumber(value, 1, kMaximumParallel);
-    options.parallel = static_cast<int>(number.value_or(1));
-    static const std::wstring wrong =
-        L"--parallel takes a whole number from 1 to " + std::to_wstring(kMaximumParallel);
-    return number ? nullptr : wrong.c_str();
+bool StoreCount(const wchar_t* text, int maximum, int& count) {
+    const auto number = ParseNumber(text, 1, maximum);
+    count = static_cast<int>(number.value_or(1));
+    return number.has_value();
 }
 
-bool TakesValue(std::wstring_view option) {
-    return option == L"--bool" || option == L"--int" || option == L"--text" ||
-           option == L"--repeat" || option == L"--parallel";
+bool StoreWithout(std::wstring_view names, Without& without) {
+    for (const auto part : std::views::split(names, L',')) {
+        const std::wstring name(part.begin(), part.end());
+        bool* place = name == L"modem"    ? &without.modem
+                      : name == L"device" ? &without.device
+                      : name == L"usb"    ? &without.usb
+                                          : nullptr;
+        if (place == nullptr) {
+            return false;
+        }
+        *place = true;
+    }
+    return !names.empty();
 }
 
-// Options that stand alone.
-bool StoreSwitch(std::wstring_view option, Options& options) {
-    if (option == L"--json") {
-        options.json = true;
-    } else if (option == L"--quiet") {
-        options.quiet = true;
-    } else if (option == L"--list") {
-        options.action = Options::Action::kList;
-    } else if (option == L"--help" || option == L"-h") {
-        options.action = Options::Action::kHelp;
-    } else if (option == L"--version") {
-        options.action = Options::Action::kVersion;
-    } else if (option == L"--check") {
-        options.action = Options::Action::kCheck;
-    } else if (option == L"--grant") {
-        options.action = Options::Action::kGrant;
-    } else if (option == L"--revoke") {
-        options.action = Options::Action::kRevoke;
-    } else {
-        return false;
+constexpr unsigned Bit(Action action) {
+    return 1U << static_cast<unsigned>(action);
+}
+
+constexpr unsigned kChecks = Bit(Action::kCheck) | Bit(Action::kReport);
+constexpr unsigned kRights = Bit(Action::kGrant) | Bit(Action::kRevoke);
+
+using Store = bool (*)(const wchar_t* value, Options& options);
+
+struct Option {
+    const wchar_t* name;
+    // What its value may be; null for an option without a value.
+    const wchar_t* value;
+    // Stores the value; false if it is wrong. Null if there is nothing to store.
+    Store store;
+    // The actions that it goes with, as bits.
+    unsigned goes_with = Bit(Action::kRequest);
+    // The action that it stands for itself; kRequest for all others.
+    Action action = Action::kRequest;
+};
+
+constexpr Option Stands(const wchar_t* name, Action action) {
+    return {name, nullptr, nullptr, Bit(action), action};
+}
+
+static_assert(kMaximumParallel == 1234, "The text of --parallel says so too.");
+constexpr Option kOptions[] = {
+    {L"--bool", L"true or false",
+     [](auto* value, auto& o) { return (o.flag = ParseBool(value)).has_value(); }},
+    {L"--int", L"a whole number from -2147483648 to 2147483647",
+     [](auto* value, auto& o) { return (o.number = ParseInt(value)).has_value(); }},
+    {L"--text", L"a text", [](auto* value, auto& o) { return (o.text = value).has_value(); }},
+    {L"--text-file", L"a file of UTF-8 that can be read, or -",
+     [](auto* value, auto& o) { return (o.text = ReadTextFile(value)).has_value(); }},
+    {L"--repeat", L"a whole number of at least 1",
+     [](auto* value, auto& o) { return StoreCount(value, INT_MAX, o.repeat); }},
+    {L"--parallel", L"a whole number from 1 to 1234",
+     [](auto* value, auto& o) { return StoreCount(value, kMaximumParallel, o.parallel); }},
+    {L"--quiet", nullptr, [](auto* /*value*/, auto& o) { return o.quiet = true; }},
+    {L"--json", nullptr, [](auto* /*value*/, auto& o) { return o.json = true; },
+     Bit(Action::kRequest) | Bit(Action::kCheck) | kRights},
+    {L"--without", L"one or more of modem,device,usb",
+     [](auto* value, auto& o) { return StoreWithout(value, o.without); },
+     kChecks | Bit(Action::kGrant)},
+    {L"--report", L"a file to write",
+     [](auto* value, auto& o) { return !(o.report = value).empty(); }, Bit(Action::kReport),
+     Action::kReport},
+    Stands(L"--list", Action::kList),
+    Stands(L"--help", Action::kHelp),
+    Stands(L"-h", Action::kHelp),
+    Stands(L"--version", Action::kVersion),
+    Stands(L"--check", Action::kCheck),
+    Stands(L"--grant", Action::kGrant),
+    Stands(L"--revoke", Action::kRevoke),
+};
+
+// How a second command was probably meant.
+std::wstring Hint(const wchar_t* argument) {
+    const wchar_t* option = ParseInt(argument)    ? L"--int "
+                            : ParseBool(argument) ? L"--bool "
+                                                  : L"--text ";
+    return L" (did you mean " + (option + std::wstring(argument)) + L"?)";
+}
+
+// What is wrong with a line whose options are right one by one; empty if nothing is.
+std::wstring Conflict(const Options& options, const std::vector<const Option*>& used) {
+    std::wstring action = L"a command";
+    for (const Option* option : used) {
+        action = option->action != Action::kRequest ? option->name : action;
     }
-    return true;
+    for (const Option* option : used) {
+        if ((option->goes_with & Bit(options.action)) == 0) {
+            return option->name + (L" does not go with " + action);
+        }
+    }
+    if (options.action != Action::kRequest) {
+        return options.command ? action + L" takes no command: \"" + *options.command + L"\"" : L"";
+    }
+    if (!options.command) {
+        return L"no command";
+    }
+    const CommandHelp* help = FindCommandHelp(*options.command);
+    const Needs needs = help != nullptr ? help->needs : Needs::kNothing;
+    return needs == Needs::kFlag && !options.flag
+               ? *options.command + L" needs a flag: --bool true|false"
+           : needs == Needs::kNumber && !options.number
+               ? *options.command + L" needs a number: --int N"
+           : needs == Needs::kText && !options.text
+               ? *options.command + L" needs a text: --text TEXT or --text-file PATH"
+               : L"";
 }
 
 }  // namespace
 
 std::optional<Options> ParseOptions(int argc, const wchar_t* const* argv, std::wstring& error) {
     Options options;
-    bool has_command = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::wstring_view argument = argv[i];
-        if (TakesValue(argument)) {
-            if (i + 1 == argc) {
-                error = std::wstring(argument) + L" needs a value";
-                return std::nullopt;
+    std::vector<const Option*> used;
+    for (int i = 1; i < argc && error.empty(); ++i) {
+        const std::wstring argument = argv[i];
+        const auto* option = std::ranges::find(kOptions, argument, &Option::name);
+        if (option != std::end(kOptions)) {
+            used.push_back(option);
+            if (option->action != Action::kRequest) {
+                options.action = option->action;
             }
-            if (const wchar_t* wrong = StoreValue(argument, argv[++i], options)) {
-                error = std::wstring(wrong) + L", not \"" + argv[i] + L"\"";
-                return std::nullopt;
+            if (option->value != nullptr && ++i == argc) {
+                error = argument + L" needs a value: " + option->value;
+            } else if (option->store != nullptr && !option->store(argv[i], options)) {
+                error = argument + L" takes " + option->value + L", not \"" + argv[i] + L"\"";
             }
         } else if (argument.starts_with(L"-")) {
-            if (!StoreSwitch(argument, options)) {
-                error = L"unknown option " + std::wstring(argument);
-                return std::nullopt;
-            }
-        } else if (has_command) {
-            error = L"more than one command: \"" + options.command + L"\" and \"" +
-                    std::wstring(argument) + L"\"";
-            return std::nullopt;
+            error = L"unknown option " + argument;
+        } else if (options.command) {
+            error = L"more than one command: \"" + *options.command + L"\" and \"" + argument +
+                    L"\"" + Hint(argv[i]);
         } else {
             options.command = argument;
-            has_command = true;
         }
     }
-    if (options.action == Options::Action::kRequest && !has_command) {
-        error = L"no command";
-        return std::nullopt;
+    if (error.empty()) {
+        error = Conflict(options, used);
     }
-    return options;
+    return error.empty() ? std::optional(options) : std::nullopt;
 }

@@ -5,26 +5,30 @@
 #include <span>
 #include <string_view>
 
+// The value of a request without which a command does nothing sensible. kPadding: the answer
+// overwrites the request's text, which must be at least as long as the answer.
+enum class Needs { kNothing, kFlag, kNumber, kText, kPadding };
+
 struct CommandHelp {
     const wchar_t* command;
     const wchar_t* help;
-    // Whether the answer overwrites the request's text: the request then needs a text at least as
-    // long as the answer.
-    bool needs_padding = false;
+    Needs needs = Needs::kNothing;
 };
 
 inline constexpr CommandHelp kRegistryHelperHelp[] = {
     {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
      L"register the settings app for the pen click if nothing is; flag = registered"},
     {L"REGISTRYHELPER_GETPENSETTING", L"action of the pen's side button; number, -1 if unset"},
-    {L"REGISTRYHELPER_SETPENSETTING", L"set the side button's action to --int; flag = stored"},
+    {L"REGISTRYHELPER_SETPENSETTING", L"set the side button's action to --int; flag = stored",
+     Needs::kNumber},
     {L"REGISTRYHELPER_GETPENCLICKSETTING", L"action of the pen click; number, -100 if unset"},
-    {L"REGISTRYHELPER_SETPENCLICKSETTING", L"set the pen click's action to --int; flag = stored"},
+    {L"REGISTRYHELPER_SETPENCLICKSETTING", L"set the pen click's action to --int; flag = stored",
+     Needs::kNumber},
     {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY", L"pen pressure threshold; number, -1 if unset"},
     {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY",
-     L"set the pressure threshold to --int; flag is always true"},
-    {L"REGISTRYHELPER_SETSCREENMODE",
-     L"set the screen mode to --int (99 = default); flag = stored"},
+     L"set the pressure threshold to --int; flag is always true", Needs::kNumber},
+    {L"REGISTRYHELPER_SETSCREENMODE", L"set the screen mode to --int (99 = default); flag = stored",
+     Needs::kNumber},
     {L"REGISTRYHELPER_GETSCREENMODE", L"screen mode; number, repaired to 99 if unset"},
     {L"REGISTRYHELPER_SETDIMMINGTIME", L"accepted, never answered"},
     {L"REGISTRYHELPER_GETDIMMINGTIME", L"accepted, never answered"},
@@ -33,8 +37,9 @@ inline constexpr CommandHelp kRegistryHelperHelp[] = {
 };
 
 inline constexpr CommandHelp kCommonHelperHelp[] = {
-    {L"COMMONHELPER_ISFILE_EXISTS", L"whether the path --text exists; flag"},
-    {L"COMMONHELPER_READEULADOCUMENT", L"read the text file --text; text, empty if unreadable"},
+    {L"COMMONHELPER_ISFILE_EXISTS", L"whether the path --text exists; flag", Needs::kText},
+    {L"COMMONHELPER_READEULADOCUMENT", L"read the text file --text; text, empty if unreadable",
+     Needs::kText},
 };
 
 inline constexpr CommandHelp kMbnHelperHelp[] = {
@@ -43,15 +48,16 @@ inline constexpr CommandHelp kMbnHelperHelp[] = {
     {L"MBNHELPER_CHECKINTERFACE",
      L"ready state of the modem; number: 0 off, 1 ready, 2 no SIM, 3 bad SIM, ..."},
     {L"MBNHELPER_CHECKSIMSTATUS", L"the same as MBNHELPER_CHECKINTERFACE"},
-    {L"MBNHELPER_GETHOMEPROVIDERID", L"id of the home provider; text", true},
+    {L"MBNHELPER_GETHOMEPROVIDERID", L"id of the home provider; text", Needs::kPadding},
     {L"MBNHELPER_CONNECT", L"connect with the profile \"Bramble Profile\""},
     {L"MBNHELPER_DISCONNECT", L"disconnect every connection"},
-    {L"MBNHELPER_GETHOMEPROVIDERNAME", L"name of the home provider; text", true},
-    {L"MBNHELPER_GETSUBSCRIBERID", L"subscriber id (IMSI) of the SIM; text", true},
-    {L"MBNHELPER_GETSIMICCID", L"number of the SIM card (ICCID); text", true},
+    {L"MBNHELPER_GETHOMEPROVIDERNAME", L"name of the home provider; text", Needs::kPadding},
+    {L"MBNHELPER_GETSUBSCRIBERID", L"subscriber id (IMSI) of the SIM; text", Needs::kPadding},
+    {L"MBNHELPER_GETSIMICCID", L"number of the SIM card (ICCID); text", Needs::kPadding},
     {L"MBNHELPER_GETRECOMMENDPROFILE", L"answers with the request's own values"},
     {L"MBNHELPER_CREATEPROFILE",
-     L"replace all profiles by --text: description|APN|auth|user|password|IP type[|compression]"},
+     L"replace all profiles by --text: description|APN|auth|user|password|IP type[|compression]",
+     Needs::kText},
     {L"MBNHELPER_DELETEPROFILE", L"disconnect and delete every profile"},
     {L"MBNHELPER_QEURYPROFILE", L"answers with the request's own values"},
     {L"MBNHELPER_UPDATEPROFILE", L"answers with the request's own values"},
@@ -60,7 +66,7 @@ inline constexpr CommandHelp kMbnHelperHelp[] = {
 
 inline constexpr CommandHelp kBleHelperHelp[] = {
     {L"BLEHELPER_GETBLE", L"the device's switch; flag = on, number = its value (85 on, 0 off)"},
-    {L"BLEHELPER_SETBLE", L"turn the device's switch on or off with --bool"},
+    {L"BLEHELPER_SETBLE", L"turn the device's switch on or off with --bool", Needs::kFlag},
     {L"BLEHELPER_ISBLESUPPORT", L"whether the device has a switch; number, 1 = yes"},
 };
 

@@ -72,8 +72,9 @@ using ServiceHandle = UniqueHandle<SC_HANDLE, CloseServiceHandle>;
 // A SID from AllocateAndInitializeSid.
 using AllocatedSid = UniqueHandle<PSID, FreeSid>;
 
-// Memory that the caller must free with LocalFree: an ACL of SetEntriesInAclW, a text of
-// ConvertSidToStringSidW.
+// Memory that the caller must free with LocalFree: a SID or a descriptor, an ACL of
+// SetEntriesInAclW, a text of ConvertSidToStringSidW.
+using LocalMemory = UniqueHandle<void*, LocalFree>;
 using LocalAcl = UniqueHandle<PACL, LocalFree>;
 using LocalString = UniqueHandle<wchar_t*, LocalFree>;
 

@@ -12,7 +12,6 @@
 #include "client/output.h"
 #include "client/rights/servicesid.h"
 #include "rpc/endpoint.h"
-#include "service/serviceidentity.h"
 #include "win32/uniquehandle.h"
 
 namespace {
@@ -35,21 +34,17 @@ void CheckCapability(Findings& findings) {
 
 }  // namespace
 
-CheckResult Check(bool json, const wchar_t* version) {
+CheckResult Check(bool json, const Without& without, const wchar_t* version) {
     Findings findings(json);
-    const ServiceSidType sid_type = CheckRegistration(findings, version);
-    CheckKeys(findings, sid_type);
+    const Registration registration = CheckRegistration(findings, version);
+    CheckKeys(findings, registration.has_own_sid, !without.usb);
     CheckCapability(findings);
-    const bool reached = CheckRequests(findings);
-    const std::wstring provider = GuidText(kTracingProvider);
-    findings.Add(Status::kOk, L"tracing", L"provider " + provider,
-                 L"to record its events: logman start tessel -p " + provider +
-                     L" -o tessel.etl -ets; logman stop tessel -ets; tracerpt tessel.etl -o "
-                     L"tessel.xml");
+    const bool reached = CheckRequests(findings, registration.stopped, without);
     if (!json) {
-        PrintLine(std::to_wstring(findings.Count()) + L" items, " +
-                  std::to_wstring(findings.Faults()) + L" faults, " +
-                  std::to_wstring(findings.Warnings()) + L" warnings");
+        const auto count = [&](Status status) { return std::to_wstring(findings.Count(status)); };
+        PrintLine(count(Status::kOk) + L" ok, " + count(Status::kFault) + L" faults, " +
+                  count(Status::kWarning) + L" warnings, " + count(Status::kNotHere) +
+                  L" not here");
     }
-    return {reached, findings.Faults()};
+    return {reached, findings.Count(Status::kFault)};
 }

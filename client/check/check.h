@@ -1,10 +1,12 @@
 // tesselctl --check.
 #pragma once
 
-// Looks at everything that the service needs, changes nothing, and prints a line per item.
-// `version` is this program's.
+#include "client/options.h"
+
+// Checks everything that the service needs, except what `without` names, changes nothing, and
+// prints a line for each item. `version` is this program's.
 struct CheckResult {
     bool reached;
     int faults;
 };
-CheckResult Check(bool json, const wchar_t* version);
+CheckResult Check(bool json, const Without& without, const wchar_t* version);

@@ -1,11 +1,11 @@
 #include "client/check/checkkeys.h"
 
+#include <cwchar>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "client/rights/keyaccess.h"
+#include "client/rights/accesslist.h"
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
@@ -13,143 +13,130 @@
 
 namespace {
 
-// Who the service's process may be.
+// The SIDs that the service's process may have.
 struct Tokens {
-    std::optional<Sid> own = ServiceSid(kServiceName);
+    Sid own = ServiceSid(kServiceName).value_or(Sid{});
     std::vector<Sid> account = LocalServiceSids();
     std::vector<Sid> account_and_service = account;
+
+    // Whether the process has its own.
+    std::optional<bool> has_own_sid;
+
+    explicit Tokens(std::optional<bool> has_it) : has_own_sid(has_it) {
+        account_and_service.push_back(own);
+    }
 };
 
-Tokens MakeTokens() {
-    Tokens tokens;
-    if (tokens.own) {
-        tokens.account_and_service.push_back(*tokens.own);
-    }
-    return tokens;
-}
-
-std::wstring Hex(ACCESS_MASK mask) {
-    constexpr wchar_t kDigits[] = L"0123456789abcdef";
-    std::wstring text = L"0x";
-    for (int shift = 20; shift >= 0; shift -= 4) {
-        text += kDigits[(mask >> shift) & 0xF];
-    }
-    return text;
-}
-
-Judgement JudgeAccess(HKEY key, const Tokens& tokens, const ServiceSidType& sid_type) {
-    KeySecurity security;
-    if (const LSTATUS error = ReadKeySecurity(key, security); error != ERROR_SUCCESS) {
-        return {Status::kWarning, L"its access list cannot be read: " + ErrorText(error), L""};
+KeyFinding AccessFinding(HKEY key, const Tokens& tokens) {
+    ObjectSecurity security;
+    if (const DWORD error = ReadKeySecurity(key, security); error != ERROR_SUCCESS) {
+        return {Status::kNotHere, L"its access list cannot be read: " + ErrorText(error),
+                kCheckAgainAdvice};
     }
     const auto missing = [&](const std::vector<Sid>& token) {
         return MissingKeyRights(security.acl, security.owner, token, KEY_ALL_ACCESS);
     };
     const ACCESS_MASK service_lacks = missing(tokens.account_and_service);
-    Judgement judgement = JudgeRights(missing(tokens.account), service_lacks, sid_type);
-    if (judgement.status == Status::kFault && service_lacks != 0 && tokens.own &&
-        WithFullControl(*security.acl, *tokens.own).empty()) {
-        judgement.advice = L"its access list gives it and denies it: take the denial away";
+    KeyFinding finding = RightsFinding(missing(tokens.account), service_lacks, tokens.has_own_sid);
+    if (service_lacks != 0 && HasFullControl(*security.acl, tokens.own)) {
+        finding.advice = L"its access list gives all access and denies it: remove the denial";
     }
-    return judgement;
+    return finding;
 }
 
-std::wstring TypeName(DWORD type) {
-    static constexpr const wchar_t* kNames[] = {L"REG_NONE",      L"REG_SZ",
-                                                L"REG_EXPAND_SZ", L"REG_BINARY",
-                                                L"REG_DWORD",     L"REG_DWORD_BIG_ENDIAN",
-                                                L"REG_LINK",      L"REG_MULTI_SZ"};
-    return type < std::size(kNames) ? kNames[type] : L"type " + std::to_wstring(type);
-}
-
-// The first value of another type than the service stores; empty when there is none.
+// The first value that has another type than the service stores; empty if there is none.
 std::wstring WrongValue(HKEY key, const ServiceKey& expected) {
     for (const KeyValue& value : expected.values) {
         DWORD type = 0;
         if (RegQueryValueExW(key, value.name.c_str(), nullptr, &type, nullptr, nullptr) ==
                 ERROR_SUCCESS &&
             type != value.type) {
-            return value.name + L" is " + TypeName(type) + L", not " + TypeName(value.type);
+            return value.name;
         }
     }
     return {};
 }
 
-LSTATUS OpenToRead(const std::wstring& path, RegistryKey& key) {
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put());
-}
-
-// A key that is missing is well where the service may make it, below the nearest one there is.
-Judgement JudgeMissing(const ServiceKey& expected,
-                       const Tokens& tokens,
-                       const ServiceSidType& sid_type) {
-    if (!expected.made_by_service) {
-        return {Status::kOk, L"not there; nothing to delete in it", L""};
-    }
-    std::wstring above = expected.path;
+// A missing key is well if the service may make it below the nearest key that is there.
+KeyFinding FindingOf(const ServiceKey& expected, const Tokens& tokens) {
+    std::wstring path = expected.path;
     RegistryKey key;
-    LSTATUS error = ERROR_FILE_NOT_FOUND;
-    while (error == ERROR_FILE_NOT_FOUND) {
-        const std::size_t end = above.rfind(L'\\');
-        above.resize(end == std::wstring::npos ? 0 : end);
-        error = OpenToRead(above, key);
+    LSTATUS error = ERROR_SUCCESS;
+    while ((error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put())) ==
+           ERROR_FILE_NOT_FOUND) {
+        path.resize(path.rfind(L'\\') == std::wstring::npos ? 0 : path.rfind(L'\\'));
     }
-    if (error != ERROR_SUCCESS) {
-        return {Status::kWarning, L"not there; " + above + L": " + ErrorText(error), L""};
+    const bool there = path == expected.path;
+    if (!there && !expected.made_by_service) {
+        return {Status::kOk, L"not there; nothing to delete in it"};
     }
-    Judgement judgement = JudgeAccess(key.get(), tokens, sid_type);
-    judgement.found.insert(0, L"not there; " + above + L" is ");
-    return judgement;
-}
-
-Judgement Judge(const ServiceKey& expected, const Tokens& tokens, const ServiceSidType& sid_type) {
-    RegistryKey key;
-    const LSTATUS error = OpenToRead(expected.path, key);
-    if (error == ERROR_FILE_NOT_FOUND) {
-        return JudgeMissing(expected, tokens, sid_type);
+    KeyFinding finding =
+        error == ERROR_SUCCESS
+            ? AccessFinding(key.get(), tokens)
+            : KeyFinding{Status::kNotHere, L"unreadable: " + ErrorText(static_cast<DWORD>(error)),
+                         kCheckAgainAdvice};
+    finding.found.insert(0, there ? L"there; " : L"not there; " + path + L" is ");
+    if (!there && expected.usb && !finding.advice.empty()) {
+        finding.status = Status::kWarning;
+        finding.advice +=
+            L"\non a model without the USB drivers: .\\tesselctl --check --without usb";
     }
-    if (error != ERROR_SUCCESS) {
-        return {Status::kWarning, L"there; cannot be looked at: " + ErrorText(error),
-                L"check again as an administrator"};
-    }
-    Judgement judgement = JudgeAccess(key.get(), tokens, sid_type);
-    judgement.found.insert(0, L"there; ");
-    const std::wstring wrong = WrongValue(key.get(), expected);
+    const std::wstring wrong = there ? WrongValue(key.get(), expected) : L"";
     if (!wrong.empty()) {
-        judgement.found += L"; " + wrong;
-        if (judgement.status == Status::kOk) {
-            judgement.status = Status::kWarning;
-            judgement.advice = L"delete the value; the service stores it anew when it is set";
-        }
+        finding.found += L"; " + wrong + L" has the wrong type";
+        finding.advice += finding.advice.empty() ? L"" : L"\n";
+        finding.advice += L"delete the value; the service stores it anew when it is set";
+        finding.status = finding.status == Status::kFault ? Status::kFault : Status::kWarning;
     }
-    return judgement;
+    return finding;
 }
 
 }  // namespace
 
-Judgement JudgeRights(ACCESS_MASK account_lacks,
-                      ACCESS_MASK service_lacks,
-                      const ServiceSidType& sid_type) {
-    const ACCESS_MASK lacks = sid_type.IsSet() ? service_lacks : account_lacks;
-    if (lacks == 0) {
-        return {Status::kOk,
-                account_lacks == 0 ? L"open to LocalService" : L"open to the service's own SID",
-                L""};
+KeyFinding RightsFinding(ACCESS_MASK account_lacks,
+                         ACCESS_MASK service_lacks,
+                         std::optional<bool> has_own_sid) {
+    if ((has_own_sid.value_or(false) ? service_lacks : account_lacks) == 0) {
+        return {Status::kOk, L"open to the service"};
     }
     if (service_lacks != 0) {
-        return {Status::kFault, L"closed to the service (lacks " + Hex(service_lacks) + L")",
+        wchar_t rights[9] = {};
+        std::swprintf(rights, std::size(rights), L"%06lx", service_lacks);
+        return {Status::kFault, L"closed to the service (lacks 0x" + std::wstring(rights) + L")",
                 kGrantAdvice};
     }
-    if (!sid_type.type) {
-        return {Status::kWarning, L"open to the service's own SID, if that is on", L""};
-    }
-    return {Status::kFault, L"open to the service's own SID, which is not on", kGrantAdvice};
+    return {has_own_sid ? Status::kFault : Status::kNotHere, L"open to the service's own SID"};
 }
 
-void CheckKeys(Findings& findings, const ServiceSidType& sid_type) {
-    const Tokens tokens = MakeTokens();
+void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_usb) {
+    const Tokens tokens(has_own_sid);
+    int keys = 0;
+    int open = 0;
+    Status status = Status::kOk;
     for (const ServiceKey& key : ServiceKeys()) {
-        const Judgement judgement = Judge(key, tokens, sid_type);
-        findings.Add(judgement.status, L"key " + key.path, judgement.found, judgement.advice);
+        if (key.usb && !with_usb) {
+            continue;
+        }
+        ++keys;
+        const KeyFinding finding = FindingOf(key, tokens);
+        if (!finding.advice.empty()) {
+            findings.Add(finding.status, L"key " + key.path, finding.found, finding.advice);
+            continue;
+        }
+        ++open;
+        if (finding.status != Status::kOk) {
+            status = finding.status;
+        }
+    }
+    if (open != 0) {
+        findings.Add(status, L"keys",
+                     std::to_wstring(open) + L" of " + std::to_wstring(keys) +
+                         L" open to the service" +
+                         (status == Status::kOk ? L""
+                          : status == Status::kFault
+                              ? L"'s own SID, which its process does not have"
+                              : L"'s own SID; whether its process has it is not known "
+                                L"here"),
+                     status == Status::kFault ? L"see service.sid" : L"");
     }
 }

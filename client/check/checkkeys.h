@@ -1,27 +1,28 @@
-// Whether the service may do with its registry keys what it does.
+// Whether the service may use its registry keys.
 #pragma once
 
 #include <windows.h>
 
+#include <optional>
 #include <string>
 
-#include "client/check/checkservice.h"
 #include "client/finding.h"
 
-// What there is to say about one key.
-struct Judgement {
+// What is found of one key. Without advice it is one of the many that share a finding.
+struct KeyFinding {
     Status status;
     std::wstring found;
-    std::wstring advice;
+    std::wstring advice = {};
 };
 
-// Of a key whose access list withholds these rights from a process of NT AUTHORITY\LocalService,
-// and from one that has the service's own SID as well.
-Judgement JudgeRights(ACCESS_MASK account_lacks,
-                      ACCESS_MASK service_lacks,
-                      const ServiceSidType& sid_type);
+// Of a key whose access list denies these rights to a process of NT AUTHORITY\LocalService, and to
+// one that also has the service's own SID; `has_own_sid` says whether the service's process has it.
+KeyFinding RightsFinding(ACCESS_MASK account_lacks,
+                         ACCESS_MASK service_lacks,
+                         std::optional<bool> has_own_sid);
 
-// Adds one finding per key of the service's tables: whether it is there, whether its access list
-// gives NT AUTHORITY\LocalService, or the service's own SID if `sid_type` says that the process has
-// it, all access, and whether the values have their types. Only reads.
-void CheckKeys(Findings& findings, const ServiceSidType& sid_type);
+// Looks at each key of the service's tables, without `with_usb` not at those of the USB route:
+// whether it is there, whether its access list gives the service all access, and whether its values
+// have their types. Adds one finding for all keys that are well, and one for each that is not. Only
+// reads.
+void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_usb);

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "client/finding.h"
+#include "client/options.h"
 
-// Connects, sends only requests that change nothing, and adds what came of it. Each exchange runs
-// on a thread of its own, where a failure of the transport ends it, and is given up after half a
-// minute. From the first call on, a failed call on any thread ends that thread. False when the
-// service was not reached.
-bool CheckRequests(Findings& findings);
+// Connects, sends only requests that change nothing, and adds what came of them. `stopped` says
+// that the service manager shows no service that runs; what `without` names is not asked for. The
+// requests have a thread of their own, which is left alone after half a minute without an answer.
+// A call to the service that fails on any thread stops that thread for good. False if the service
+// was not reached.
+bool CheckRequests(Findings& findings, bool stopped, const Without& without);

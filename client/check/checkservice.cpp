@@ -2,21 +2,19 @@
 
 #include <winsvc.h>
 
+#include <algorithm>
 #include <cwchar>
-#include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "client/check/programs.h"
+#include "client/rights/accesslist.h"
+#include "client/rights/registration.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
-#include "win32/uniquehandle.h"
 
 namespace {
-
-constexpr wchar_t kInstallAdvice[] = L"as an administrator: tessel-service -install";
-
-// The most that the service manager answers to a question about a configuration.
-constexpr DWORD kConfigBytes = 8192;
 
 // The program out of a registered command line. One without quotes is all path.
 std::wstring ProgramPath(const wchar_t* command_line) {
@@ -30,169 +28,209 @@ std::wstring ProgramPath(const wchar_t* command_line) {
     return path;
 }
 
-// The version in a program's file, "0.9.0"; empty when it has none.
-std::wstring FileVersion(const std::wstring& path) {
-    const Module file(LoadLibraryExW(path.c_str(), nullptr,
-                                     LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
-    HRSRC place = FindResourceW(file.get(), MAKEINTRESOURCEW(VS_VERSION_INFO), RT_VERSION);
-    // Lengths, type, the name "VS_VERSION_INFO" and padding come before the fixed part.
-    constexpr DWORD kFixedPart = 40;
-    if (!file || place == nullptr ||
-        SizeofResource(file.get(), place) < kFixedPart + sizeof(VS_FIXEDFILEINFO)) {
-        return {};
-    }
-    const auto* bytes = static_cast<const BYTE*>(LockResource(LoadResource(file.get(), place)));
-    const auto* fixed = reinterpret_cast<const VS_FIXEDFILEINFO*>(bytes + kFixedPart);
-    if (fixed->dwSignature != VS_FFI_SIGNATURE) {
-        return {};
-    }
-    return std::to_wstring(HIWORD(fixed->dwFileVersionMS)) + L"." +
-           std::to_wstring(LOWORD(fixed->dwFileVersionMS)) + L"." +
-           std::to_wstring(HIWORD(fixed->dwFileVersionLS));
-}
-
-void CheckProgram(Findings& findings, const wchar_t* command_line, const wchar_t* version) {
-    const std::wstring path = ProgramPath(command_line);
+void CheckProgram(Findings& findings,
+                  const std::wstring& command_line,
+                  const std::wstring& path,
+                  const wchar_t* version) {
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
         findings.Add(Status::kFault, L"service.path",
-                     std::wstring(command_line) + L": " + ErrorText(GetLastError()),
+                     command_line + L": " + ErrorText(GetLastError()),
                      L"put tessel-service.exe there, or -remove and -install it where it is");
         return;
     }
-    const bool has_blank = command_line[0] != L'"' && path.find(L' ') != std::wstring::npos;
-    findings.Add(has_blank ? Status::kWarning : Status::kOk, L"service.path",
-                 command_line + std::wstring(has_blank ? L" (a blank in it, and no quotes)" : L""),
-                 has_blank ? L"move it to a path without blanks: Windows tries the part before the "
-                             L"blank first"
-                           : L"");
-
+    const bool has_blank = path.find(L' ') != std::wstring::npos && !command_line.starts_with(L'"');
+    findings.Check(!has_blank, Status::kWarning, L"service.path",
+                   command_line + (has_blank ? L" (a blank in it, and no quotes)" : L""),
+                   L"move it: Windows tries the part before the blank first");
     const std::wstring found = FileVersion(path);
-    const bool is_ours = found == version;
-    findings.Add(is_ours ? Status::kOk : Status::kWarning, L"service.version",
-                 (found.empty() ? L"the file has none" : found) +
-                     (is_ours ? L"" : L"; this is tesselctl " + std::wstring(version)),
-                 is_ours ? L"" : L"take both programs from one release");
+    const bool same = found == version;
+    findings.Check(same, Status::kWarning, L"service.version",
+                   found + (same ? L"" : L"; this is tesselctl " + std::wstring(version)),
+                   L"take both programs from one release");
 }
 
-void CheckConfig(Findings& findings, SC_HANDLE service, const wchar_t* version) {
-    std::vector<BYTE> buffer(kConfigBytes);
+// The only user of Wine, who owns all its files. Windows makes no such SID.
+constexpr wchar_t kWineUser[] = L"S-1-5-21-0-0-0-1000";
+
+// Who may replace what an administrator or the service manager runs.
+void CheckFiles(Findings& findings, const std::wstring& program) {
+    bool known = true;
+    std::wstring others;
+    for (const std::wstring& path :
+         std::set{program, FolderOf(program), OwnPath(), FolderOf(OwnPath())}) {
+        ObjectSecurity security;
+        known = ReadFileSecurity(path, security) == ERROR_SUCCESS && known;
+        for (const Sid& sid : known ? OtherWriters(security) : std::vector<Sid>()) {
+            if (SidText(sid.Get()) == kWineUser) {
+                known = false;
+            } else {
+                others += (others.empty() ? L"" : L", ") + path + L" by " + AccountName(sid.Get());
+            }
+        }
+    }
+    if (!others.empty()) {
+        findings.Add(
+            Status::kFault, L"files", L"may be changed: " + others,
+            L"as an administrator, copy the programs into C:\\Windows\\Tessel and -install "
+            L"them there");
+    } else {
+        findings.Check(known, Status::kNotHere, L"files",
+                       known ? L"only administrators and Windows may change them"
+                             : L"who may change them is not known here");
+    }
+}
+
+// The program's path; empty if the configuration cannot be read.
+std::wstring CheckConfig(Findings& findings, SC_HANDLE service, const wchar_t* version) {
+    std::vector<BYTE> buffer(8192);
     auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
     DWORD needed = 0;
-    if (!QueryServiceConfigW(service, config, kConfigBytes, &needed)) {
-        findings.Add(Status::kWarning, L"service.account",
-                     L"cannot be read: " + ErrorText(GetLastError()));
-        return;
+    if (!QueryServiceConfigW(service, config, static_cast<DWORD>(buffer.size()), &needed)) {
+        findings.AddNotHere(L"service.account", GetLastError());
+        return {};
     }
     const std::wstring account =
         config->lpServiceStartName != nullptr ? config->lpServiceStartName : L"";
-    const bool is_account = _wcsicmp(account.c_str(), kServiceAccount) == 0;
-    findings.Add(is_account ? Status::kOk : Status::kWarning, L"service.account", account,
-                 is_account ? L""
-                            : L"it is made for " + std::wstring(kServiceAccount) +
-                                  L": -remove and -install it");
-    switch (config->dwStartType) {
-        case SERVICE_AUTO_START:
-            findings.Add(Status::kOk, L"service.start", L"automatic");
-            break;
-        case SERVICE_DISABLED:
-            findings.Add(Status::kFault, L"service.start", L"disabled",
-                         L"as an administrator: sc config \"Tessel Service\" start= auto");
-            break;
-        default:
-            findings.Add(Status::kWarning, L"service.start", L"not automatic",
-                         L"as an administrator: sc config \"Tessel Service\" start= auto");
-            break;
-    }
-    CheckProgram(findings, config->lpBinaryPathName, version);
+    findings.Check(
+        _wcsicmp(account.c_str(), kServiceAccount) == 0, Status::kWarning, L"service.account",
+        account, L"it is made for " + std::wstring(kServiceAccount) + L": -remove and -install it");
+    const bool automatic = config->dwStartType == SERVICE_AUTO_START;
+    const bool disabled = config->dwStartType == SERVICE_DISABLED;
+    findings.Check(automatic, disabled ? Status::kFault : Status::kWarning, L"service.start",
+                   automatic  ? L"automatic"
+                   : disabled ? L"disabled"
+                              : L"not automatic",
+                   L"as an administrator: sc.exe config \"Tessel Service\" start= auto");
+    std::wstring path = ProgramPath(config->lpBinaryPathName);
+    CheckProgram(findings, config->lpBinaryPathName, path, version);
+    return path;
 }
 
-void CheckState(Findings& findings, SC_HANDLE service) {
-    SERVICE_STATUS_PROCESS status = {};
-    DWORD needed = 0;
-    if (!QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
-                              sizeof(status), &needed)) {
-        findings.Add(Status::kWarning, L"service.state",
-                     L"cannot be read: " + ErrorText(GetLastError()));
-        return;
-    }
-    const std::wstring process = L", process " + std::to_wstring(status.dwProcessId);
-    switch (status.dwCurrentState) {
-        case SERVICE_RUNNING:
-            findings.Add(Status::kOk, L"service.state", L"running" + process);
-            break;
-        case SERVICE_STOPPED:
-            findings.Add(Status::kFault, L"service.state",
-                         status.dwWin32ExitCode == ERROR_SUCCESS ||
-                                 status.dwWin32ExitCode == ERROR_SERVICE_NEVER_STARTED
-                             ? L"stopped"
-                             : L"stopped with " + ErrorText(status.dwWin32ExitCode),
-                         L"as an administrator: net start \"Tessel Service\"; if it stops again, "
-                         L"tessel-service -console shows with what");
-            break;
-        default:
-            findings.Add(
-                Status::kWarning, L"service.state",
-                (status.dwCurrentState == SERVICE_STOP_PENDING ? L"stopping" : L"starting") +
-                    process,
-                L"wait, and check again");
-            break;
+void CheckState(Findings& findings,
+                const SERVICE_STATUS_PROCESS& status,
+                const std::optional<ProcessFacts>& process,
+                const std::wstring& registered) {
+    constexpr wchar_t kItem[] = L"service.state";
+    const std::wstring id = L", process " + std::to_wstring(status.dwProcessId);
+    const DWORD error = status.dwWin32ExitCode;
+    if (status.dwCurrentState == SERVICE_RUNNING) {
+        const bool other = process && _wcsicmp(process->image.c_str(), registered.c_str()) != 0;
+        findings.Check(!other, Status::kFault, kItem,
+                       L"running" + id + (other ? L", but from " + process->image : L""),
+                       kRestartAdvice);
+    } else if (status.dwCurrentState == SERVICE_STOPPED) {
+        findings.Add(Status::kFault, kItem,
+                     error == ERROR_SUCCESS || error == ERROR_SERVICE_NEVER_STARTED
+                         ? L"stopped"
+                         : L"stopped with " + ErrorText(error),
+                     std::wstring(kStartAdvice) +
+                         L"\nif it stops again, this shows why: .\\tessel-service -console");
+    } else {
+        const bool stopping = status.dwCurrentState == SERVICE_STOP_PENDING;
+        findings.Add(Status::kWarning, kItem, (stopping ? L"stopping" : L"starting") + id,
+                     L"wait, and check again");
     }
 }
 
-ServiceSidType CheckSid(Findings& findings, SC_HANDLE service) {
-    const std::optional<Sid> sid = ServiceSid(kServiceName);
-    const std::wstring name = sid ? SidText(sid->Get()) : L"";
-    SERVICE_SID_INFO info = {};
-    DWORD needed = 0;
-    if (!QueryServiceConfig2W(service, SERVICE_CONFIG_SERVICE_SID_INFO,
-                              reinterpret_cast<BYTE*>(&info), sizeof(info), &needed)) {
-        findings.Add(Status::kWarning, L"service.sid",
-                     name + L": whether it is on cannot be read: " + ErrorText(GetLastError()));
-        return {};
+// When the registration was last changed.
+std::optional<FILETIME> LastChange() {
+    RegistryKey key;
+    FILETIME changed = {};
+    const std::wstring path = L"SYSTEM\\CurrentControlSet\\Services\\" + std::wstring(kServiceName);
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS ||
+        RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         nullptr, nullptr, nullptr, &changed) != ERROR_SUCCESS) {
+        return std::nullopt;
     }
-    const bool is_set = info.dwServiceSidType != SERVICE_SID_TYPE_NONE;
-    findings.Add(is_set ? Status::kOk : Status::kWarning, L"service.sid",
-                 name + (is_set ? L", in the service's process" : L", not on"),
-                 is_set ? L"" : kGrantAdvice);
-    return {info.dwServiceSidType};
+    return changed;
+}
+
+std::optional<bool> CheckSid(Findings& findings,
+                             SC_HANDLE service,
+                             bool running,
+                             const std::optional<ProcessFacts>& process) {
+    constexpr wchar_t kItem[] = L"service.sid";
+    const std::wstring name = SidText(ServiceSid(kServiceName).value_or(Sid{}).Get());
+    const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO);
+    if (answer.empty()) {
+        findings.AddNotHere(kItem, GetLastError(), name);
+        return std::nullopt;
+    }
+    const DWORD type = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data())->dwServiceSidType;
+    const auto has_it = HasOwnSid(
+        type, running, process ? std::optional(process->started) : std::nullopt, LastChange());
+    if (!has_it) {
+        findings.AddNotHere(kItem, ERROR_ACCESS_DENIED, name + L", on; in the process");
+    } else if (type == SERVICE_SID_TYPE_NONE) {
+        findings.Add(Status::kWarning, kItem, name + L", not on", kGrantAdvice);
+    } else {
+        findings.Check(*has_it, Status::kFault, kItem,
+                       name + (*has_it ? L", on"
+                                       : L", on, but the registration was changed after the "
+                                         L"service started"),
+                       kRestartAdvice);
+    }
+    return has_it;
 }
 
 void CheckRecovery(Findings& findings, SC_HANDLE service) {
-    std::vector<BYTE> buffer(kConfigBytes);
-    DWORD needed = 0;
-    if (!QueryServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, buffer.data(), kConfigBytes,
-                              &needed)) {
-        findings.Add(Status::kWarning, L"service.recovery",
-                     L"cannot be read: " + ErrorText(GetLastError()));
+    const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS);
+    if (answer.empty()) {
+        findings.AddNotHere(L"service.recovery", GetLastError());
         return;
     }
-    const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(buffer.data());
+    const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(answer.data());
     const bool restarts =
         actions->cActions > 0 && actions->lpsaActions[0].Type == SC_ACTION_RESTART;
-    findings.Add(restarts ? Status::kOk : Status::kWarning, L"service.recovery",
-                 restarts ? L"restarted after a crash" : L"not restarted after a crash",
-                 restarts ? L"" : kGrantAdvice);
+    findings.Check(restarts, Status::kWarning, L"service.recovery",
+                   restarts ? L"restarted after a crash" : L"not restarted after a crash",
+                   kGrantAdvice);
 }
 
 }  // namespace
 
-ServiceSidType CheckRegistration(Findings& findings, const wchar_t* version) {
-    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const ServiceHandle service(manager ? OpenServiceW(manager.get(), kServiceName,
-                                                       SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)
-                                        : nullptr);
+std::optional<bool> HasOwnSid(DWORD type,
+                              bool running,
+                              const std::optional<FILETIME>& started,
+                              const std::optional<FILETIME>& changed) {
+    if (type == SERVICE_SID_TYPE_NONE || !running) {
+        return type != SERVICE_SID_TYPE_NONE;
+    }
+    if (!started || !changed) {
+        return std::nullopt;
+    }
+    return CompareFileTime(&*changed, &*started) < 0;
+}
+
+Registration CheckRegistration(Findings& findings, const wchar_t* version) {
+    const ServiceHandle service = OpenRegistration(SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS);
     if (!service) {
         const DWORD error = GetLastError();
-        const bool missing = error == ERROR_SERVICE_DOES_NOT_EXIST;
-        findings.Add(Status::kFault, L"service",
-                     missing ? L"not registered" : L"cannot be asked for: " + ErrorText(error),
-                     missing ? kInstallAdvice : L"");
-        return {};
+        if (error != ERROR_SERVICE_DOES_NOT_EXIST) {
+            findings.AddNotHere(L"service", error);
+            return {};
+        }
+        findings.Add(Status::kFault, L"service", L"not registered",
+                     L"as an administrator: .\\tessel-service -install");
+        return {.stopped = true};
     }
     findings.Add(Status::kOk, L"service", L"registered as \"" + std::wstring(kServiceName) + L"\"");
-    CheckConfig(findings, service.get(), version);
-    CheckState(findings, service.get());
-    const ServiceSidType sid_type = CheckSid(findings, service.get());
+    const std::wstring path = CheckConfig(findings, service.get(), version);
+    if (!path.empty()) {
+        CheckFiles(findings, path);
+    }
+    SERVICE_STATUS_PROCESS status = {};
+    DWORD needed = 0;
+    if (!QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO,
+                              reinterpret_cast<BYTE*>(&status), sizeof(status), &needed)) {
+        findings.AddNotHere(L"service.state", GetLastError());
+        return {};
+    }
+    const bool running = status.dwProcessId != 0;
+    const auto process = running ? ReadProcess(status.dwProcessId) : std::nullopt;
+    CheckState(findings, status, process, path);
+    Registration registration = {.stopped = status.dwCurrentState == SERVICE_STOPPED};
+    registration.has_own_sid = CheckSid(findings, service.get(), running, process);
     CheckRecovery(findings, service.get());
-    return sid_type;
+    return registration;
 }

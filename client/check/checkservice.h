@@ -1,4 +1,4 @@
-// How the service is registered and whether it runs.
+// How the service is registered, whether it runs, and who may change its programs.
 #pragma once
 
 #include <windows.h>
@@ -7,14 +7,20 @@
 
 #include "client/finding.h"
 
-// What the service manager says of the SID type of the service.
-struct ServiceSidType {
-    // SERVICE_SID_TYPE_*; nothing when it could not be read.
-    std::optional<DWORD> type;
-    // Whether the process, once started, has the service's own SID.
-    [[nodiscard]] bool IsSet() const { return type.value_or(SERVICE_SID_TYPE_NONE) != 0; }
+// Whether the service's process has the service's own SID: the type is set (SERVICE_SID_TYPE_*),
+// and the registration was last changed before the process started. Without a process, whether the
+// next one will have it. Nothing if a time that counts is not known.
+std::optional<bool> HasOwnSid(DWORD type,
+                              bool running,
+                              const std::optional<FILETIME>& started,
+                              const std::optional<FILETIME>& changed);
+
+struct Registration {
+    // Whether the service manager says that the service is stopped or not registered.
+    bool stopped = false;
+    std::optional<bool> has_own_sid = {};
 };
 
-// Adds what the service manager knows and what the program's file says; `version` is the client's.
-// Calls QueryServiceConfigW, QueryServiceConfig2W and QueryServiceStatusEx.
-ServiceSidType CheckRegistration(Findings& findings, const wchar_t* version);
+// Adds what the service manager knows and what the files of the programs say; `version` is the
+// client's. Calls QueryServiceConfigW, QueryServiceConfig2W and QueryServiceStatusEx.
+Registration CheckRegistration(Findings& findings, const wchar_t* version);

@@ -54,6 +54,7 @@ std::wstring FormatAnswer(AnswerFormat format,
                           long number,
                           std::wstring_view text) {
     const bool unread = !padding.empty() && text == padding;
+    const bool none = !padding.empty() && text.empty();
     const std::wstring shown = unread ? L"\"\"" : JsonText(text);
     const wchar_t* flag_text = flag ? L"true" : L"false";
     if (format == AnswerFormat::kJson) {
@@ -61,5 +62,8 @@ std::wstring FormatAnswer(AnswerFormat format,
                std::to_wstring(number) + L",\"text\":" + shown + L"}";
     }
     return std::wstring(command) + L"  flag=" + flag_text + L"  number=" + std::to_wstring(number) +
-           L"  text=" + shown + (unread ? L" (nothing was read)" : L"");
+           L"  text=" + shown +
+           (unread ? L" (nothing was read)"
+            : none ? L" (there is none)"
+                   : L"");
 }

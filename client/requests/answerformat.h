@@ -10,8 +10,9 @@ std::wstring JsonText(std::wstring_view text);
 // How answers are printed: a line for people, or a line of JSON.
 enum class AnswerFormat { kPlain, kJson };
 
-// One answer as a line without its end, in UTF-16. A text that is still the request's `padding` is
-// shown as one that was not read, unless the padding is empty.
+// One answer as a line without its end, in UTF-16. `padding` is the text that the request sent to
+// give the answer's text room. If it is not empty, an answer with the same text is shown as one
+// that was not read, and an empty text as one that does not exist.
 std::wstring FormatAnswer(AnswerFormat format,
                           std::wstring_view padding,
                           std::wstring_view command,

@@ -27,3 +27,23 @@ void Connection::Close() {
 bool IsRpcStatus(DWORD exception_code) {
     return (exception_code & 0xFFFF0000) == 0;
 }
+
+FailureWords DescribeFailure(DWORD status) {
+    switch (status) {
+        case RPC_S_SERVER_UNAVAILABLE:
+        case RPC_S_UNKNOWN_IF:
+        case EPT_S_NOT_REGISTERED:
+            return {L"the service is not running",
+                    L"as an administrator: net start \"Tessel Service\"\n"
+                    L"if it is not installed, in its folder: .\\tessel-service -install"};
+        case ERROR_ACCESS_DENIED:
+            return {L"the service refuses this user",
+                    L"an app in a container needs the capability that --check names"};
+        case WAIT_TIMEOUT:
+            return {L"the service does not answer",
+                    L"restart the service; if it does not stop, end its process"};
+        default:
+            return {L"the connection to the service failed",
+                    L"restart the service; if it does not stop, end its process"};
+    }
+}

@@ -14,7 +14,7 @@ struct RequestValues {
     std::wstring command;
     bool flag = false;
     long number = 0;
-    std::wstring text;
+    std::wstring text = {};
 };
 
 // A context over a binding of its own. A call that fails raises a structured exception with the
@@ -34,6 +34,14 @@ struct Connection {
     void Close();
 };
 
-// What an exception code is when it came from a call to the service that failed: the RPC or Win32
-// status. False for every other exception.
+// Whether a call to the service that failed raised this exception: the code is then the RPC or
+// Win32 status.
 bool IsRpcStatus(DWORD exception_code);
+
+// What the status of a failed call means and what to do about it. WAIT_TIMEOUT stands for a call
+// that did not return in time.
+struct FailureWords {
+    const wchar_t* meaning;
+    const wchar_t* advice;
+};
+FailureWords DescribeFailure(DWORD status);

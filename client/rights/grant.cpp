@@ -10,15 +10,14 @@
 #include <vector>
 
 #include "client/finding.h"
-#include "client/rights/keyaccess.h"
+#include "client/rights/accesslist.h"
+#include "client/rights/registration.h"
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
 #include "win32/uniquehandle.h"
 
 namespace {
-
-enum class Change { kGrant, kRevoke };
 
 // Restarted after five seconds, again after five, from then on after a minute; a day without a
 // crash begins anew.
@@ -27,37 +26,44 @@ constexpr SC_ACTION kRestarts[] = {{SC_ACTION_RESTART, 5000},
                                    {SC_ACTION_RESTART, 5000},
                                    {SC_ACTION_RESTART, 60000}};
 
-void AddFailure(Findings& findings, const std::wstring& item, DWORD error) {
-    findings.Add(Status::kFailed, item, ErrorText(error),
-                 error == ERROR_ACCESS_DENIED ? L"this needs an administrator's prompt" : L"");
+// Adds what came of a change that Windows answered with `error`. ERROR_INVALID_LEVEL: the system
+// does not have what is to be changed. Every Windows has it.
+void AddChange(Findings& findings,
+               const std::wstring& item,
+               DWORD error,
+               const std::wstring& state,
+               const wchar_t* advice = L"") {
+    if (error == ERROR_SUCCESS) {
+        findings.Add(Status::kDone, item, state, advice);
+    } else if (error == ERROR_INVALID_LEVEL) {
+        findings.AddNotHere(item, error);
+    } else {
+        findings.Add(Status::kFailed, item, ErrorText(error),
+                     error == ERROR_ACCESS_DENIED ? L"run it as an administrator" : L"");
+    }
 }
 
-void ChangeSidType(Findings& findings, SC_HANDLE service, Change change) {
+DWORD ChangeConfig(SC_HANDLE service, DWORD level, void* info) {
+    return ChangeServiceConfig2W(service, level, info) ? ERROR_SUCCESS : GetLastError();
+}
+
+void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
     constexpr wchar_t kItem[] = L"service.sid";
-    SERVICE_SID_INFO info = {};
-    DWORD needed = 0;
-    const bool readable =
-        QueryServiceConfig2W(service, SERVICE_CONFIG_SERVICE_SID_INFO,
-                             reinterpret_cast<BYTE*>(&info), sizeof(info), &needed) != FALSE;
-    // A restricted one was set by somebody else: the SID is in the process too.
-    if (change == Change::kGrant && info.dwServiceSidType != SERVICE_SID_TYPE_NONE) {
-        findings.Add(Status::kUnchanged, kItem, L"on");
-        return;
+    const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO);
+    const auto* current = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data());
+    SERVICE_SID_INFO wanted = {SERVICE_SID_TYPE_NONE};
+    if (grant) {
+        wanted.dwServiceSidType = SERVICE_SID_TYPE_UNRESTRICTED;
     }
-    if (change == Change::kRevoke && readable &&
-        info.dwServiceSidType != SERVICE_SID_TYPE_UNRESTRICTED) {
-        findings.Add(Status::kUnchanged, kItem,
-                     info.dwServiceSidType == SERVICE_SID_TYPE_NONE ? L"off" : L"restricted");
-        return;
+    const wchar_t* state = grant ? L"on" : L"off";
+    if (!answer.empty() && current->dwServiceSidType == SERVICE_SID_TYPE_RESTRICTED) {
+        findings.Add(Status::kUnchanged, kItem, L"restricted, by somebody else");
+    } else if (!answer.empty() && current->dwServiceSidType == wanted.dwServiceSidType) {
+        findings.Add(Status::kUnchanged, kItem, state);
+    } else {
+        AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO, &wanted),
+                  state, L"counts from the service's next start");
     }
-    info.dwServiceSidType =
-        change == Change::kGrant ? SERVICE_SID_TYPE_UNRESTRICTED : SERVICE_SID_TYPE_NONE;
-    if (!ChangeServiceConfig2W(service, SERVICE_CONFIG_SERVICE_SID_INFO, &info)) {
-        AddFailure(findings, kItem, GetLastError());
-        return;
-    }
-    findings.Add(Status::kDone, kItem, change == Change::kGrant ? L"on" : L"off",
-                 L"counts from the service's next start");
 }
 
 bool AreOurs(const SERVICE_FAILURE_ACTIONSW& actions) {
@@ -68,119 +74,106 @@ bool AreOurs(const SERVICE_FAILURE_ACTIONSW& actions) {
                       });
 }
 
-void ChangeRecovery(Findings& findings, SC_HANDLE service, Change change) {
+void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
     constexpr wchar_t kItem[] = L"service.recovery";
-    std::vector<BYTE> buffer(8192);
-    DWORD needed = 0;
-    const bool readable =
-        QueryServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, buffer.data(),
-                             static_cast<DWORD>(buffer.size()), &needed) != FALSE;
-    const auto& actions = *reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(buffer.data());
-    const bool is_set = readable && actions.cActions > 0;
-    if (is_set && !AreOurs(actions)) {
+    const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS);
+    const auto* current = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(answer.data());
+    const bool is_set = !answer.empty() && current->cActions > 0;
+    const wchar_t* state = grant ? L"restart after a crash: in 5 s, 5 s, 60 s" : L"none";
+    if (is_set && !AreOurs(*current)) {
         findings.Add(Status::kUnchanged, kItem, L"set by somebody else");
-        return;
+    } else if (!answer.empty() && is_set == grant) {
+        findings.Add(Status::kUnchanged, kItem, state);
+    } else {
+        // An empty list, which needs an address, removes what was set.
+        std::vector<SC_ACTION> wanted(std::begin(kRestarts), std::end(kRestarts));
+        SERVICE_FAILURE_ACTIONSW info = {};
+        info.lpsaActions = wanted.data();
+        if (grant) {
+            info.dwResetPeriod = kResetSeconds;
+            info.cActions = static_cast<DWORD>(wanted.size());
+        }
+        AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS, &info),
+                  state);
     }
-    if (readable && is_set == (change == Change::kGrant)) {
-        findings.Add(Status::kUnchanged, kItem, is_set ? L"restarted after a crash" : L"none");
-        return;
-    }
-    std::vector<SC_ACTION> wanted;
-    if (change == Change::kGrant) {
-        wanted.assign(std::begin(kRestarts), std::end(kRestarts));
-    }
-    // A list that is there and empty takes away what was set.
-    SC_ACTION none = {};
-    SERVICE_FAILURE_ACTIONSW info = {change == Change::kGrant ? kResetSeconds : 0, nullptr, nullptr,
-                                     static_cast<DWORD>(wanted.size()),
-                                     wanted.empty() ? &none : wanted.data()};
-    if (!ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &info)) {
-        AddFailure(findings, kItem, GetLastError());
-        return;
-    }
-    findings.Add(Status::kDone, kItem,
-                 change == Change::kGrant ? L"restart after a crash: in 5 s, 5 s, 60 s" : L"none");
 }
 
-void ChangeService(Findings& findings, Change change) {
-    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+void ChangeService(Findings& findings, bool grant) {
     // Restarting as an action needs the right to start.
-    const ServiceHandle service(
-        manager ? OpenServiceW(manager.get(), kServiceName,
-                               SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START)
-                : nullptr);
+    const ServiceHandle service =
+        OpenRegistration(SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START);
     if (!service) {
-        AddFailure(findings, L"service", GetLastError());
+        AddChange(findings, L"service", GetLastError(), L"");
         return;
     }
-    ChangeSidType(findings, service.get(), change);
-    ChangeRecovery(findings, service.get(), change);
+    ChangeSidType(findings, service.get(), grant);
+    ChangeRecovery(findings, service.get(), grant);
 }
 
-void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, Change change) {
-    const std::wstring item = L"key " + wanted.path;
+void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, bool grant) {
     constexpr REGSAM kAccess = READ_CONTROL | WRITE_DAC;
-    const bool make = change == Change::kGrant && wanted.top;
     RegistryKey key;
     DWORD disposition = REG_OPENED_EXISTING_KEY;
-    LSTATUS error =
-        make ? RegCreateKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, nullptr,
-                               REG_OPTION_NON_VOLATILE, kAccess, nullptr, key.put(), &disposition)
-             : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, kAccess, key.put());
+    auto error = static_cast<DWORD>(
+        grant && wanted.top
+            ? RegCreateKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, nullptr,
+                              REG_OPTION_NON_VOLATILE, kAccess, nullptr, key.put(), &disposition)
+            : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, kAccess, key.put()));
     if (error == ERROR_FILE_NOT_FOUND) {
         // The service makes it, and it inherits.
         return;
     }
-    const wchar_t* made = disposition == REG_CREATED_NEW_KEY ? L"made; " : L"";
-    KeySecurity security;
+    ObjectSecurity security;
     if (error == ERROR_SUCCESS) {
         error = ReadKeySecurity(key.get(), security);
     }
-    if (error != ERROR_SUCCESS) {
-        AddFailure(findings, item, static_cast<DWORD>(error));
-        return;
+    bool changes = false;
+    if (error == ERROR_SUCCESS && security.acl != nullptr) {
+        LocalAcl granted;
+        if (!grant) {
+            changes = RemoveFullControl(*security.acl, sid);
+        } else if (!HasFullControl(*security.acl, sid)) {
+            changes = true;
+            error = AddFullControl(*security.acl, sid, granted);
+        }
+        if (changes && error == ERROR_SUCCESS) {
+            error = WriteKeyAcl(key.get(), security, grant ? granted.get() : security.acl);
+        }
     }
-    if (security.acl == nullptr) {
-        findings.Add(Status::kUnchanged, item,
-                     made + std::wstring(L"open to everyone: it has no list"));
-        return;
-    }
-    std::vector<BYTE> list = change == Change::kGrant ? WithFullControl(*security.acl, sid)
-                                                      : WithoutFullControl(*security.acl, sid);
-    const wchar_t* state = change == Change::kGrant ? L"full control for the service's own SID"
-                                                    : L"nothing for the service's own SID";
-    if (list.empty()) {
+    const std::wstring item = L"key " + wanted.path;
+    const std::wstring state = (disposition == REG_CREATED_NEW_KEY ? L"made; " : L"") +
+                               std::wstring(security.acl == nullptr ? L"open to everyone: no list"
+                                            : grant ? L"full control for the service's own SID"
+                                                    : L"nothing for the service's own SID");
+    if (error == ERROR_SUCCESS && !changes) {
         findings.Add(Status::kUnchanged, item, state);
-        return;
+    } else {
+        AddChange(findings, item, error, state);
     }
-    error = WriteKeyAcl(key.get(), security, list);
-    if (error != ERROR_SUCCESS) {
-        AddFailure(findings, item, static_cast<DWORD>(error));
-        return;
-    }
-    findings.Add(Status::kDone, item, made + std::wstring(state));
 }
 
-int Apply(bool json, Change change) {
+int Apply(bool json, bool with_usb, bool grant) {
     Findings findings(json);
-    ChangeService(findings, change);
+    ChangeService(findings, grant);
     const std::optional<Sid> sid = ServiceSid(kServiceName);
     if (!sid) {
         findings.Add(Status::kFailed, L"keys", L"the service's SID cannot be made");
-        return findings.Faults();
+        return findings.Count(Status::kFailed);
     }
     for (const ServiceKey& key : ServiceKeys()) {
-        ChangeKey(findings, key, *sid, change);
+        if (with_usb || !key.usb) {
+            ChangeKey(findings, key, *sid, grant);
+        }
     }
-    return findings.Faults();
+    return findings.Count(Status::kFailed);
 }
 
 }  // namespace
 
-int Grant(bool json) {
-    return Apply(json, Change::kGrant);
+int Grant(bool json, bool with_usb) {
+    return Apply(json, with_usb, true);
 }
 
 int Revoke(bool json) {
-    return Apply(json, Change::kRevoke);
+    return Apply(json, true, false);
 }

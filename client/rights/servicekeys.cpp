@@ -21,22 +21,12 @@ void AddValue(std::vector<ServiceKey>& keys, const wchar_t* path, const KeyValue
 }
 
 void AddStep(std::vector<ServiceKey>& keys, const UsbfnStep& step) {
-    switch (step.action) {
-        case UsbfnAction::kDelete:
-            KeyOf(keys, step.key_path);
-            break;
-        case UsbfnAction::kSetDword:
-            AddValue(keys, step.key_path, {step.value_name, REG_DWORD});
-            break;
-        case UsbfnAction::kSetString:
-            AddValue(keys, step.key_path, {step.value_name, REG_SZ});
-            break;
-        case UsbfnAction::kSetInterfaceList:
-            AddValue(keys, step.key_path, {step.value_name, REG_MULTI_SZ});
-            break;
-        case UsbfnAction::kSetBinary:
-            AddValue(keys, step.key_path, {step.value_name, REG_BINARY});
-            break;
+    // By UsbfnAction.
+    constexpr DWORD kTypes[] = {REG_NONE, REG_DWORD, REG_SZ, REG_MULTI_SZ, REG_BINARY};
+    KeyOf(keys, step.key_path).usb = true;
+    if (step.action != UsbfnAction::kDelete) {
+        const DWORD type = kTypes[static_cast<std::size_t>(step.action)];
+        AddValue(keys, step.key_path, {step.value_name, type});
     }
 }
 

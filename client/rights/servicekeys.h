@@ -1,4 +1,4 @@
-// The registry keys that the service opens, out of the service's own tables.
+// The registry keys that the service opens, from the service's own tables.
 #pragma once
 
 #include <windows.h>
@@ -17,8 +17,10 @@ struct ServiceKey {
     std::wstring path;
     // Whether no other key of the list lies above it: it needs an access list of its own.
     bool top = true;
-    // Whether the service makes it when it is missing. It only deletes in the others.
+    // Whether the service makes it when it is missing. In the other keys it only deletes.
     bool made_by_service = false;
+    // Whether it belongs to the route of the USB port.
+    bool usb = false;
     std::vector<KeyValue> values = {};
 };
 

@@ -3,26 +3,22 @@
 #include <bcrypt.h>
 #include <sddl.h>
 
+#include <iterator>
+
 #include "win32/uniquehandle.h"
 
 namespace {
 
-// The algorithm's own handle, since Windows 10; not in every header set.
+// The handle of the SHA-1 algorithm, since Windows 10; not in every header set.
 const BCRYPT_ALG_HANDLE kSha1 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x31);
-
-constexpr BYTE kWorldAuthority = 1;
-constexpr BYTE kLocalAuthority = 2;
-constexpr BYTE kNtAuthority = 5;
 
 }  // namespace
 
-Sid MakeSid(BYTE authority, std::initializer_list<DWORD> parts) {
+Sid MakeSid(const std::wstring& text) {
     Sid sid;
-    SID_IDENTIFIER_AUTHORITY identifier = {{0, 0, 0, 0, 0, authority}};
-    InitializeSid(sid.Get(), &identifier, static_cast<BYTE>(parts.size()));
-    DWORD index = 0;
-    for (const DWORD part : parts) {
-        *GetSidSubAuthority(sid.Get(), index++) = part;
+    LocalMemory parsed;
+    if (ConvertStringSidToSidW(text.c_str(), parsed.put())) {
+        CopySid(sizeof(sid.bytes), sid.Get(), parsed.get());
     }
     return sid;
 }
@@ -40,24 +36,39 @@ std::optional<Sid> ServiceSid(std::wstring_view name) {
                    reinterpret_cast<BYTE*>(hash.data()), sizeof(hash)) != 0) {
         return std::nullopt;
     }
-    return MakeSid(kNtAuthority,
-                   {SECURITY_SERVICE_ID_BASE_RID, hash[0], hash[1], hash[2], hash[3], hash[4]});
+    std::wstring text = L"S-1-5-80";
+    for (const DWORD part : hash) {
+        text += L"-" + std::to_wstring(part);
+    }
+    return MakeSid(text);
 }
 
 std::vector<Sid> LocalServiceSids() {
     return {
-        MakeSid(kNtAuthority, {SECURITY_LOCAL_SERVICE_RID}),
-        MakeSid(kWorldAuthority, {SECURITY_WORLD_RID}),
-        MakeSid(kNtAuthority, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_USERS}),
-        MakeSid(kNtAuthority, {SECURITY_SERVICE_RID}),
-        MakeSid(kLocalAuthority, {SECURITY_LOCAL_RID}),
-        MakeSid(kLocalAuthority, {SECURITY_LOCAL_LOGON_RID}),
-        MakeSid(kNtAuthority, {SECURITY_AUTHENTICATED_USER_RID}),
-        MakeSid(kNtAuthority, {SECURITY_THIS_ORGANIZATION_RID}),
+        MakeSid(L"S-1-5-19"),      // LocalService
+        MakeSid(L"S-1-1-0"),       // Everyone
+        MakeSid(L"S-1-5-32-545"),  // Users
+        MakeSid(L"S-1-5-6"),       // SERVICE
+        MakeSid(L"S-1-2-0"),       // LOCAL
+        MakeSid(L"S-1-2-1"),       // CONSOLE LOGON
+        MakeSid(L"S-1-5-11"),      // Authenticated Users
+        MakeSid(L"S-1-5-15"),      // This Organization
     };
 }
 
 std::wstring SidText(PSID sid) {
     LocalString text;
     return ConvertSidToStringSidW(sid, text.put()) ? text.get() : L"";
+}
+
+std::wstring AccountName(PSID sid) {
+    wchar_t name[256] = {};
+    wchar_t domain[256] = {};
+    DWORD name_units = std::size(name);
+    DWORD domain_units = std::size(domain);
+    SID_NAME_USE use = SidTypeUnknown;
+    if (!LookupAccountSidW(nullptr, sid, name, &name_units, domain, &domain_units, &use)) {
+        return SidText(sid);
+    }
+    return domain[0] == L'\0' ? name : domain + std::wstring(L"\\") + name;
 }

@@ -1,11 +1,9 @@
-// Who the service's process is to Windows.
+// The SIDs of the service's process, and SIDs as texts.
 #pragma once
 
 #include <windows.h>
 
 #include <array>
-#include <cstddef>
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,12 +13,12 @@
 struct Sid {
     alignas(DWORD) std::array<BYTE, SECURITY_MAX_SID_SIZE> bytes = {};
 
-    // As the calls of Windows take it, which only read it.
+    // For Windows calls, which only read it.
     [[nodiscard]] PSID Get() const { return const_cast<BYTE*>(bytes.data()); }
 };
 
-// S-1-<authority>-<parts...>, of at most 15 parts.
-Sid MakeSid(BYTE authority, std::initializer_list<DWORD> parts);
+// The SID of the text "S-1-..."; S-0-0 if the text is none. Calls ConvertStringSidToSidW.
+Sid MakeSid(const std::wstring& text);
 
 // The SID of `NT SERVICE\<name>`, made from the name alone. Nothing when it cannot be hashed. Calls
 // BCryptHash.
@@ -29,5 +27,8 @@ std::optional<Sid> ServiceSid(std::wstring_view name);
 // The SIDs in the token of every process of NT AUTHORITY\LocalService.
 std::vector<Sid> LocalServiceSids();
 
-// "S-1-...". Calls ConvertSidToStringSidW.
+// "S-1-..."; empty on failure. Calls ConvertSidToStringSidW.
 std::wstring SidText(PSID sid);
+
+// The account's name, "BUILTIN\Users"; the SID's text if it has none. Calls LookupAccountSidW.
+std::wstring AccountName(PSID sid);

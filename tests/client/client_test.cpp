@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdio>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "client/requests/answerformat.h"
 #include "client/options.h"
 #include "client/output.h"
+#include "client/requests/answerformat.h"
+#include "client/requests/commandhelp.h"
 #include "client/requests/requesttimes.h"
 #include "tests/support/replacedimport.h"
 
@@ -14,10 +18,12 @@ namespace {
 
 // An old console: it takes short texts only, and no half of a character.
 std::wstring g_console;
+HANDLE g_stream = nullptr;
 
 BOOL WINAPI
-TakePiece(HANDLE /*console*/, const void* text, DWORD units, DWORD* written, void* /*reserved*/) {
+TakePiece(HANDLE console, const void* text, DWORD units, DWORD* written, void* /*reserved*/) {
     *written = units;
+    g_stream = console;
     g_console.append(static_cast<const wchar_t*>(text), units);
     return units <= 10000 && !IS_HIGH_SURROGATE(g_console.back());
 }
@@ -32,6 +38,10 @@ REPLACE_IMPORT(WriteConsoleW, TakePiece);
 REPLACE_IMPORT(GetConsoleMode, IsConsole);
 
 namespace {
+
+std::string Utf8(const std::wstring& text) {
+    return {text.begin(), text.end()};
+}
 
 std::optional<Options> Parse(std::vector<const wchar_t*> arguments, std::wstring* error = nullptr) {
     arguments.insert(arguments.begin(), L"tesselctl");
@@ -62,24 +72,74 @@ TEST(OptionsTest, RequestTakesItsValuesInAnyOrder) {
 }
 
 TEST(OptionsTest, WrongUsageSaysWhatIsWrong) {
-    const std::vector<std::vector<const wchar_t*>> wrong = {
-        {},
-        {L"A", L"B"},
-        {L"A", L"--int"},
-        {L"A", L"--int", L""},
-        {L"A", L"--int", L"1x"},
-        {L"A", L"--int", L"2147483648"},
-        {L"A", L"--int", L"99999999999999999999999"},
-        {L"A", L"--bool", L"1"},
-        {L"A", L"--repeat", L"0"},
-        {L"A", L"--parallel", L"0"},
-        {L"A", L"--parallel", L"1235"},
-        {L"A", L"--nonsense"}};
-    for (const auto& arguments : wrong) {
+    const struct {
+        std::vector<const wchar_t*> arguments;
+        std::wstring part_of_error;
+    } wrong[] = {
+        {{}, L"no command"},
+        {{L"A", L"5"}, L"did you mean --int 5?"},
+        {{L"A", L"true"}, L"did you mean --bool true?"},
+        {{L"A", L"--int"}, L"--int needs a value"},
+        {{L"A", L"--int", L""}, L"not \"\""},
+        {{L"A", L"--int", L"1x"}, L"whole number"},
+        {{L"A", L"--int", L"2147483648"}, L"whole number"},
+        {{L"A", L"--int", L"99999999999999999999999"}, L"whole number"},
+        {{L"A", L"--bool", L"1"}, L"true or false"},
+        {{L"A", L"--repeat", L"0"}, L"at least 1"},
+        {{L"A", L"--parallel", L"0"}, L"from 1 to"},
+        {{L"A", L"--parallel", L"1235"}, L"from 1 to"},
+        {{L"A", L"--nonsense"}, L"unknown option --nonsense"},
+        {{L"A", L"--text-file", L"C:\\missing"}, L"file of UTF-8"},
+        {{L"--check", L"--revoke"}, L"--check does not go with --revoke"},
+        {{L"A", L"--check"}, L"--check takes no command"},
+        {{L"--int", L"1", L"--check"}, L"--int does not go with --check"},
+        {{L"--list", L"--json"}, L"--json does not go with --list"},
+        {{L"--check", L"--without", L"modem,sim"}, L"modem,device,usb"},
+        {{L"A", L"--without", L"usb"}, L"--without does not go with a command"},
+        {{L"--report"}, L"--report needs a value"},
+        {{L"REGISTRYHELPER_SETSCREENMODE"}, L"needs a number: --int N"},
+        {{L"COMMONHELPER_ISFILE_EXISTS", L"--int", L"1"}, L"needs a text: --text"},
+        {{L"BLEHELPER_SETBLE"}, L"needs a flag: --bool"},
+    };
+    for (const auto& expected : wrong) {
         std::wstring error;
-        EXPECT_FALSE(Parse(arguments, &error));
-        EXPECT_FALSE(error.empty());
+        EXPECT_FALSE(Parse(expected.arguments, &error));
+        EXPECT_NE(error.find(expected.part_of_error), error.npos) << Utf8(error);
     }
+}
+
+TEST(OptionsTest, ActionsTakeTheirOwnOptions) {
+    const auto check = Parse({L"--json", L"--check", L"--without", L"usb,modem"});
+    ASSERT_TRUE(check);
+    EXPECT_EQ(check->action, Options::Action::kCheck);
+    EXPECT_TRUE(check->without.usb && check->without.modem && !check->without.device);
+    const auto report = Parse({L"--report", L"--check"});
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->report, L"--check");
+}
+
+TEST(OptionsTest, ATextComesFromAFileAsAnEditorOrAPowerShellWritesIt) {
+    const std::pair<std::string, std::wstring> files[] = {
+        {"Office|\xC3\xA9\r\n", L"Office|\xE9"},
+        {"\xEF\xBB\xBFone\ntwo\n\n", L"one\ntwo\n"},
+        {std::string("\xFF\xFE\xE9\0\r\0\n\0", 8), L"\xE9"},
+        {"", L""},
+    };
+    for (const auto& [bytes, text] : files) {
+        std::ofstream("text.txt", std::ios::binary) << bytes;
+        const auto options = Parse({L"A", L"--text-file", L"text.txt"});
+        ASSERT_TRUE(options);
+        EXPECT_EQ(options->text, text) << bytes;
+    }
+    std::ofstream("text.txt", std::ios::binary) << "\xE9";
+    EXPECT_FALSE(Parse({L"A", L"--text-file", L"text.txt"})) << "not UTF-8";
+    std::remove("text.txt");
+}
+
+TEST(CommandHelpTest, AMisspelledCommandHasANearestOne) {
+    EXPECT_EQ(NearestCommand(L"registryhelper_getscreenmod"), L"REGISTRYHELPER_GETSCREENMODE");
+    EXPECT_EQ(NearestCommand(L"MBNHELPER_QUERYPROFILE"), L"MBNHELPER_QEURYPROFILE");
+    EXPECT_EQ(NearestCommand(L"REGISTRYHELPER_GETDEVICENAME"), L"");
 }
 
 TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
@@ -91,13 +151,17 @@ TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
               L"C  flag=false  number=0  text=\"\xD83D\xDE00\\ude00\\ud83d\"");
 }
 
-TEST(AnswersTest, RoomThatComesBackIsAnAnswerThatWasNotRead) {
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, L"  ", L"C", false, 0, L"  "),
-              L"C  flag=false  number=0  text=\"\" (nothing was read)");
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kJson, L"  ", L"C", false, 0, L"  "),
-              L"{\"command\":\"C\",\"flag\":false,\"number\":0,\"text\":\"\"}");
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, L"  ", L"C", false, 0, L" "),
-              L"C  flag=false  number=0  text=\" \"");
+TEST(AnswersTest, PaddingThatComesBackWasNotOverwrittenAndAnEmptyTextWasRead) {
+    const auto shown = [](AnswerFormat format, const wchar_t* text) {
+        const std::wstring line = FormatAnswer(format, L"  ", L"C", false, 0, text);
+        return line.substr(line.find(L"text"));
+    };
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L"  "), L"text=\"\" (nothing was read)");
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L""), L"text=\"\" (there is none)");
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L" "), L"text=\" \"");
+    EXPECT_EQ(shown(AnswerFormat::kJson, L"  "), L"text\":\"\"}");
+    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, L"", L"C", false, 0, L""),
+              L"C  flag=false  number=0  text=\"\"");
 }
 
 TEST(RequestTimesTest, PercentilesAreTimesThatWereTaken) {
@@ -121,6 +185,15 @@ TEST(OutputTest, AConsoleGetsALongTextWholeInPieces) {
     }
     PrintLine(line);
     EXPECT_TRUE(g_console == line + L"\n");
+}
+
+TEST(OutputTest, ErrorsGoToTheErrorStream) {
+    SetStdHandle(STD_OUTPUT_HANDLE, reinterpret_cast<HANDLE>(1));
+    SetStdHandle(STD_ERROR_HANDLE, reinterpret_cast<HANDLE>(2));
+    PrintLine(L"answer");
+    EXPECT_EQ(g_stream, reinterpret_cast<HANDLE>(1));
+    PrintErrorLine(L"error");
+    EXPECT_EQ(g_stream, reinterpret_cast<HANDLE>(2));
 }
 
 }  // namespace

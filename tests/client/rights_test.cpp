@@ -5,17 +5,21 @@
 #include <sddl.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "client/check/checkkeys.h"
-#include "client/rights/keyaccess.h"
+#include "client/rights/accesslist.h"
 #include "client/rights/servicekeys.h"
+#include "client/check/checkservice.h"
 #include "client/rights/servicesid.h"
 #include "service/servicebase.h"
+#include "settings/settingsvalues.h"
+#include "usbpath/usbfnvalues.h"
 #include "win32/uniquehandle.h"
 
 namespace {
@@ -27,23 +31,17 @@ Sid OwnSid() {
 }
 
 // The security that a text describes; `OWN` in it is the service's SID.
-KeySecurity Parse(std::wstring text) {
+ObjectSecurity Parse(std::wstring text) {
     if (const std::size_t place = text.find(L"OWN"); place != std::wstring::npos) {
         text.replace(place, 3, SidText(OwnSid().Get()));
     }
-    PSECURITY_DESCRIPTOR parsed = nullptr;
-    ULONG size = 0;
-    KeySecurity security;
-    if (ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &parsed,
-                                                             &size)) {
-        const auto* bytes = static_cast<const BYTE*>(parsed);
-        security.descriptor.assign(bytes, bytes + size);
-        LocalFree(parsed);
-    }
+    ObjectSecurity security;
     BOOL present = FALSE;
     BOOL defaulted = FALSE;
-    GetSecurityDescriptorOwner(security.descriptor.data(), &security.owner, &defaulted);
-    GetSecurityDescriptorDacl(security.descriptor.data(), &present, &security.acl, &defaulted);
+    EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+        text.c_str(), SDDL_REVISION_1, security.descriptor.put(), nullptr));
+    GetSecurityDescriptorOwner(security.descriptor.get(), &security.owner, &defaulted);
+    GetSecurityDescriptorDacl(security.descriptor.get(), &present, &security.acl, &defaulted);
     EXPECT_TRUE(present);
     return security;
 }
@@ -77,7 +75,7 @@ TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
     std::vector<Sid> service = account;
     service.push_back(OwnSid());
     for (const auto& expected : cases) {
-        const KeySecurity key = Parse(expected.security);
+        const ObjectSecurity key = Parse(expected.security);
         EXPECT_EQ(MissingKeyRights(key.acl, key.owner, account, kAll), expected.of_account)
             << expected.security;
         EXPECT_EQ(MissingKeyRights(key.acl, key.owner, service, kAll), expected.of_service)
@@ -86,59 +84,113 @@ TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
     EXPECT_EQ(MissingKeyRights(nullptr, nullptr, account, kAll), 0U) << "no list";
 }
 
-TEST(FullControlTest, IsOneEntryMoreAmongTheOthersAndOneLess) {
-    const KeySecurity without = Parse(L"D:(D;;KW;;;BG)(A;;KR;;;OWN)(A;CI;KA;;;BA)(A;CIID;KR;;;BU)");
-    const KeySecurity with = Parse(
-        L"D:(D;;KW;;;BG)(A;;KR;;;OWN)(A;CI;KA;;;BA)(A;CI;KA;;;"
-        L"S-1-5-80-3564728073-2198564802-4168497071-206961346-807553170)(A;CIID;KR;;;BU)");
-    const auto bytes = [](const KeySecurity& key) {
-        const auto* begin = reinterpret_cast<const BYTE*>(key.acl);
-        return std::vector<BYTE>(begin, begin + key.acl->AclSize);
-    };
-    EXPECT_EQ(WithFullControl(*without.acl, OwnSid()), bytes(with));
-    EXPECT_EQ(WithoutFullControl(*with.acl, OwnSid()), bytes(without));
-    EXPECT_TRUE(WithFullControl(*with.acl, OwnSid()).empty()) << "twice is as once";
-    EXPECT_TRUE(WithoutFullControl(*without.acl, OwnSid()).empty());
-    EXPECT_FALSE(WithFullControl(*Parse(L"D:(A;;KA;;;OWN)").acl, OwnSid()).empty())
-        << "one that does not descend";
+TEST(FullControlTest, IsAddedAndRemovedAndTheOtherEntriesStay) {
+    const ObjectSecurity key = Parse(L"D:(D;;KW;;;BG)(A;CI;KA;;;BA)(A;CIID;KR;;;BU)");
+    const std::vector<Sid> own = {OwnSid()};
+    EXPECT_FALSE(HasFullControl(*key.acl, own[0]));
+    LocalAcl changed;
+    ASSERT_EQ(AddFullControl(*key.acl, own[0], changed), 0U);
+    EXPECT_TRUE(HasFullControl(*changed.get(), own[0]));
+    EXPECT_EQ(MissingKeyRights(changed.get(), nullptr, own, kAll), 0U);
+    EXPECT_EQ(changed.get()->AceCount, 4);
+    EXPECT_TRUE(RemoveFullControl(*changed.get(), own[0]));
+    EXPECT_EQ(std::memcmp(changed.get() + 1, key.acl + 1, key.acl->AclSize - sizeof(ACL)), 0);
+    EXPECT_FALSE(RemoveFullControl(*changed.get(), own[0])) << "twice";
+    EXPECT_FALSE(HasFullControl(*Parse(L"D:(A;;KA;;;OWN)").acl, own[0])) << "not for new subkeys";
 }
 
-TEST(JudgeRightsTest, TheServicesOwnSidCountsOnceItIsOn) {
-    const ServiceSidType on = {SERVICE_SID_TYPE_UNRESTRICTED};
-    const ServiceSidType off = {SERVICE_SID_TYPE_NONE};
-    EXPECT_EQ(JudgeRights(0, 0, off).status, Status::kOk);
-    EXPECT_EQ(JudgeRights(kAll, 0, on).status, Status::kOk);
-    EXPECT_EQ(JudgeRights(kAll, 0, off).status, Status::kFault);
-    EXPECT_EQ(JudgeRights(kAll, 0, {}).status, Status::kWarning);
-    EXPECT_EQ(JudgeRights(kAll, KEY_SET_VALUE, on).status, Status::kFault);
-    EXPECT_EQ(JudgeRights(0, KEY_SET_VALUE, on).status, Status::kFault) << "a denial of its own";
+TEST(OtherWritersTest, AreAllButTheSystemAndAdministrators) {
+    const struct {
+        const wchar_t* security;
+        std::vector<std::wstring> writers;
+    } cases[] = {
+        {L"O:S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464D:(A;;FA;;;SY)"
+         L"(A;;FA;;;BA)(A;OICIIO;GA;;;CO)(A;;0x1200a9;;;BU)(A;OICIIO;GXGR;;;AC)",
+         {}},
+        {L"O:BAD:(A;OICIIO;SDGXGWGR;;;AU)(A;;0x1200a9;;;BU)", {L"S-1-5-11"}},
+        {L"O:BUD:(A;;FA;;;SY)", {L"S-1-5-32-545"}},
+        {L"O:SYD:(A;;DC;;;BU)(A;;WD;;;WD)(D;;FA;;;BU)", {L"S-1-5-32-545", L"S-1-1-0"}},
+    };
+    for (const auto& expected : cases) {
+        std::vector<std::wstring> writers;
+        for (const Sid& sid : OtherWriters(Parse(expected.security))) {
+            writers.push_back(SidText(sid.Get()));
+        }
+        EXPECT_EQ(writers, expected.writers) << expected.security;
+    }
+    ObjectSecurity no_list = Parse(L"O:SYD:");
+    no_list.acl = nullptr;
+    EXPECT_EQ(OtherWriters(no_list).size(), 1U);
+}
+
+TEST(OwnSidTest, CountsFromTheServicesStart) {
+    const FILETIME early = {1, 1};
+    const FILETIME late = {0, 2};
+    constexpr DWORD kOn = SERVICE_SID_TYPE_UNRESTRICTED;
+    EXPECT_EQ(HasOwnSid(SERVICE_SID_TYPE_NONE, true, late, early), false);
+    EXPECT_EQ(HasOwnSid(kOn, true, late, early), true);
+    EXPECT_EQ(HasOwnSid(kOn, true, early, late), false);
+    EXPECT_EQ(HasOwnSid(kOn, true, std::nullopt, late), std::nullopt);
+    EXPECT_EQ(HasOwnSid(kOn, false, std::nullopt, late), true) << "the next process will have it";
+}
+
+TEST(RightsFindingTest, TheServicesOwnSidCountsOnceTheProcessHasIt) {
+    const auto status = [](ACCESS_MASK account_lacks, ACCESS_MASK service_lacks,
+                           std::optional<bool> has_own_sid) {
+        return RightsFinding(account_lacks, service_lacks, has_own_sid).status;
+    };
+    EXPECT_EQ(status(0, 0, false), Status::kOk);
+    EXPECT_EQ(status(kAll, 0, true), Status::kOk);
+    EXPECT_EQ(status(kAll, 0, false), Status::kFault);
+    EXPECT_EQ(status(kAll, 0, {}), Status::kNotHere);
+    EXPECT_EQ(status(kAll, KEY_SET_VALUE, true), Status::kFault);
+    EXPECT_EQ(status(0, KEY_SET_VALUE, true), Status::kFault) << "a denial of its own";
 }
 
 TEST(KeySecurityTest, AProtectedListStaysProtected) {
     RegistryKey key;
     RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test", 0, nullptr, 0, KEY_ALL_ACCESS,
                     nullptr, key.put(), nullptr);
-    KeySecurity security = Parse(L"D:P(A;;KA;;;WD)");
-    RegSetKeySecurity(key.get(), DACL_SECURITY_INFORMATION, security.descriptor.data());
-    EXPECT_EQ(ReadKeySecurity(key.get(), security), ERROR_SUCCESS);
-    std::vector<BYTE> list = WithFullControl(*security.acl, OwnSid());
-    EXPECT_EQ(WriteKeyAcl(key.get(), security, list), ERROR_SUCCESS);
-    EXPECT_EQ(ReadKeySecurity(key.get(), security), ERROR_SUCCESS);
+    ObjectSecurity security = Parse(L"D:P(A;;KA;;;WD)");
+    RegSetKeySecurity(key.get(), DACL_SECURITY_INFORMATION, security.descriptor.get());
+    EXPECT_EQ(ReadKeySecurity(key.get(), security), 0U);
+    LocalAcl granted;
+    EXPECT_EQ(AddFullControl(*security.acl, OwnSid(), granted), 0U);
+    EXPECT_EQ(WriteKeyAcl(key.get(), security, granted.get()), 0U);
+    EXPECT_EQ(ReadKeySecurity(key.get(), security), 0U);
     EXPECT_EQ(security.acl->AceCount, 2);
-    EXPECT_TRUE((security.control & SE_DACL_PROTECTED) != 0);
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    GetSecurityDescriptorControl(security.descriptor.get(), &control, &revision);
+    EXPECT_TRUE((control & SE_DACL_PROTECTED) != 0);
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test");
 }
 
-TEST(ServiceKeysTest, AreThoseOfTheTablesUnderSevenTopmost) {
+TEST(ServiceKeysTest, HaveEveryValueOfTheTablesAndOnlyTheUppermostNeedAList) {
     const std::vector<ServiceKey> keys = ServiceKeys();
-    EXPECT_EQ(keys.size(), 15U);
-    EXPECT_EQ(std::ranges::count(keys, true, &ServiceKey::top), 7);
-    std::size_t values = 0;
-    for (const ServiceKey& key : keys) {
-        values += key.values.size();
-        EXPECT_EQ(key.made_by_service, !key.path.ends_with(L"QCDiagBridge")) << key.path;
+    const auto has = [&](const std::wstring& path, const std::wstring& name, DWORD type) {
+        return std::ranges::any_of(keys, [&](const ServiceKey& key) {
+            return key.path == path && std::ranges::any_of(key.values, [&](const KeyValue& value) {
+                       return value.name == name && value.type == type;
+                   });
+        });
+    };
+    for (const RegistryValue& value : kSettingsValues) {
+        EXPECT_TRUE(has(value.key, value.name, value.type)) << value.name;
     }
-    EXPECT_EQ(values, 6U + 41U);
+    for (const UsbfnStep& step : kCpSequence) {
+        EXPECT_TRUE(step.action != UsbfnAction::kSetBinary ||
+                    has(step.key_path, step.value_name, REG_BINARY));
+        EXPECT_TRUE(step.action != UsbfnAction::kSetInterfaceList ||
+                    has(step.key_path, step.value_name, REG_MULTI_SZ));
+    }
+    std::wstring top = L"?";
+    for (const ServiceKey& key : keys) {
+        EXPECT_EQ(key.top, !key.path.starts_with(top + L"\\")) << key.path;
+        EXPECT_EQ(key.usb, key.path.starts_with(L"SYSTEM")) << key.path;
+        EXPECT_EQ(key.made_by_service, !key.path.ends_with(L"QCDiagBridge")) << key.path;
+        top = key.top ? key.path : top;
+    }
 }
 
 std::string Package(const std::string& machine) {
@@ -146,74 +198,18 @@ std::string Package(const std::string& machine) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The lines of a section without comments, as wide text.
-std::vector<std::wstring> Section(const std::string& name) {
-    const std::string package = Package("x64");
-    std::vector<std::wstring> lines;
-    std::size_t at = package.find("\n[" + name + "]\r\n");
-    EXPECT_NE(at, package.npos) << name;
-    for (at = package.find('\n', at + 1) + 1; at < package.size() && package[at] != '[';
-         at = package.find('\n', at) + 1) {
-        const std::string line = package.substr(at, package.find('\r', at) - at);
-        if (!line.empty() && line[0] != ';') {
-            lines.emplace_back(line.begin(), line.end());
-        }
+TEST(DriverPackageTest, TurnsTheServicesSidAndItsRestartOn) {
+    const std::string x64 = Package("x64");
+    for (const char* line : {"\nServiceSidType = 1 ", "\nFailureActions = Recovery ",
+                             "\nAction      = 1,5000", "\nAction      = 1,60000"}) {
+        EXPECT_NE(x64.find(line), x64.npos) << line;
     }
-    return lines;
-}
-
-TEST(DriverPackageTest, HasEveryKeyOfTheServiceAndNoOther) {
-    std::set<std::wstring> unused;
-    for (const std::wstring& line : Section("Keys")) {
-        ASSERT_TRUE(line.starts_with(L"HKLM,") && line.ends_with(L",,0x10"));
-        unused.insert(line.substr(5, line.size() - 11));
-    }
-    const auto roots = unused;
-    for (const ServiceKey& key : ServiceKeys()) {
-        EXPECT_TRUE(std::ranges::any_of(roots, [&](const std::wstring& root) {
-            const bool below = key.path == root || key.path.starts_with(root + L"\\");
-            return below && (unused.erase(root), true);
-        })) << key.path;
-    }
-    EXPECT_TRUE(unused.empty());
-}
-
-TEST(DriverPackageTest, OnlyTheServiceItselfMayWriteBesidesSystemAndAdministrators) {
-    const std::wstring line = Section("Keys.Security").at(0);
-    const std::wstring text = line.substr(1, line.size() - 2);
-    ASSERT_TRUE(text.starts_with(L"D:P(")) << "the parent's entry for the creator would come back";
-    const KeySecurity key = Parse(L"O:LS" + text);
-    const auto missing = [&](const Sid& sid, bool of_account = false) {
-        std::vector<Sid> token = of_account ? LocalServiceSids() : std::vector<Sid>{};
-        token.push_back(sid);
-        return MissingKeyRights(key.acl, key.owner, token, kAll);
-    };
-    const Sid system = MakeSid(5, {18});
-    const Sid administrators = MakeSid(5, {32, 544});
-    const Sid apps = MakeSid(15, {2, 1});
-    EXPECT_EQ(missing(OwnSid(), true), 0U);
-    EXPECT_EQ(missing(apps, true), kAll & ~KEY_READ) << "another service, which may own a key";
-    EXPECT_EQ(missing(apps), kAll & ~KEY_READ);
-    EXPECT_EQ(missing(system) | missing(administrators), 0U);
-    for (std::size_t entry = 3; (entry = text.find(L'(', entry)) != text.npos; ++entry) {
-        EXPECT_EQ(text.substr(entry, 6), L"(A;CI;") << "for the key and those below it";
-    }
-}
-
-TEST(DriverPackageTest, TheServiceHasItsSidAndIsStartedAfterACrash) {
-    const auto has = [](const char* section, const wchar_t* start) {
-        return std::ranges::count_if(
-            Section(section), [=](const std::wstring& line) { return line.starts_with(start); });
-    };
-    EXPECT_EQ(has("Service", L"ServiceSidType = 1 "), 1);
-    EXPECT_EQ(has("Service", L"FailureActions = Recovery "), 1);
-    EXPECT_EQ(has("Recovery", L"Action      = 1,"), 3);
     std::string arm64 = Package("arm64");
     EXPECT_EQ(arm64.find("[DefaultInstall]"), arm64.npos) << "Windows wants the machine behind it";
     for (std::size_t at = 0; (at = arm64.find("NTarm64", at)) != arm64.npos;) {
         arm64.replace(at, 7, "NTamd64");
     }
-    EXPECT_EQ(arm64, Package("x64"));
+    EXPECT_EQ(arm64, x64);
 }
 
 }  // namespace

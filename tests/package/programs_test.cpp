@@ -16,7 +16,8 @@ const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security
                                             "bcrypt.dll",   "cfgmgr32.dll",
                                             "kernel32.dll", "msvcrt.dll",
                                             "ole32.dll",    "oleaut32.dll",
-                                            "rpcrt4.dll",   "ucrtbase.dll"};
+                                            "rpcrt4.dll",   "ucrtbase.dll",
+                                            "version.dll",  "wevtapi.dll"};
 
 // The addresses of the import slots, by function.
 std::map<std::string, std::uint64_t> Imports(const Image& image, std::set<std::string>* dlls) {
