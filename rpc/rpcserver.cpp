@@ -9,18 +9,9 @@
 #include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
 #include "service/logline.h"
+#include "win32/registerif3.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"
-
-// In the import library but not in every header set.
-extern "C" RPCRTAPI RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE IfSpec,
-                                                              UUID* MgrTypeUuid,
-                                                              RPC_MGR_EPV* MgrEpv,
-                                                              unsigned int Flags,
-                                                              unsigned int MaxCalls,
-                                                              unsigned int MaxRpcSize,
-                                                              RPC_IF_CALLBACK_FN* IfCallback,
-                                                              void* SecurityDescriptor);
 
 namespace {
 

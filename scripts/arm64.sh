@@ -103,7 +103,7 @@ arm64_machine_start() {
 arm64_enter() {
     local pid
     pid=$(arm64_machine) || { echo "the namespaces of $WINEPREFIX are gone" >&2; return 1; }
-    timeout -k 5 "${ARM64_TIMEOUT:-600}" nsenter --target "$pid" --user --mount --pid --root \
+    timeout -k 5 "${WINE_TIMEOUT:-600}" nsenter --target "$pid" --user --mount --pid --root \
         --preserve-credentials --wdns="${ARM64_DIRECTORY:-$PWD}" "$@"
 }
 
@@ -135,8 +135,8 @@ wine_prefix_ready() {
 wine_shutdown() {
     local pid
     pid=$(arm64_machine) || return 0
-    ARM64_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -k </dev/null >/dev/null 2>&1
-    ARM64_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -w </dev/null >/dev/null 2>&1
+    WINE_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -k </dev/null >/dev/null 2>&1
+    WINE_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -w </dev/null >/dev/null 2>&1
     # All that is left in its namespace ends with it.
     kill -KILL "$pid" 2>/dev/null
     rm -f "$WINEPREFIX.machine"

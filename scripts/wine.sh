@@ -10,9 +10,9 @@ unset DISPLAY
 export LC_ALL=C.UTF-8
 WINE_DIR=/usr/lib/wine
 
-# Runs a Windows program in the prefix, in the foreground.
+# Runs a Windows program in the prefix, in the foreground; ends it after WINE_TIMEOUT seconds, if that is set.
 wine_program() {
-    "$WINE_DIR/wine64" "$@"
+    timeout --foreground -k 5 "${WINE_TIMEOUT:-0}" "$WINE_DIR/wine64" "$@"
 }
 
 # Prints what a program printed, without Wine's own words.

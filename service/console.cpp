@@ -6,15 +6,14 @@
 
 namespace {
 
-// False in a service, which has nowhere to print: its text need not be made.
+// False in a service: it has no standard output, so texts need not be formatted.
 bool HasOutput() {
     return _fileno(stdout) >= 0;
 }
 
 }  // namespace
 
-// Flushed at once: in console mode the process is killed in the end, and what it printed must be
-// seen.
+// Flushes at once: a console server is ended by force, and its output must not be lost.
 void ConsolePrint(const wchar_t* format, ...) {
     if (!HasOutput()) {
         return;

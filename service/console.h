@@ -1,8 +1,8 @@
-// Output for the person at the console.
+// Messages to standard output.
 #pragma once
 
-// Formatted output to standard output, adding no line end. A wide string argument is written "%ls".
-// Failures (a service has no console) are ignored. Calls the C runtime's vwprintf.
+// Formats and prints without adding a line end. A wide string argument needs "%ls". Ignores
+// failures: a service has no console. Calls vwprintf of the C runtime.
 void ConsolePrint(const wchar_t* format, ...);
 
 // The same for a narrow format. Calls vprintf.

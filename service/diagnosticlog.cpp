@@ -15,16 +15,15 @@ const char* LogFileName() {
     return name.c_str();
 }
 
-// Kept: each start of the program, in any mode, begins an empty log. Other programs may read it
-// meanwhile.
+// Kept: each start of the program, in any mode, empties the log. Other programs may open it.
 std::FILE* OpenLog() {
     return g_logEnabled ? _fsopen(LogFileName(), "w", _SH_DENYNO) : nullptr;
 }
 
-// Opened before main and never closed: threads may still be writing while the process ends.
+// Opened before main and never closed: threads may still write while the process ends.
 std::FILE* const g_logStream = OpenLog();
 
-// Requests write from many threads; a line is never torn.
+// Many threads write.
 std::mutex g_logMutex;
 
 }  // namespace
@@ -50,7 +49,7 @@ void WriteLog(std::string message) {
     std::fflush(g_logStream);
 }
 
-// Kept: called by nobody, and by value as its narrow sibling.
+// Kept: never called, and takes its text by value.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void WriteLog(std::wstring message) {
     WriteLog(LowBytes(message));

@@ -1,19 +1,18 @@
-// The text log of the whole program, switched off as shipped.
+// The text log of the program, which ships switched off. The product writes through
+// service/logline.h, whose functions do not throw.
 #pragma once
 
 #include <string>
 
-// Whether the log is written at all. Fixed at build time; see logswitch.cpp.
+// Whether the log is written. Set at build time; see logswitch.cpp.
 extern const bool g_logEnabled;
 
-// Appends one line, "%Y%m%d_%H%M%S : " in local time followed by `message`, to the log file and
-// flushes it. Adds the line end itself. Does nothing while g_logEnabled is false; a failing file is
-// ignored.
+// Appends a line to the log file and flushes it: the prefix of LogTimestamp, `message` and a line
+// end. Does nothing if g_logEnabled is false. Ignores failures of the file. Throws std::bad_alloc.
 void WriteLog(std::string message);
 
-// The same for a wide text, each code unit reduced to its low eight bits.
+// The same for a wide text, of which each code unit is reduced to its low eight bits.
 void WriteLog(std::wstring message);
 
-// The time prefix of a line written now: "YYYYMMDD_HHMMSS : ", or an empty text if it cannot be
-// formatted.
+// The local time as "YYYYMMDD_HHMMSS : ", or an empty text if it cannot be formatted.
 std::string LogTimestamp();

@@ -1,5 +1,5 @@
 #include "service/diagnosticlog.h"
 
-// Kept: off, and nothing turns it on at run time. Alone in its object file, so that a program can
-// be linked with the log switched on.
+// Kept: off, and not changed at run time. In a file of its own, so that a program can be linked
+// with the log on.
 const bool g_logEnabled = false;

@@ -1,4 +1,5 @@
-// The program's entry: installer, remover, console server or service, by the first argument.
+// The entry of the program. The first argument selects installer, remover, console server or
+// service.
 #include <cstdlib>
 #include <cwchar>
 
@@ -9,8 +10,8 @@
 
 namespace {
 
-// Serves requests from an ordinary console process, for diagnosis, until it is killed. Ends the
-// process with the RPC status if the server cannot start.
+// Serves requests in a console process, for diagnosis, until the process is ended. Ends the process
+// with the RPC status if the server cannot start.
 void RunConsoleServer() {
     CTesselService service;
     service.SetRpcStarted();
@@ -19,13 +20,13 @@ void RunConsoleServer() {
     if (status != RPC_S_OK) {
         // Kept: no function has this name.
         ConsolePrintNarrow("RpcServerConnect returned: 0x%x\n", static_cast<unsigned>(status));
-        // Kept: the text of the start once more, for its failure.
+        // Kept: the text of the start, also for its failure.
         service.WriteEventLogEntry(L"Starting Rpc Server..", kEventLevelInformation);
         std::exit(static_cast<int>(status));
     }
 }
 
-// Kept: any other switch ends the program without a word.
+// Kept: any other switch does nothing and prints nothing.
 void RunSwitch(const wchar_t* name) {
     if (_wcsicmp(name, L"install") == 0) {
         InstallService();
@@ -36,7 +37,7 @@ void RunSwitch(const wchar_t* name) {
     }
 }
 
-// Kept: the usage is printed to the service manager too, and does not name -console.
+// Kept: the usage is printed under the service control manager too, and does not name -console.
 void RunService() {
     ConsolePrint(L"Parameters:\n");
     ConsolePrint(L" -install  to install the service.\n");
@@ -55,6 +56,6 @@ int wmain(int argc, wchar_t* argv[]) {
     } else {
         RunService();
     }
-    // Kept: also when installing, removing or serving failed.
+    // Kept: also after a failure.
     return 0;
 }

@@ -1,6 +1,6 @@
 #include "service/servicebase.h"
 
-// The assertion is part of what ships; some compilers switch assertions off when they optimise.
+// The assertion ships. Some compilers turn assertions off when they optimise.
 #undef NDEBUG
 #include <cassert>
 
@@ -12,23 +12,21 @@
 namespace {
 
 constexpr std::size_t kErrorTextCapacity = 260;
-constexpr DWORD kStartPollMilliseconds = 1;
 
 }  // namespace
 
 CServiceBase* CServiceBase::s_service = nullptr;
-// Kept: counts on through the life of the process.
+// Kept: never reset.
 DWORD CServiceBase::s_checkPoint = 1;
-// A start is in progress; the end has been claimed. Static, for threads that must know it when the
-// object may be gone.
+// Whether a start is in progress, and whether a thread has claimed the end of the service. Static:
+// other threads read them when the object may be destroyed.
 std::atomic<bool> CServiceBase::s_starting = false;
 std::atomic<bool> CServiceBase::s_ending = false;
 
 CServiceBase::CServiceBase() {
-    s_ending = false;
     m_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     m_status.dwCurrentState = SERVICE_START_PENDING;
-    // Kept: pause and continue are not accepted, though they are routed.
+    // Kept: pause and continue are routed but not accepted.
     m_status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
 
     // Kept: the provider is never unregistered.
@@ -40,13 +38,9 @@ CServiceBase::CServiceBase() {
 }
 
 void CServiceBase::OnStart(DWORD /*argc*/, wchar_t** /*argv*/) {}
-
 void CServiceBase::OnStop() {}
-
 void CServiceBase::OnPause() {}
-
 void CServiceBase::OnContinue() {}
-
 void CServiceBase::OnShutdown() {}
 
 void CServiceBase::WriteEventLogEntry(const wchar_t* message, BYTE level) {
@@ -63,7 +57,7 @@ void CServiceBase::WriteErrorLogEntry(const wchar_t* function, DWORD error) {
 
 BOOL CServiceBase::Run(CServiceBase& service) {
     s_service = &service;
-    // The table's name is declared writable but is only read.
+    // The dispatcher only reads the name, though it is declared writable.
     const SERVICE_TABLE_ENTRYW table[] = {
         {const_cast<wchar_t*>(service.m_name), &CServiceBase::ServiceMain},
         {nullptr, nullptr},
@@ -71,25 +65,31 @@ BOOL CServiceBase::Run(CServiceBase& service) {
     return StartServiceCtrlDispatcherW(table);
 }
 
-// The wait is short: a start only submits work.
+void CServiceBase::SetServiceStatus(DWORD state, DWORD exit_code) {
+    m_status.dwCurrentState = state;
+    m_status.dwWin32ExitCode = exit_code;
+    m_status.dwWaitHint = 0;
+    const bool settled = state == SERVICE_RUNNING || state == SERVICE_STOPPED;
+    m_status.dwCheckPoint = settled ? 0 : s_checkPoint++;
+    ::SetServiceStatus(m_statusHandle, &m_status);
+}
+
 bool CServiceBase::BeginEnding() {
-    while (s_starting) {
-        Sleep(kStartPollMilliseconds);
-    }
+    s_starting.wait(true);
     return !s_ending.exchange(true);
 }
 
 void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
-    // Kept: the failed assertion names the variable, the file and line 85.
+    // Kept: a failed assertion shows this expression, file and line.
     static_assert(__LINE__ == 84, "crash reports of the service name line 85: keep it there");
     assert(s_service != NULL);
 
     CServiceBase* service = s_service;
-    // From here on a control may come: it waits for the start.
+    // A control may come as soon as the handler is registered. It waits for the start.
     s_starting = true;
     service->m_statusHandle = RegisterServiceCtrlHandlerW(service->m_name, ServiceCtrlHandler);
     if (service->m_statusHandle == nullptr) {
-        // Kept: nobody catches it, and the process ends.
+        // Kept: not caught; the process ends.
         throw GetLastError();
     }
     service->Start(argc, argv);
@@ -132,12 +132,14 @@ std::optional<DWORD> CServiceBase::RunHook(const wchar_t* label,
 
 void CServiceBase::Start(DWORD argc, wchar_t** argv) {
     s_starting = true;
+    s_ending = false;
     SetServiceStatus(SERVICE_START_PENDING);
     const auto error =
         RunHook(L"Service Start", L"Service failed to start.", [&] { OnStart(argc, argv); });
     SetServiceStatus(error ? SERVICE_STOPPED : SERVICE_RUNNING, error.value_or(ERROR_SUCCESS));
-    // The object may be gone as soon as this is seen.
+    // Another thread may stop the service and destroy the object as soon as it sees this.
     s_starting = false;
+    s_starting.notify_all();
 }
 
 void CServiceBase::Stop() {
@@ -170,8 +172,8 @@ void CServiceBase::Continue() {
     SetServiceStatus(error ? SERVICE_PAUSED : SERVICE_RUNNING);
 }
 
-// Kept: OnStop does not run and no pending state is shown; a failure is not reported. At system
-// shutdown there is no time for a tear-down.
+// Kept: does not call OnStop, and reports neither a pending state nor a failure. At system shutdown
+// there is no time to release the RPC server.
 void CServiceBase::Shutdown() {
     if (!BeginEnding()) {
         return;
@@ -181,13 +183,4 @@ void CServiceBase::Shutdown() {
     } else {
         SetServiceStatus(SERVICE_STOPPED);
     }
-}
-
-void CServiceBase::SetServiceStatus(DWORD state, DWORD exit_code) {
-    m_status.dwCurrentState = state;
-    m_status.dwWin32ExitCode = exit_code;
-    m_status.dwWaitHint = 0;
-    const bool settled = state == SERVICE_RUNNING || state == SERVICE_STOPPED;
-    m_status.dwCheckPoint = settled ? 0 : s_checkPoint++;
-    ::SetServiceStatus(m_statusHandle, &m_status);
 }

@@ -1,15 +1,14 @@
-// By what Windows knows the service.
+// The name, account and tracing provider of the service.
 #pragma once
 
 #include <windows.h>
 
-// The name under which it is registered, shown and found.
+// The service name and display name.
 inline constexpr wchar_t kServiceName[] = L"Tessel Service";
 
-// The account that it runs as.
 inline constexpr wchar_t kServiceAccount[] = L"NT AUTHORITY\\LocalService";
 
-// The provider of its tracing events: {BE2E880E-F79F-4C30-9C95-09F003A0A7EA}.
+// {BE2E880E-F79F-4C30-9C95-09F003A0A7EA}
 inline constexpr GUID kTracingProvider = {0xBE2E880E,
                                           0xF79F,
                                           0x4C30,

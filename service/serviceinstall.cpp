@@ -14,17 +14,17 @@ void PrintFailure(const wchar_t* function) {
     ConsolePrint(L"%ls failed w/err 0x%08lx\n", function, GetLastError());
 }
 
-// Asks the service to stop and follows it until it has left the stop-pending state. A service that
-// cannot be asked (it does not run, for one) is passed over in silence.
+// Stops the service and waits while it is stop-pending. Does nothing if the control is refused,
+// which is also the case for a service that does not run.
 void StopAndWait(SC_HANDLE service) {
     SERVICE_STATUS status = {};
-    // Kept: whatever the reason, nothing is printed and the removal goes on.
+    // Kept: nothing is printed, and the removal goes on.
     if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
         return;
     }
     ConsolePrint(L"Stopping %ls.", kServiceName);
     Sleep(kStopPollMilliseconds);
-    // Kept: without limit.
+    // Kept: no limit.
     while (QueryServiceStatus(service, &status) && status.dwCurrentState == SERVICE_STOP_PENDING) {
         ConsolePrint(L".");
         Sleep(kStopPollMilliseconds);
@@ -41,7 +41,7 @@ void StopAndWait(SC_HANDLE service) {
 void InstallService() {
     wchar_t path[MAX_PATH] = {};
     const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    // A path that fills the buffer has been cut and would register a program that does not exist.
+    // A path that fills the buffer is cut: it would register a program that does not exist.
     if (length == 0 || length == MAX_PATH) {
         PrintFailure(L"GetModuleFileName");
         return;
@@ -54,7 +54,7 @@ void InstallService() {
         return;
     }
 
-    // Kept: the path is without quotes.
+    // Kept: the path has no quotes.
     const ServiceHandle service(CreateServiceW(manager.get(), kServiceName, kServiceName,
                                                SERVICE_QUERY_STATUS, SERVICE_WIN32_OWN_PROCESS,
                                                SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, path,

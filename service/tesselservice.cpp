@@ -10,9 +10,9 @@ CTesselService::CTesselService() : m_hStoppedEvent(CreateEventW(nullptr, TRUE, F
 }
 
 void CTesselService::OnStart(DWORD /*argc*/, wchar_t** /*argv*/) {
-    // Kept: here and in OnStop, a name that nothing has.
+    // Kept: nothing has this name.
     WriteEventLogEntry(L"CppWindowsService in OnStart", kEventLevelInformation);
-    // Kept: not checked.
+    // Kept: the result is not checked.
     m_work = CreateThreadpoolWork(RpcStartWork, this, nullptr);
     SubmitThreadpoolWork(m_work);
 }
@@ -32,10 +32,10 @@ void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,
     if (RpcServerStart() == RPC_S_OK) {
         return;
     }
-    // Kept: nothing says why.
+    // Kept: the cause is not reported.
     //
-    // Stopped must be the last report, or the service control manager would hold a dead service for
-    // a running one; and a stop that came meanwhile may have ended the service and its object.
+    // BeginEnding waits until running is reported: after stopped, it would show the service as
+    // running. If another thread has stopped the service, the object may be destroyed.
     if (BeginEnding()) {
         service->StopClaimed();
     }

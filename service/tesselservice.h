@@ -1,4 +1,4 @@
-// The service: its request channel starts and stops with it.
+// The service: starts and stops the RPC server.
 #pragma once
 
 #include <windows.h>
@@ -6,11 +6,11 @@
 #include "service/servicebase.h"
 #include "win32/uniquehandle.h"
 
-// Ties the RPC server to the service's life. The server listens on a thread of the default thread
-// pool for as long as the process lives.
+// Runs the RPC server on a thread of the default thread pool, where it listens until the process
+// ends.
 class CTesselService : public CServiceBase {
  public:
-    // Creates the stop event. Throws the Win32 code of a failed CreateEventW as a DWORD.
+    // Creates the stop event. Throws the Win32 code as a DWORD if CreateEventW fails.
     CTesselService();
     ~CTesselService() override = default;
 
@@ -18,22 +18,22 @@ class CTesselService : public CServiceBase {
     void OnStart(DWORD argc, wchar_t** argv) override;
 
     // Unregisters the RPC interface and endpoint. On Windows this waits for requests in progress;
-    // see rpc/rpcserver.h. The process ends right after.
+    // see rpc/rpcserver.h.
     void OnStop() override;
 
-    // Marks the RPC server as started outside the service control manager, for console mode.
+    // Called in console mode, before the RPC server starts.
     void SetRpcStarted() { m_fRpcStarted = true; }
 
  private:
     // Runs the RPC server; stops the service if it cannot start.
     static void CALLBACK RpcStartWork(PTP_CALLBACK_INSTANCE instance, void* context, PTP_WORK work);
 
-    // Kept: never waited for and never closed.
+    // Kept: never closed.
     PTP_WORK m_work = nullptr;
-    // Kept: written and never read.
+    // Kept: never read.
     BOOL m_fStopping = FALSE;
-    // Kept: never signalled and never waited for.
+    // Kept: never used.
     Handle m_hStoppedEvent;
-    // Kept: written and never read.
+    // Kept: never read.
     bool m_fRpcStarted = false;
 };

@@ -142,7 +142,7 @@ Rpc Server Unregister error
 RpcEpUnregister
 RpcServerDisconnect end
 Service OnStop end" without_time
-expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel_service -console
+expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel_service /CONSOLE
 notebook_quiet reg delete 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability
 tessel_service -remove >/dev/null
 

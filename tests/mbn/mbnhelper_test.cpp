@@ -11,6 +11,7 @@
 #include "mbn/mbninterface.h"
 #include "rpc/stub/tesselservice.h"
 #include "tests/support/recorders.h"
+#include "tests/support/compared.h"
 #include "tests/support/interposed.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
@@ -259,14 +260,15 @@ TEST_F(MbnHelperTest, CreatesTheProfileInPlaceOfAllOthersAndRemovesIt) {
                   L"A&B");
         for (const std::wstring profiles : {L"0\\Profiles\\", L"1\\Profiles\\"}) {
             EXPECT_EQ(StoredText(Modem(profiles + L"0"), L"Name"), L"Bramble Profile");
-            EXPECT_EQ(StoredText(Modem(profiles + L"0"), L"Document"),
-                      Document(L"A&B",
-                               L"<SubscriberID>subscriber1</SubscriberID>"
-                               L"<SimIccID>iccid1</SimIccID>"
-                               L"<HomeProviderName>name1</HomeProviderName>",
-                               L"<AccessString>" + apn +
-                                   L"</AccessString><Compression>DISABLE</Compression>"
-                                   L"<AuthProtocol>nOnE</AuthProtocol><IPType>IPv4</IPType>"));
+            EXPECT_PRED_FORMAT2(
+                SameElements, StoredText(Modem(profiles + L"0"), L"Document"),
+                Document(L"A&B",
+                         L"<SubscriberID>subscriber1</SubscriberID>"
+                         L"<SimIccID>iccid1</SimIccID>"
+                         L"<HomeProviderName>name1</HomeProviderName>",
+                         L"<AccessString>" + apn +
+                             L"</AccessString><Compression>DISABLE</Compression>"
+                             L"<AuthProtocol>nOnE</AuthProtocol><IPType>IPv4</IPType>"));
             EXPECT_EQ(StoredText(Modem(profiles + L"4"), L"Name"), L"");
             EXPECT_EQ(StoredText(Modem(profiles + L"1"), L"Name"), L"");
         }
@@ -286,14 +288,14 @@ TEST_F(MbnHelperTest, BuildsTheProfileOfWhatTheSimTells) {
                         L"|1\n2|NONE2|4|" + std::wstring(300, L'5') + L"|6|7|8|9"),
               L"|1");
     EXPECT_EQ(PrintedText(), L"fail overfail over");
-    EXPECT_EQ(StoredText(Modem(L"0\\Profiles\\0"), L"Document"),
-              Document(L"1",
-                       L"<SubscriberID>subscriber0</SubscriberID><SimIccID></SimIccID>"
-                       L"<HomeProviderName></HomeProviderName>",
-                       L"<AccessString>2</AccessString><Compression>7</Compression>"
-                       L"<AuthProtocol>NONE2</AuthProtocol><Username>4</Username>"
-                       L"<Password>" +
-                           std::wstring(245, L'5') + L"<IPType>6</IPType>"));
+    EXPECT_PRED_FORMAT2(SameElements, StoredText(Modem(L"0\\Profiles\\0"), L"Document"),
+                        Document(L"1",
+                                 L"<SubscriberID>subscriber0</SubscriberID><SimIccID></SimIccID>"
+                                 L"<HomeProviderName></HomeProviderName>",
+                                 L"<AccessString>2</AccessString><Compression>7</Compression>"
+                                 L"<AuthProtocol>NONE2</AuthProtocol><Username>4</Username>"
+                                 L"<Password>" +
+                                     std::wstring(245, L'5') + L"<IPType>6</IPType>"));
 }
 
 }  // namespace

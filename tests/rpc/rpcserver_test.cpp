@@ -5,6 +5,7 @@
 #include <sddl.h>
 #include <securitybaseapi.h>
 
+#include <functional>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -13,16 +14,7 @@
 #include "simulator/wine/capability.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recorders.h"
-
-// In the import library but not in every header set.
-extern "C" RPC_STATUS RPC_ENTRY RpcServerRegisterIf3(RPC_IF_HANDLE,
-                                                     UUID*,
-                                                     RPC_MGR_EPV*,
-                                                     unsigned,
-                                                     unsigned,
-                                                     unsigned,
-                                                     RPC_IF_CALLBACK_FN*,
-                                                     void*);
+#include "win32/registerif3.h"
 
 namespace {
 
@@ -33,6 +25,7 @@ using Lines = std::vector<std::string>;
 Lines g_calls;
 DWORD g_capabilityCount = 1;
 RPC_BINDING_VECTOR g_vector = {};
+std::function<void()> g_duringListen = [] {};
 
 std::string Narrow(std::wstring_view text) {
     return {text.begin(), text.end()};
@@ -87,6 +80,12 @@ RPC_STATUS InqBindings(RPC_BINDING_VECTOR** vector) {
     return Note("RpcServerInqBindings");
 }
 
+RPC_STATUS Listen(unsigned minimum_threads, unsigned calls, unsigned dont_wait) {
+    Note("RpcServerListen", minimum_threads, calls, dont_wait);
+    g_duringListen();
+    return RPC_S_OK;
+}
+
 }  // namespace
 
 INTERPOSE_BY(DeriveCapabilitySidsFromName, kNone, Derive(arguments...));
@@ -98,7 +97,7 @@ INTERPOSE_BY(RpcServerUseProtseqEpW, kNone, Note("RpcServerUseProtseqEpW", argum
 INTERPOSE_BY(RpcServerRegisterIf3, kNone, Note("RpcServerRegisterIf3", arguments...));
 INTERPOSE_BY(RpcServerInqBindings, kNone, InqBindings(arguments...));
 INTERPOSE_BY(RpcEpRegisterW, kNone, Note("RpcEpRegisterW", arguments...));
-INTERPOSE_BY(RpcServerListen, kNone, Note("RpcServerListen", arguments...));
+INTERPOSE_BY(RpcServerListen, kNone, Listen(arguments...));
 INTERPOSE_BY(RpcServerUnregisterIf, kNone, Note("RpcServerUnregisterIf", arguments...));
 INTERPOSE_BY(RpcEpUnregister, kNone, (Note("RpcEpUnregister", arguments...), 1726L));
 INTERPOSE_BY(RpcBindingVectorFree, kNone, Note("RpcBindingVectorFree", *arguments...));
@@ -204,9 +203,13 @@ TEST_F(RpcServerTest, AnyCountOfCapabilitySidsButOneIsRefusedBeforeRpcIsTouched)
 }
 
 TEST_F(RpcServerTest, DisconnectLogsItsStepsAndFreesTheBindingsOnce) {
+    // A stop comes while the thread of the start listens.
+    g_duringListen = [] {
+        Forget();
+        RpcServerDisconnect();
+    };
     RpcServerStart();
-    Forget();
-    RpcServerDisconnect();
+    g_duringListen = [] {};
     EXPECT_EQ(g_calls,
               (Lines{"RpcServerUnregisterIf interface null 0",
                      "RpcEpUnregister interface bindings null", "RpcBindingVectorFree bindings"}));

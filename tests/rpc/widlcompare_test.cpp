@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "rpc/stub/stubs.h"
+#include "tests/support/compared.h"
 #include "tests/support/hexbytes.h"
 
 // What widl's server stub asks for.
@@ -81,7 +82,7 @@ std::string Ours(const unsigned char* widl,
         }
         ours += given.substr(at, difference.offset - at);
         at = difference.offset + theirs.size();
-        EXPECT_EQ(given.substr(difference.offset, theirs.size()), theirs)
+        EXPECT_PRED_FORMAT2(SameBytes, given.substr(difference.offset, theirs.size()), theirs)
             << difference.offset << ": " << difference.why;
         EXPECT_STRNE(difference.widl, difference.ours);
         ours += HexBytes(difference.ours);
@@ -97,13 +98,14 @@ std::string BytesOf(const T& object) {
 TEST(WidlCompare, TablesDifferOnlyAsListed) {
     const auto& served =
         *static_cast<const RPC_SERVER_INTERFACE*>(ServiceRpcInterface_v1_0_s_ifspec);
-    EXPECT_EQ(BytesOf(served.InterfaceId), BytesOf(kServiceRpcInterfaceId));
-    EXPECT_EQ(BytesOf(served.TransferSyntax), BytesOf(kNdr20Syntax));
+    EXPECT_PRED_FORMAT2(SameBytes, BytesOf(served.InterfaceId), BytesOf(kServiceRpcInterfaceId));
+    EXPECT_PRED_FORMAT2(SameBytes, BytesOf(served.TransferSyntax), BytesOf(kNdr20Syntax));
 
     const auto& info = *static_cast<const MIDL_SERVER_INFO*>(served.InterpreterInfo);
-    EXPECT_EQ(Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes), BytesOf(ndr20::kTypeFormat));
-    EXPECT_EQ(Ours(info.ProcString, kProceduresSize, kProcedures),
-              BytesOf(ndr20::kProcFormat<NdrTarget::kX64>));
+    EXPECT_PRED_FORMAT2(SameBytes, Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes),
+                        BytesOf(ndr20::kTypeFormat));
+    EXPECT_PRED_FORMAT2(SameBytes, Ours(info.ProcString, kProceduresSize, kProcedures),
+                        BytesOf(ndr20::kProcFormat<NdrTarget::kX64>));
 
     // widl's first procedure has one parameter more.
     const auto& calls = ndr20::kProcOffsets<NdrTarget::kX64>;

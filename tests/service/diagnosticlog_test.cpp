@@ -80,12 +80,13 @@ TEST(ConsoleTest, TextIsOutBeforeTheProgramEnds) {
     std::FILE* file = std::fopen(kConsole, "w");
     _dup2(_fileno(file), _fileno(stdout));
     ConsolePrint(L"%ls\n", L"text");
+    ConsolePrintNarrow("%s\n", "narrow text");
     const auto shown = ReadLines(kConsole);
     std::fflush(stdout);
     _dup2(own_output, _fileno(stdout));
     std::fclose(file);
     std::remove(kConsole);
-    EXPECT_EQ(shown, std::vector<std::string>{"text"});
+    EXPECT_EQ(shown, (std::vector<std::string>{"text", "narrow text"}));
 }
 
 }  // namespace

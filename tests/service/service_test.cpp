@@ -10,6 +10,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -28,11 +29,13 @@ std::vector<std::wstring> g_events;
 DWORD g_firstCheckPoint = 0;
 const SERVICE_TABLE_ENTRYW* g_table = nullptr;
 std::function<void()> g_duringDispatch = [] {};
+std::function<void(DWORD state)> g_beforeStatus = [](DWORD) {};
 std::atomic<RPC_STATUS> g_startStatus = RPC_S_OK;
 std::atomic<DWORD> g_startThread = 0;
 std::atomic<bool> g_startIsHeld = false;
 
 BOOL KeepStatus(SERVICE_STATUS_HANDLE /*handle*/, const SERVICE_STATUS* status) {
+    g_beforeStatus(status->dwCurrentState);
     const std::lock_guard lock(g_mutex);
     g_statuses.push_back(*status);
     g_firstCheckPoint = g_firstCheckPoint != 0 ? g_firstCheckPoint : status->dwCheckPoint;
@@ -101,8 +104,8 @@ std::vector<std::wstring> TakeEvents() {
     return std::exchange(g_events, {});
 }
 
-bool WaitFor(const std::function<bool()>& condition) {
-    for (int i = 0; i < 5000 && !condition(); ++i) {
+bool WaitFor(const std::function<bool()>& condition, int milliseconds = 5000) {
+    for (int i = 0; i < milliseconds && !condition(); ++i) {
         Sleep(1);
     }
     return condition();
@@ -182,20 +185,20 @@ TEST_F(ServiceTest, EveryMethodReportsAndTracesItsOutcome) {
         EXPECT_TRUE(TakeEvents().empty());
 
         TestService failing;
-        const auto fail = [&] {
-            failing.SetServiceStatus(SERVICE_RUNNING);
+        const auto fail = [&](const std::function<void()>& behaviour) {
+            failing.behaviour = [] {};
+            failing.Start(0, nullptr);
             TakeStates();
+            failing.behaviour = behaviour;
             method.call(failing);
             const DWORD code = g_statuses.empty() ? 0 : g_statuses.back().dwWin32ExitCode;
             EXPECT_EQ(TakeStates(), method.failed) << method.name;
             return code;
         };
-        failing.behaviour = [] { throw DWORD{0xBEEF}; };
-        EXPECT_EQ(fail(), method.name == L"Start" ? 0xBEEFU : 0U);
+        EXPECT_EQ(fail([] { throw DWORD{0xBEEF}; }), method.name == L"Start" ? 0xBEEFU : 0U);
         EXPECT_EQ(TakeEvents(),
                   (std::vector{L"1 Service " + method.name + L" failed w/err 0x0000beef"}));
-        failing.behaviour = [] { throw std::runtime_error("not a Win32 code"); };
-        EXPECT_EQ(fail(), 0U);
+        EXPECT_EQ(fail([] { throw std::runtime_error("not a Win32 code"); }), 0U);
         EXPECT_EQ(TakeEvents(), (std::vector{L"1 Service failed to " + method.verb + L"."}));
     }
 }
@@ -252,7 +255,61 @@ TEST_F(ServiceTest, FailedServerStartStopsTheServiceAfterItWasReportedRunning) {
     }
 }
 
-TEST_F(ServiceTest, AServerStartThatFailsBehindAStopReportsNothingMore) {
+// Other threads may stop the service as soon as it is started, but not before it is reported.
+TEST_F(ServiceTest, AStopDuringTheStartWaitsUntilRunningIsReported) {
+    TestService service;
+    std::thread stopper;
+    std::atomic<bool> stopping = false;
+    g_beforeStatus = [&](DWORD state) {
+        if (state == SERVICE_RUNNING) {
+            stopper = std::thread([&] { service.Stop(); });
+            WaitFor([&] { return stopping.load(); }, 50);
+        }
+        stopping = stopping || state == SERVICE_STOP_PENDING;
+    };
+    service.Start(0, nullptr);
+    stopper.join();
+    g_beforeStatus = [](DWORD) {};
+    EXPECT_EQ(TakeStates(), (std::vector<DWORD>{2, 4, 3, 1}));
+}
+
+TEST_F(ServiceTest, OfTwoThreadsThatStopAtOnceOneDoesAndAStartedServiceCanBeStoppedAgain) {
+    constexpr int kRounds = 60000;
+    int wrong = 0;
+    TestService service;
+    std::atomic<int> round = 0;
+    std::atomic<int> done = 0;
+    const auto wait_for = [](const std::atomic<int>& counter, int value) {
+        for (int i = 0; counter != value; ++i) {
+            if (i > 1000) {
+                std::this_thread::yield();
+            }
+        }
+    };
+    std::thread other([&] {
+        for (int i = 1; i <= kRounds; ++i) {
+            wait_for(round, i);
+            service.Stop();
+            done = i;
+        }
+    });
+    for (int i = 1; i <= kRounds; ++i) {
+        service.called.clear();
+        service.Start(0, nullptr);
+        round = i;
+        // Both must be ready at the same time, which varies.
+        for (int delay = i % 64; delay != 0; --delay) {
+            YieldProcessor();
+        }
+        service.Stop();
+        wait_for(done, i);
+        wrong += service.called != "start stop " ? 1 : 0;
+    }
+    other.join();
+    EXPECT_EQ(wrong, 0) << "rounds";
+}
+
+TEST_F(ServiceTest, AServerStartThatFailsAfterAStopReportsNothingMore) {
     g_startStatus = RPC_S_DUPLICATE_ENDPOINT;
     g_startIsHeld = true;
     CTesselService service;

@@ -1,6 +1,10 @@
-// What the product says, kept instead of said: calling a function of one group links its recorder.
+// What the product logs, prints and answers, recorded instead. A test that calls a function of one
+// group links the recorder of that group.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,6 +23,12 @@ struct Report {
     long number;
     std::wstring text;
     bool operator==(const Report&) const = default;
+
+    // How GoogleTest shows it.
+    friend void PrintTo(const Report& report, std::ostream* out) {
+        *out << testing::PrintToString(report.command) << (report.flag ? " true " : " false ")
+             << report.number << " " << testing::PrintToString(report.text);
+    }
 };
 
 // The answers given since the last call, in order; forgets them.
