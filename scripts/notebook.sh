@@ -3,7 +3,7 @@
 # Copies programs to where the notebook keeps them. Nothing of them is changed but the names of the DLLs that Wine
 # has not in full: in the import table stands wingap.dll for them, filled up with NULs to the same length.
 notebook_copy() {
-    local folder=$WINEPREFIX/drive_c/windows/Tessel stand_in=wingap.dll edit= name filling program
+    local folder=$WINEPREFIX/drive_c/windows/Tessel stand_in=wingap.dll edit="" name filling program
     for name in RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll; do
         printf -v filling '%*s' $((${#name} + 1 - ${#stand_in})) ''
         edit+="s/${name//./\\.}\\x00/$stand_in${filling// /\\x00}/I;"
@@ -102,7 +102,7 @@ notebook_modem_insert() {
 # Sets a value of the modem's first interface: a number for states and failures, else a text.
 notebook_modem_set() {
     local type=REG_SZ
-    case $1 in *State | Fail*) type=REG_DWORD ;; esac
+    case $1 in *State | Fail* | Null*) type=REG_DWORD ;; esac
     notebook_quiet reg add "$NOTEBOOK_MODEM_KEY\\0" /f /v "$1" /t $type /d "$2"
 }
 
