@@ -1,7 +1,7 @@
-// The yardstick: a service of the same interface with nothing around the Windows calls of a
-// command. It serves kBareEndpoint; with any argument, from an ordinary process until it is killed.
+// The bare server: a service with the same interface that only makes the Windows calls of a
+// command. It serves kBareEndpoint. With any argument it runs as an ordinary process until it is
+// killed.
 #include <windows.h>
-#include <oleauto.h>
 #include <rpc.h>
 #include <securitybaseapi.h>
 #include <share.h>
@@ -17,6 +17,7 @@
 #include "rpc/stub/tesselservice.h"
 #include "usbpath/usbfnvalues.h"
 #include "win32/rpctext.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -29,30 +30,30 @@ BareWork g_work = BareWork::kAnswer;
 std::wstring g_document;
 
 long ReadSetting() {
-    HKEY key = nullptr;
+    RegistryKey key;
     DWORD value = 0;
     DWORD size = sizeof(value);
-    RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPenOptionKey, 0, KEY_ALL_ACCESS, &key);
-    RegQueryValueExW(key, kButtonAction, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size);
-    RegCloseKey(key);
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPenOptionKey, 0, KEY_ALL_ACCESS, key.put());
+    RegQueryValueExW(key.get(), kButtonAction, nullptr, nullptr, reinterpret_cast<BYTE*>(&value),
+                     &size);
     return static_cast<long>(value);
 }
 
 void Store(const wchar_t* path, const wchar_t* name, DWORD type, const void* data, size_t size) {
-    HKEY key = nullptr;
-    RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
-    RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
-    RegCloseKey(key);
+    RegistryKey key;
+    RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_WRITE, nullptr, key.put(),
+                    nullptr);
+    RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data),
+                   static_cast<DWORD>(size));
 }
 
 void Route(std::span<const UsbfnStep> steps) {
     for (const UsbfnStep& step : steps) {
         switch (step.action) {
             case UsbfnAction::kDelete: {
-                HKEY key = nullptr;
-                RegOpenKeyExW(HKEY_LOCAL_MACHINE, step.key_path, 0, KEY_ALL_ACCESS, &key);
-                RegDeleteValueW(key, step.value_name);
-                RegCloseKey(key);
+                RegistryKey key;
+                RegOpenKeyExW(HKEY_LOCAL_MACHINE, step.key_path, 0, KEY_ALL_ACCESS, key.put());
+                RegDeleteValueW(key.get(), step.value_name);
                 break;
             }
             case UsbfnAction::kSetDword:
@@ -74,7 +75,7 @@ void Route(std::span<const UsbfnStep> steps) {
     }
 }
 
-// Reads the whole file and keeps nothing of it.
+// Reads the whole file and keeps nothing.
 void ReadDocument(const wchar_t* path) {
     static thread_local char chunk[16384];
     std::FILE* file = _wfsopen(path, L"rt", _SH_DENYNO);
@@ -83,7 +84,7 @@ void ReadDocument(const wchar_t* path) {
     std::fclose(file);
 }
 
-// What the service sends for the file.
+// The text that the service sends for the file.
 std::wstring DocumentText(const wchar_t* path) {
     std::wstring text;
     std::FILE* file = _wfsopen(path, L"rt", _SH_DENYNO);
@@ -94,59 +95,29 @@ std::wstring DocumentText(const wchar_t* path) {
     return text.ends_with(L'\n') ? text : text + L'\n';
 }
 
-// The calls of a question to the modem, which has one interface.
+// Makes the calls of a query to the modem, which has one interface.
 template <typename Ask>
 void AskModem(Ask ask) {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    IMbnInterfaceManager* manager = nullptr;
+    ComApartment apartment;
+    ComPtr<IMbnInterfaceManager> manager;
     CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL, IID_IMbnInterfaceManager,
-                     reinterpret_cast<void**>(&manager));
-    SAFEARRAY* interfaces = nullptr;
-    manager->GetInterfaces(&interfaces);
+                     manager.put_void());
+    SafeArray interfaces;
+    manager->GetInterfaces(interfaces.put());
     LONG lower = 0;
     LONG upper = 0;
-    SafeArrayGetLBound(interfaces, 1, &lower);
-    SafeArrayGetUBound(interfaces, 1, &upper);
-    IUnknown* unknown = nullptr;
-    SafeArrayGetElement(interfaces, &lower, &unknown);
-    IMbnInterface* modem = nullptr;
-    unknown->QueryInterface(IID_IMbnInterface, reinterpret_cast<void**>(&modem));
-    ask(*modem);
-    modem->Release();
-    unknown->Release();
-    SafeArrayDestroy(interfaces);
-    manager->Release();
-    CoUninitialize();
-}
-
-long ReadyState() {
-    MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    AskModem([&](IMbnInterface& modem) { modem.GetReadyState(&state); });
-    return state;
-}
-
-void SimIccId(wchar_t* text) {
-    AskModem([&](IMbnInterface& modem) {
-        IMbnSubscriberInformation* information = nullptr;
-        modem.GetSubscriberInformation(&information);
-        BSTR id = nullptr;
-        information->get_SimIccID(&id);
-        std::wcscpy(text, id);
-        SysFreeString(id);
-        information->Release();
-    });
-}
-
-void Choose(long work, const wchar_t* document) {
-    g_work = static_cast<BareWork>(work);
-    if (g_work == BareWork::kSendDocument || g_work == BareWork::kReadAndSendDocument) {
-        g_document = DocumentText(document);
-    }
+    SafeArrayGetLBound(interfaces.get(), 1, &lower);
+    SafeArrayGetUBound(interfaces.get(), 1, &upper);
+    ComPtr<IUnknown> unknown;
+    SafeArrayGetElement(interfaces.get(), &lower, unknown.put());
+    ComPtr<IMbnInterface> modem;
+    unknown->QueryInterface(IID_IMbnInterface, modem.put_void());
+    ask(*modem.get());
 }
 
 RPC_STATUS Serve() {
-    // The service derives its capability at the start. On the notebook that brings a cryptographic
-    // library with it, of which the comparison is not.
+    // As the service does at its start. Under Wine this loads a cryptographic library, whose memory
+    // must not count as a difference.
     PSID* groups = nullptr;
     PSID* capabilities = nullptr;
     DWORD group_count = 0;
@@ -165,21 +136,16 @@ RPC_STATUS Serve() {
 SERVICE_STATUS_HANDLE g_status = nullptr;
 
 void Report(DWORD state) {
-    SERVICE_STATUS status = {};
-    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
-    status.dwCurrentState = state;
-    status.dwControlsAccepted = SERVICE_ACCEPT_STOP;
+    SERVICE_STATUS status = {SERVICE_WIN32_OWN_PROCESS, state, SERVICE_ACCEPT_STOP, 0, 0, 0, 0};
     SetServiceStatus(g_status, &status);
 }
 
-void WINAPI Control(DWORD control) {
-    if (control == SERVICE_CONTROL_STOP) {
-        Report(SERVICE_STOPPED);
-    }
-}
-
 void WINAPI ServiceMain(DWORD /*argc*/, wchar_t** /*argv*/) {
-    g_status = RegisterServiceCtrlHandlerW(g_name, Control);
+    g_status = RegisterServiceCtrlHandlerW(g_name, [](DWORD control) {
+        if (control == SERVICE_CONTROL_STOP) {
+            Report(SERVICE_STOPPED);
+        }
+    });
     Report(SERVICE_RUNNING);
     Serve();
 }
@@ -202,7 +168,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    long data_int,
                    wchar_t* data_string) {
     if (std::wcscmp(requestString, kChooseWork) == 0) {
-        Choose(data_int, data_string);
+        g_work = static_cast<BareWork>(data_int);
+        if (g_work == BareWork::kSendDocument || g_work == BareWork::kReadAndSendDocument) {
+            g_document = DocumentText(data_string);
+        }
         return;
     }
     bool flag = data_bool != 0;
@@ -231,10 +200,20 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
             text = g_document.data();
             break;
         case BareWork::kReadyState:
-            data_int = ReadyState();
+            AskModem([&](IMbnInterface& modem) {
+                MBN_READY_STATE state = MBN_READY_STATE_OFF;
+                modem.GetReadyState(&state);
+                data_int = state;
+            });
             break;
         case BareWork::kSimIccId:
-            SimIccId(data_string);
+            AskModem([&](IMbnInterface& modem) {
+                ComPtr<IMbnSubscriberInformation> information;
+                modem.GetSubscriberInformation(information.put());
+                Bstr id;
+                information->get_SimIccID(id.put());
+                std::wcscpy(data_string, id.get());
+            });
             break;
     }
     ReportResult(const_cast<wchar_t*>(requestString), flag, data_int, text);

@@ -1,10 +1,10 @@
-// What the bare server can be told to do.
+// The work that the bare server can be told to do.
 #pragma once
 
 inline constexpr wchar_t kBareEndpoint[] = L"TesselBareEndpoint";
 
-// The one command that the bare server looks at: its number is the BareWork of all that follow, its
-// text the document of the works that send one.
+// The only command that the bare server reads. Its number is the BareWork of all later commands,
+// its text is the path of the document to send.
 inline constexpr wchar_t kChooseWork[] = L"CHOOSE";
 
 enum class BareWork : long {

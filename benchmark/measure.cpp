@@ -1,13 +1,13 @@
-// Measures the service against the bare server, request by request, side by side.
+// Measures the service against the bare server, request by request.
 //
-//   measure requests ROUNDS DOCUMENT     latency of every kind of request
-//   measure load ROUNDS CLIENTS          throughput of so many clients at once
-//   measure start SERVER COMMAND         from the start of the program to its first answer
-//   measure hold SERVER CLIENTS          so many clients answered and connected, until killed
+//   measure requests ROUNDS DOCUMENT     the latency of every kind of request
+//   measure load ROUNDS CLIENTS          the throughput of several clients at once
+//   measure start SERVER COMMAND         the time from the start of the program to its first answer
+//   measure hold SERVER CLIENTS          keeps clients connected, after some answers, until killed
 //
-// SERVER is "service" or "bare".
-// The first two print a line a round, its fields separated by tabs: name; service and bare server:
-// median in microseconds, or requests per second; both 99th percentiles.
+// SERVER is "service" or "bare". The first two print a line for each round, with tabs between the
+// fields: name, medians of service and bare server in microseconds (or requests per second), and
+// both 99th percentiles.
 #include <windows.h>
 #include <rpc.h>
 
@@ -18,11 +18,14 @@
 #include <cwchar>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "benchmark/barework.h"
 #include "rpc/endpoint.h"
 #include "rpc/stub/tesselservice.h"
+#include "win32/rpctext.h"
+#include "win32/uniquehandle.h"
 
 namespace {
 
@@ -30,7 +33,7 @@ using Times = std::vector<double>;
 
 std::atomic<long> g_answers = 0;
 
-// The last answer, while one thread sends and answers are compared.
+// The last answer. Kept only while one thread sends.
 bool g_keep = false;
 struct Answer {
     bool flag = false;
@@ -52,13 +55,13 @@ double Quantile(Times times, double part) {
     return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1) + 0.5)];
 }
 
-// A connection to one of the servers; an unreachable one ends the thread. It is not closed:
-// the servers outlive the measuring.
+// A connection to one of the servers. If the server cannot be reached, the thread ends. Connections
+// are not closed.
 class Connection {
  public:
     explicit Connection(const wchar_t* endpoint) {
-        std::wstring address = L"ncalrpc:[" + std::wstring(endpoint) + L"]";
-        RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address.data()), &m_binding);
+        const std::wstring address = L"ncalrpc:[" + std::wstring(endpoint) + L"]";
+        RpcBindingFromStringBindingW(RpcText(address.c_str()), &m_binding);
         RemoteOpen(m_binding, &m_context);
     }
 
@@ -72,16 +75,8 @@ class Connection {
     REQUEST_CONTEXT_HANDLE m_context = nullptr;
 };
 
-std::vector<Connection> Connect(const wchar_t* endpoint, int count) {
-    std::vector<Connection> connections;
-    for (int i = 0; i < count; ++i) {
-        connections.emplace_back(endpoint);
-    }
-    return connections;
-}
-
-// A kind of request. `batch` requests to each server make one round. Before each of them
-// `preparation`, if there is one, is sent to the service and not timed.
+// A kind of request. A round has `batch` requests to each server. Before each request, the command
+// `preparation` is sent to the service, if there is one; its time does not count.
 struct Kind {
     const char* name;
     const wchar_t* command;
@@ -92,53 +87,53 @@ struct Kind {
     const wchar_t* preparation = nullptr;
 };
 
-double Send(const Connection& connection, const Kind& kind) {
-    const double start = Now();
+void SendKind(const Connection& connection, const Kind& kind) {
     connection.Send(kind.command, true, kind.number, kind.text.c_str());
+}
+
+double TimeOf(const Connection& connection, const Kind& kind) {
+    const double start = Now();
+    SendKind(connection, kind);
     return Now() - start;
 }
 
 Answer AnswerOf(const Connection& connection, const Kind& kind) {
     g_keep = true;
     g_answer = {};
-    connection.Send(kind.command, true, kind.number, kind.text.c_str());
+    SendKind(connection, kind);
     g_keep = false;
     return g_answer;
 }
 
-struct Load {
-    const Connection* connection;
-    const Kind* kind;
-};
+const Kind kNoWork = {"no work", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 200};
 
-DWORD WINAPI SendLoad(void* load) {
-    const auto& [connection, kind] = *static_cast<Load*>(load);
-    for (int i = 0; i < kind->batch; ++i) {
-        Send(*connection, *kind);
+std::vector<Connection> Connect(const wchar_t* endpoint, int count) {
+    std::vector<Connection> connections;
+    for (int i = 0; i < count; ++i) {
+        connections.emplace_back(endpoint);
     }
-    return 0;
+    return connections;
 }
 
-// Requests per second of all connections at once.
-double Throughput(const std::vector<Connection>& connections, const Kind& kind) {
-    std::vector<Load> loads;
-    for (const Connection& connection : connections) {
-        loads.push_back({&connection, &kind});
-    }
-    std::vector<HANDLE> threads;
+// Requests per second of all connections at once, each with so many requests.
+double Throughput(const std::vector<Connection>& connections, int requests) {
+    std::vector<std::thread> threads;
     const double start = Now();
-    for (Load& load : loads) {
-        threads.push_back(CreateThread(nullptr, 0, SendLoad, &load, 0, nullptr));
+    for (const Connection& connection : connections) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < requests; ++i) {
+                SendKind(connection, kNoWork);
+            }
+        });
     }
-    for (HANDLE thread : threads) {
-        WaitForSingleObject(thread, INFINITE);
-        CloseHandle(thread);
+    for (std::thread& thread : threads) {
+        thread.join();
     }
-    return 1e6 * kind.batch * static_cast<double>(connections.size()) / (Now() - start);
+    return 1e6 * requests * static_cast<double>(connections.size()) / (Now() - start);
 }
 
-// One request to each in turn, and which one goes first changes as well, so that whatever else the
-// machine does meets both.
+// Sends to both servers in turn, and changes which one is first, so that other work of the machine
+// slows both.
 void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const Connection& bare) {
     bare.Send(kChooseWork, false, static_cast<long>(kind.bare), kind.text.c_str());
     if (AnswerOf(ours, kind) != AnswerOf(bare, kind)) {
@@ -154,9 +149,9 @@ void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const 
                 ours.Send(kind.preparation, false, 0, L"");
             }
             if (((i >> 1) ^ i) % 2 == 0) {
-                our_times.push_back(Send(ours, kind));
+                our_times.push_back(TimeOf(ours, kind));
             } else {
-                bare_times.push_back(Send(bare, kind));
+                bare_times.push_back(TimeOf(bare, kind));
             }
         }
         if (round > 0) {
@@ -169,16 +164,15 @@ void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const 
 }
 
 int MeasureLoad(int rounds, int clients) {
-    const Kind kind = {
-        "requests per second", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 100};
+    constexpr int kRequests = 100;
     const std::vector<Connection> ours = Connect(kEndpoint, clients);
     const std::vector<Connection> bare = Connect(kBareEndpoint, clients);
-    bare.front().Send(kChooseWork, false, static_cast<long>(kind.bare), L"");
+    bare.front().Send(kChooseWork, false, static_cast<long>(BareWork::kAnswer), L"");
     for (int round = 0; round <= rounds; ++round) {
-        const double our_rate = Throughput(ours, kind);
-        const double bare_rate = Throughput(bare, kind);
+        const double our_rate = Throughput(ours, kRequests);
+        const double bare_rate = Throughput(bare, kRequests);
         if (round > 0) {
-            std::printf("%s\t%.1f\t%.1f\n", kind.name, our_rate, bare_rate);
+            std::printf("requests per second\t%.1f\t%.1f\n", our_rate, bare_rate);
         }
     }
     return 0;
@@ -191,7 +185,7 @@ int MeasureRequests(int rounds, const wchar_t* document) {
     constexpr wchar_t kToModem[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
     constexpr wchar_t kToWindows[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
     const Kind kinds[] = {
-        {"no work", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 200},
+        kNoWork,
         {"setting written", L"REGISTRYHELPER_SETPENSETTING", 7, L"", BareWork::kWriteSetting, 200},
         {"setting read", L"REGISTRYHELPER_GETPENSETTING", 0, L"", BareWork::kReadSetting, 200},
         {"USB to the modem", kToModem, 0, L"", BareWork::kRouteToModem, 20},
@@ -215,15 +209,7 @@ struct Attempt {
     std::atomic<bool> answered = false;
 };
 
-DWORD WINAPI AskOnce(void* context) {
-    auto& attempt = *static_cast<Attempt*>(context);
-    const Connection connection(attempt.endpoint);
-    connection.Send(L"REGISTRYHELPER_ISVZWQ", true, 7, L"");
-    attempt.answered = true;
-    return 0;
-}
-
-// Starts the program and asks until it answers; the program is ended then.
+// Starts the program, asks until it answers, and ends it.
 int MeasureStart(const wchar_t* endpoint, std::wstring command) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
@@ -234,10 +220,16 @@ int MeasureStart(const wchar_t* endpoint, std::wstring command) {
                         &startup, &process)) {
         return 1;
     }
+    const auto ask_once = [](void* context) -> DWORD {
+        auto& asked = *static_cast<Attempt*>(context);
+        SendKind(Connection(asked.endpoint), kNoWork);
+        asked.answered = true;
+        return 0;
+    };
     while (!attempt.answered) {
-        HANDLE thread = CreateThread(nullptr, 0, AskOnce, &attempt, 0, nullptr);
-        WaitForSingleObject(thread, INFINITE);
-        CloseHandle(thread);
+        // Not a std::thread: an attempt that fails ends its thread.
+        const Handle thread(CreateThread(nullptr, 0, ask_once, &attempt, 0, nullptr));
+        WaitForSingleObject(thread.get(), INFINITE);
     }
     std::printf("%.1f\n", Now() - start);
     TerminateProcess(process.hProcess, 0);
@@ -246,8 +238,7 @@ int MeasureStart(const wchar_t* endpoint, std::wstring command) {
 }
 
 int Hold(const wchar_t* endpoint, int clients) {
-    Throughput(Connect(endpoint, clients),
-               {"", L"REGISTRYHELPER_ISVZWQ", 7, L"text", BareWork::kAnswer, 20});
+    Throughput(Connect(endpoint, clients), 20);
     std::printf("%ld answers\n", g_answers.load());
     std::fflush(stdout);
     Sleep(INFINITE);
@@ -258,7 +249,7 @@ const wchar_t* EndpointOf(std::wstring_view server) {
     return server == L"bare" ? kBareEndpoint : kEndpoint;
 }
 
-// An unreachable server raises a structured exception: the thread that met it is given up.
+// A call to a server that cannot be reached raises a structured exception: ends its thread.
 LONG WINAPI EndThread(EXCEPTION_POINTERS* /*exception*/) {
     ExitThread(1);
 }
@@ -275,17 +266,10 @@ void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text
 int wmain(int argc, wchar_t** argv) {
     SetUnhandledExceptionFilter(EndThread);
     const std::wstring mode = argc > 3 ? argv[1] : L"";
-    if (mode == L"requests") {
-        return MeasureRequests(std::wcstol(argv[2], nullptr, 10), argv[3]);
-    }
-    if (mode == L"load") {
-        return MeasureLoad(std::wcstol(argv[2], nullptr, 10), std::wcstol(argv[3], nullptr, 10));
-    }
-    if (mode == L"start") {
-        return MeasureStart(EndpointOf(argv[2]), argv[3]);
-    }
-    if (mode == L"hold") {
-        return Hold(EndpointOf(argv[2]), std::wcstol(argv[3], nullptr, 10));
-    }
-    return 2;
+    const auto number = [&](int index) { return _wtoi(argv[index]); };
+    return mode == L"requests" ? MeasureRequests(number(2), argv[3])
+           : mode == L"load"   ? MeasureLoad(number(2), number(3))
+           : mode == L"start"  ? MeasureStart(EndpointOf(argv[2]), argv[3])
+           : mode == L"hold"   ? Hold(EndpointOf(argv[2]), number(3))
+                               : 2;
 }

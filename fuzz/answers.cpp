@@ -1,4 +1,4 @@
-// The strings of the lines that show answers: well-formed, and reading one back gives the text.
+// The strings in the lines that show answers are well-formed, and reading one back gives the text.
 #include <cwchar>
 
 #include "client/requests/answerformat.h"
@@ -6,7 +6,7 @@
 
 namespace {
 
-// What a JSON string holds.
+// The text of a JSON string.
 std::wstring ReadBack(const std::wstring& json) {
     constexpr std::wstring_view kEscapes = L"\"\\nrt";
     Require(json.size() >= 2 && json.front() == L'"' && json.back() == L'"');
@@ -29,23 +29,15 @@ std::wstring ReadBack(const std::wstring& json) {
     return text;
 }
 
-bool IsHigh(wchar_t unit) {
-    return unit >= 0xD800 && unit < 0xDC00;
-}
-
-bool IsLow(wchar_t unit) {
-    return unit >= 0xDC00 && unit < 0xE000;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::wstring text = Strings(data, size)[0];
     const std::wstring json = JsonText(text);
     Require(ReadBack(json) == text);
-    // The halves of a character stand together.
+    // The two units of a surrogate pair stay together.
     for (std::size_t i = 1; i < json.size(); ++i) {
-        Require(IsHigh(json[i - 1]) == IsLow(json[i]));
+        Require(((json[i - 1] & 0xFC00) == 0xD800) == ((json[i] & 0xFC00) == 0xDC00));
     }
     return 0;
 }

@@ -1,4 +1,4 @@
-// What the targets make of libFuzzer's bytes.
+// The inputs of the targets, made of libFuzzer's bytes.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
-// Ends the run: the input is a finding.
+// Ends the run if `holds` is false: libFuzzer reports the input.
 inline void Require(bool holds) {
     if (!holds) {
         std::abort();
     }
 }
 
-// UTF-16 code units, little-endian; an odd last byte is one too.
+// UTF-16 code units, little-endian. An odd last byte is a unit too.
 inline std::wstring Units(const std::uint8_t* data, std::size_t size) {
     std::wstring units;
     for (std::size_t i = 0; i < size; i += 2) {
@@ -23,7 +23,7 @@ inline std::wstring Units(const std::uint8_t* data, std::size_t size) {
     return units;
 }
 
-// The same cut at zero units, which no string holds; at least one, empty if need be.
+// The same, split at zero units. At least one string.
 inline std::vector<std::wstring> Strings(const std::uint8_t* data, std::size_t size) {
     std::vector<std::wstring> strings(1);
     for (const wchar_t unit : Units(data, size)) {

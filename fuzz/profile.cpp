@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     strings.resize(4);
     const std::vector<std::wstring> tokens = Tokens(strings[0]);
 
-    // Exactly as long as its text, so that every step past its end is seen.
+    // As long as its text, so that the sanitizer sees every access past its end.
     std::vector<wchar_t> request(strings[0].begin(), strings[0].end());
     request.push_back(L'\0');
     ApnFields fields;
@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         field[i] = i < tokens.size() ? tokens[i].substr(0, 255) : L"";
         Require(field[i] == fields.text[i]);
     }
-    // Terminators and nothing else were written.
+    // Only terminators were written.
     for (std::size_t i = 0; i < strings[0].size(); ++i) {
         Require(request[i] == strings[0][i] ||
                 (request[i] == L'\0' && (strings[0][i] == L'|' || strings[0][i] == L'\n')));

@@ -170,6 +170,7 @@ CLIENT_CALL_RETURN CallBack(const MIDL_STUB_DESC* descriptor,
 }
 
 // Reads the arguments of a call, as many as the procedure's format string says.
+// va_arg changes the list. NOLINTNEXTLINE(readability-non-const-parameter)
 void ReadArguments(PFORMAT_STRING format, va_list arguments, Slots& slots) {
     ProcedureHeader header = {};
     std::memcpy(&header, format, sizeof(header));

@@ -1,0 +1,26 @@
+// The text of a document, against a plain model, and the narrow form of a path.
+#include <cwchar>
+
+#include "fuzz/input.h"
+#include "text/lowbytes.h"
+#include "text/widetext.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string bytes(data, data + size);
+    std::wstring model;
+    for (const char byte : bytes.substr(0, bytes.find('\x1A'))) {
+        model += static_cast<wchar_t>(static_cast<signed char>(byte));
+    }
+    for (std::size_t pair = 0; (pair = model.find(L"\r\n", pair)) != model.npos; ++pair) {
+        model.erase(pair, 1);
+    }
+    model += model.empty() || model.ends_with(L'\n') ? L"" : L"\n";
+    Require(std::wmemcmp(WideText(bytes).get(), model.c_str(), model.size() + 1) == 0);
+
+    const std::string narrow = LowBytes(Units(data, size));
+    Require(narrow.size() == (size + 1) / 2);
+    for (std::size_t i = 0; i < narrow.size(); ++i) {
+        Require(static_cast<std::uint8_t>(narrow[i]) == data[2 * i]);
+    }
+    return 0;
+}
