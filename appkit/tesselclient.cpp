@@ -20,16 +20,21 @@
 extern "C" __declspec(dllimport) int RPC_ENTRY RpcExceptionFilter(unsigned long code);
 #endif
 
+// Stores the code while the runtime looks for a handler: Wine does not hand it on to the handler.
+static int Filter(unsigned long code, RPC_STATUS* status) {
+    *status = static_cast<RPC_STATUS>(code);
+    return RpcExceptionFilter(code);
+}
+
 #if defined(__MINGW32__) && defined(__x86_64__)
-// What a compiler with those blocks makes of the other RunGuarded below. The filter keeps the
-// exception's code in the frame, four bytes at its offset 32.
+// What a compiler with those blocks makes of the other RunGuarded below. The status is in the
+// frame, at its offset 32.
 extern "C" {
 RPC_STATUS TesselRunGuarded(void (*function)(void*), void* argument);
 
 __attribute__((used)) int TesselFilter(EXCEPTION_POINTERS* exception, char* frame) {
-    const DWORD code = exception->ExceptionRecord->ExceptionCode;
-    *reinterpret_cast<DWORD*>(frame + 32) = code;
-    return RpcExceptionFilter(code);
+    return Filter(exception->ExceptionRecord->ExceptionCode,
+                  reinterpret_cast<RPC_STATUS*>(frame + 32));
 }
 }
 
@@ -72,9 +77,7 @@ RPC_STATUS RunGuarded(void (*function)(void*), void* argument) {
     RpcTryExcept {
         function(argument);
     }
-    RpcExcept(RpcExceptionFilter(RpcExceptionCode())) {
-        status = static_cast<RPC_STATUS>(RpcExceptionCode());
-    }
+    RpcExcept(Filter(RpcExceptionCode(), &status)) {}
     RpcEndExcept;
     return status;
 #endif
