@@ -11,6 +11,7 @@
 #include "client/requests/answerformat.h"
 #include "client/requests/answers.h"
 #include "client/check/check.h"
+#include "client/check/report.h"
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
 #include "client/rights/grant.h"
@@ -228,7 +229,7 @@ int wmain(int argc, wchar_t* argv[]) {
         case Options::Action::kRevoke:
             return Revoke(options->json) == 0 ? 0 : 1;
         case Options::Action::kReport:
-            return 1;
+            return Report(options->report, options->without, TESSEL_VERSION) ? 0 : 1;
         case Options::Action::kRequest:
             return Request(*options);
     }

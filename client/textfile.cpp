@@ -6,7 +6,7 @@
 
 #include "win32/uniquehandle.h"
 
-std::optional<std::wstring> ReadTextFile(const std::wstring& path) {
+std::optional<std::string> ReadBytes(const std::wstring& path) {
     FileHandle file;
     if (path != L"-") {
         file.reset(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
@@ -23,6 +23,11 @@ std::optional<std::wstring> ReadTextFile(const std::wstring& path) {
     while (ReadFile(input, piece, sizeof(piece), &read, nullptr) && read > 0) {
         bytes.append(piece, read);
     }
+    return bytes;
+}
+
+std::optional<std::wstring> ReadTextFile(const std::wstring& path) {
+    std::string bytes = ReadBytes(path).value_or("\xFF");
     std::wstring text;
     if (bytes.starts_with("\xFF\xFE")) {
         text.resize((bytes.size() - 2) / sizeof(wchar_t));

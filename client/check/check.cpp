@@ -46,5 +46,5 @@ CheckResult Check(bool json, const Without& without, const wchar_t* version) {
                   count(Status::kWarning) + L" warnings, " + count(Status::kNotHere) +
                   L" not here");
     }
-    return {reached, findings.Count(Status::kFault)};
+    return {reached, findings.Count(Status::kFault), registration.process};
 }

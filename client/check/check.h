@@ -1,6 +1,9 @@
 // tesselctl --check.
 #pragma once
 
+#include <optional>
+
+#include "client/check/programs.h"
 #include "client/options.h"
 
 // Checks everything that the service needs, except what `without` names, changes nothing, and
@@ -8,5 +11,6 @@
 struct CheckResult {
     bool reached;
     int faults;
+    std::optional<ProcessFacts> process;
 };
 CheckResult Check(bool json, const Without& without, const wchar_t* version);

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "client/check/programs.h"
 #include "client/rights/accesslist.h"
 #include "client/rights/registration.h"
 #include "client/rights/servicesid.h"
@@ -227,10 +226,12 @@ Registration CheckRegistration(Findings& findings, const wchar_t* version) {
         return {};
     }
     const bool running = status.dwProcessId != 0;
-    const auto process = running ? ReadProcess(status.dwProcessId) : std::nullopt;
-    CheckState(findings, status, process, path);
     Registration registration = {.stopped = status.dwCurrentState == SERVICE_STOPPED};
-    registration.has_own_sid = CheckSid(findings, service.get(), running, process);
+    if (running) {
+        registration.process = ReadProcess(status.dwProcessId);
+    }
+    CheckState(findings, status, registration.process, path);
+    registration.has_own_sid = CheckSid(findings, service.get(), running, registration.process);
     CheckRecovery(findings, service.get());
     return registration;
 }

@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "client/check/programs.h"
 #include "client/finding.h"
 
 // Whether the service's process has the service's own SID: the type is set (SERVICE_SID_TYPE_*),
@@ -19,6 +20,8 @@ struct Registration {
     // Whether the service manager says that the service is stopped or not registered.
     bool stopped = false;
     std::optional<bool> has_own_sid = {};
+    // The service's process, if there is one that can be looked at.
+    std::optional<ProcessFacts> process = {};
 };
 
 // Adds what the service manager knows and what the files of the programs say; `version` is the

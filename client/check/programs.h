@@ -20,6 +20,6 @@ struct ProcessFacts {
     FILETIME started;
 };
 
-// The program of a process and when it started; nothing on failure, with the error in GetLastError.
+// What is known of a process; nothing on failure, with the error in GetLastError.
 // Calls OpenProcess, QueryFullProcessImageNameW and GetProcessTimes.
 std::optional<ProcessFacts> ReadProcess(DWORD process);

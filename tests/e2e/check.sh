@@ -105,6 +105,15 @@ finds ok modem.state "1: ready"
 finds ok modem.identity "read: number of the SIM card, subscriber, home provider's id, home provider's name"
 [ -z "$driver" ] || finds ok device "0, off"
 
+# What the report does not know here is said; no number of the SIM is in it.
+expect_part "report" 0 "The report is in" tesselctl --report 'C:\Windows\Temp\report.txt'
+report=$WINEPREFIX/drive_c/windows/temp/report.txt
+for part in "modem.identity" "ImagePath: C:" "running from C:" "System: not known here" "Application: not known here" \
+    "SHA-256 $(sha256sum <"$programs_folder/tesselctl.exe" | cut -d ' ' -f 1)" "CrashDumps: error"; do
+    grep -qF "$part" "$report" || fail "report: no $part"
+done
+! grep -E '89490|26201' "$report" || fail "report: it has a number of the SIM"
+
 notebook_modem_set ReadyState 2
 [ -z "$driver" ] || notebook_control_device_set Fail 1
 check $([ -n "$driver" ] && echo 1 || echo 0)
