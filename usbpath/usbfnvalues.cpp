@@ -1,5 +1,6 @@
 #include "usbpath/usbfnvalues.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -313,62 +314,25 @@ constexpr UsbfnStep kCpSteps[] = {
     Dword(kBusDriver, L"EnableU1U2", 0),
     Dword(kDiagnosticRouter, L"TransportType", 1),
 };
-
-constexpr UsbfnStep kApSteps[] = {
-    Delete(kUsb, L"RoleSwitchMode"),
-
-    Delete(kRmNetConfiguration, L"bmAttributes"),
-    Delete(kRmNetConfiguration, L"bMaxPower"),
-    Delete(kRmNetConfiguration, kInterfaceListName),
-
-    Delete(kUsbfn, L"IncludeDefaultCfg"),
-    Delete(kUsbfn, L"idVendor"),
-    Delete(kUsbfn, L"idProduct"),
-    Delete(kUsbfn, L"ManufacturerString"),
-    Delete(kUsbfn, L"ProductString"),
-    Delete(kUsbfn, L"SerialNumber"),
-    Delete(kUsbfn, L"iProduct"),
-    Delete(kUsbfn, L"iManufacturer"),
-    Delete(kUsbfn, L"iSerialNumber"),
-    Delete(kUsbfn, L"bDeviceClass"),
-    Delete(kUsbfn, L"bDeviceSubClass"),
-    Delete(kUsbfn, L"bDeviceProtocol"),
-    Delete(kUsbfn, L"CurrentConfiguration"),
-    Delete(kUsbfn, L"BOSDescriptor"),
-
-    Delete(kUsbfnDefault, L"bcdDevice"),
-    Delete(kUsbfnDefault, L"bDeviceClass"),
-    Delete(kUsbfnDefault, L"bDeviceProtocol"),
-    Delete(kUsbfnDefault, L"bDeviceSubClass"),
-    Delete(kUsbfnDefault, L"idProduct"),
-    Delete(kUsbfnDefault, L"idVendor"),
-    Delete(kUsbfnDefault, L"iManufacturer"),
-    Delete(kUsbfnDefault, L"iProduct"),
-    Delete(kUsbfnDefault, L"iSerialNumber"),
-    Delete(kUsbfnDefault, L"ManufacturerString"),
-    Delete(kUsbfnDefault, L"ProductString"),
-
-    Delete(kDefaultConfiguration, kInterfaceListName),
-    Delete(kDefaultConfiguration, L"MSOSCompatIdDescriptor"),
-
-    Delete(kIpOverUsb, L"InterfaceDescriptor"),
-    Delete(kIpOverUsb, L"InterfaceGuid"),
-    Delete(kIpOverUsb, L"MSOSExtendedPropertyDescriptor"),
-
-    Delete(kMtp, L"InterfaceDescriptor"),
-    Delete(kMtp, L"InterfaceGuid"),
-
-    Delete(kVidStream, L"InterfaceDescriptor"),
-    Delete(kVidStream, L"InterfaceGuid"),
-    Delete(kVidStream, L"MSOSExtendedPropertyDescriptor"),
-
-    Delete(kBusDriver, L"EnableU1U2"),
-    // Kept: set, not deleted.
-    Dword(kDiagnosticRouter, L"TransportType", 2),
-    // Kept: kCpSequence does not write it.
-    Delete(kDiagnosticBridge, L"Start"),
-};
 // clang-format on
+
+constexpr auto kApSteps = [] {
+    constexpr auto kDeleted =
+        std::ranges::count(kCpSteps, UsbfnAction::kDelete, &UsbfnStep::action);
+    std::array<UsbfnStep, std::size(kCpSteps) - kDeleted + 1> steps = {};
+    UsbfnStep* next = steps.data();
+    for (const UsbfnStep& step : kCpSteps) {
+        // Kept: one value is set, not deleted.
+        if (std::wstring_view(step.value_name) == L"TransportType") {
+            *next++ = Dword(step.key_path, step.value_name, 2);
+        } else if (step.action != UsbfnAction::kDelete) {
+            *next++ = Delete(step.key_path, step.value_name);
+        }
+    }
+    // Kept: no value of kCpSteps.
+    *next = Delete(kDiagnosticBridge, L"Start");
+    return steps;
+}();
 
 }  // namespace
 
