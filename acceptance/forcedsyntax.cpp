@@ -52,7 +52,7 @@ constinit const MIDL_SERVER_INFO kNdr20Callbacks = {
     &kNdr20Descriptor,
     kRoutines.routines,
     kProcFormatString,
-    ndr20::kCallbackOffsets<kNdrTarget>,
+    ndr20::kCallbackOffsets,
     nullptr,
     nullptr,
     0,
@@ -73,7 +73,7 @@ constinit const RPC_CLIENT_INTERFACE kNdr20Interface = {
 
 // The format of a procedure in NDR 2.0.
 PFORMAT_STRING Ndr20Format(ProcedureNumber procedure) {
-    return kProcFormatString + ndr20::kProcOffsets<kNdrTarget>[procedure];
+    return kProcFormatString + ndr20::kProcOffsets[procedure];
 }
 
 extern const MIDL_STUB_DESC kNdr64Descriptor;
@@ -82,16 +82,12 @@ constinit const RPC_DISPATCH_FUNCTION kNdr64Functions[] = {DispatchNdr64, nullpt
 constinit const RPC_DISPATCH_TABLE kNdr64Dispatch = {1, Writable(kNdr64Functions), 0};
 
 constinit const MIDL_SYNTAX_INFO kNdr64Calls[] = {
-    Ndr64Info(nullptr, ndr64::kProcTable<kNdrTarget, ndr64::kClientHalf>)};
+    Ndr64Info(nullptr, ndr64::kProcTable<ndr64::kClientHalf>)};
 constinit const MIDL_SYNTAX_INFO kNdr64CallbackSyntax[] = {
-    Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable<kNdrTarget>)};
+    Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable)};
 
 constinit const MIDL_STUBLESS_PROXY_INFO kNdr64Proxy = {
-    &kNdr64Descriptor,
-    kProcFormatString,
-    ndr20::kProcOffsets<kNdrTarget>,
-    Writable(&kNdr64Syntax),
-    1,
+    &kNdr64Descriptor,     kProcFormatString, ndr20::kProcOffsets, Writable(&kNdr64Syntax), 1,
     Writable(kNdr64Calls),
 };
 
@@ -99,7 +95,7 @@ constinit const MIDL_SERVER_INFO kNdr64Callbacks = {
     &kNdr64Descriptor,
     kRoutines.routines,
     kProcFormatString,
-    ndr20::kCallbackOffsets<kNdrTarget>,
+    ndr20::kCallbackOffsets,
     nullptr,
     Writable(&kNdr64Syntax),
     1,

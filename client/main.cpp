@@ -89,7 +89,7 @@ LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
 void PrintList() {
     for (const auto& family : kCommandHelp) {
         for (const CommandHelp& row : family) {
-            std::wstring name = row.command;
+            std::wstring name = row.name;
             name.resize(42, L' ');
             PrintLine(name + row.help);
         }

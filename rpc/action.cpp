@@ -10,7 +10,7 @@ void WINAPI DeleteText(void* text) {
     delete[] static_cast<wchar_t*>(text);
 }
 
-// Belongs to the thread: a failing callback takes it out of its request past every destructor.
+// The thread owns the text: an exception of a failed callback runs no destructors.
 const DWORD g_textSlot = FlsAlloc(&DeleteText);
 
 }  // namespace
@@ -20,7 +20,7 @@ void RunAction(const Command& command, Answer& answer) {
     try {
         command.action(answer);
     } catch (...) {
-        // Out of memory: other failures are folded into the answer.
+        // Out of memory. The action has set the answer of a failure.
     }
 }
 

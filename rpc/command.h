@@ -59,43 +59,32 @@ void AnswerCommand(std::span<const Command> commands,
 // the thread ends. Throws std::bad_alloc if FlsSetValue fails.
 void SetText(Answer& answer, std::unique_ptr<wchar_t[]> text);
 
-// A command's name as a template argument: the compiler shows it in its messages.
+// The name of a command as a template argument: the compiler shows it in its messages.
 struct CommandName {
     char text[64] = {};
 };
 
-constexpr CommandName ShownName(std::wstring_view name) {
-    CommandName shown;
-    std::ranges::transform(name, shown.text, [](wchar_t unit) { return static_cast<char>(unit); });
-    return shown;
+constexpr bool IsOffered(const Command& command) {
+    return command.routed;
+}
+constexpr bool IsOffered(const CommandHelp& /*help*/) {
+    return true;
 }
 
-// The first routed command without a line of help, or an empty name.
-constexpr CommandName FirstWithoutHelp(std::span<const Command> commands,
-                                       std::span<const CommandHelp> help) {
-    for (const Command& command : commands) {
-        const auto is_line = [&](const CommandHelp& line) {
-            return std::wstring_view(line.command) == command.name;
+// The name of the first offered row that is not among the offered `others`, or an empty name.
+constexpr CommandName FirstWithout(const auto& rows, const auto& others) {
+    CommandName missing;
+    for (const auto& row : rows) {
+        const std::wstring_view name = row.name;
+        const auto is_same = [=](const auto& other) {
+            return IsOffered(other) && other.name == name;
         };
-        if (command.routed && std::ranges::none_of(help, is_line)) {
-            return ShownName(command.name);
+        if (IsOffered(row) && std::ranges::none_of(others, is_same)) {
+            std::ranges::transform(name, missing.text, [](wchar_t unit) { return char(unit); });
+            break;
         }
     }
-    return {};
-}
-
-// The first line of help without a routed command, or an empty name.
-constexpr CommandName FirstWithoutRow(std::span<const Command> commands,
-                                      std::span<const CommandHelp> help) {
-    for (const CommandHelp& line : help) {
-        const auto is_row = [&](const Command& command) {
-            return command.routed && std::wstring_view(line.command) == command.name;
-        };
-        if (std::ranges::none_of(commands, is_row)) {
-            return ShownName(line.command);
-        }
-    }
-    return {};
+    return missing;
 }
 
 template <CommandName without_help, CommandName without_row>
@@ -109,5 +98,5 @@ consteval bool NothingMissing() {
 // Stops the compiler, and shows the name, if a family's table and its lines of help differ.
 template <const auto& commands, const auto& help>
 consteval bool SameCommands() {
-    return NothingMissing<FirstWithoutHelp(commands, help), FirstWithoutRow(commands, help)>();
+    return NothingMissing<FirstWithout(commands, help), FirstWithout(help, commands)>();
 }

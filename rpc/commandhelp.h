@@ -10,7 +10,7 @@
 enum class Needs { kNothing, kFlag, kNumber, kText, kPadding };
 
 struct CommandHelp {
-    const wchar_t* command;
+    const wchar_t* name;
     const wchar_t* help;
     Needs needs = Needs::kNothing;
 };

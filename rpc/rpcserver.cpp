@@ -17,11 +17,11 @@ namespace {
 
 constexpr unsigned kProtocolCalls = 10;
 constexpr unsigned kMinimumCallThreads = 1;
-// Kept: 0, which has no effect on local RPC.
+// Kept: 0, without effect on local RPC.
 constexpr unsigned kMaximumRequestSize = 0;
 
-// The bindings with which RpcServerStart registered the endpoint, until RpcServerDisconnect takes
-// them: a stop may come while the start is still at it.
+// The bindings under which the endpoint is registered, from RpcServerStart to RpcServerDisconnect.
+// Atomic: a stop may come while the start is in progress.
 std::atomic<RPC_BINDING_VECTOR*> g_bindings = nullptr;
 
 EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
@@ -35,7 +35,7 @@ EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
     return access;
 }
 
-// Registers and listens under `descriptor`.
+// Opens the endpoint and registers the interface, both with `descriptor`, and listens.
 RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
     RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(kProtocolSequence), kProtocolCalls,
                                                RpcText(kEndpoint), descriptor);
@@ -53,14 +53,14 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
     if (status != RPC_S_OK) {
         return status;
     }
-    // Kept: an endpoint with a fixed name is found without the mapper.
+    // Kept: clients find an endpoint with a fixed name without the mapper.
     status = RpcEpRegisterW(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr, nullptr);
     if (status != RPC_S_OK) {
         RpcBindingVectorFree(&bindings);
         return status;
     }
     g_bindings = bindings;
-    // Kept: the interface would be served without it. The thread stays here.
+    // Kept: an auto-listen interface is served without it. Blocks.
     status = RpcServerListen(kMinimumCallThreads, kConcurrentCalls, FALSE);
     return status == RPC_S_ALREADY_LISTENING ? RPC_S_OK : status;
 }
@@ -70,13 +70,13 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
 RPC_STATUS RpcServerStart() {
     LogLine("RpcServerStart");
 
-    // Released in the reverse order: group SIDs, capability SIDs, the SID of everyone, the list.
+    // Released in reverse order: group SIDs, capability SIDs, SID of everyone, access list.
     LocalAcl acl;
     AllocatedSid everyone;
     LocalSidArray capabilities;
     LocalSidArray groups;
 
-    // Kept: the capability has the name of the package.
+    // Kept: the name of the capability is the name of the package.
     if (!DeriveCapabilitySidsFromName(kSettingsAppPackage, &groups.sids, &groups.count,
                                       &capabilities.sids, &capabilities.count)) {
         return static_cast<RPC_STATUS>(GetLastError());
@@ -91,8 +91,8 @@ RPC_STATUS RpcServerStart() {
         return static_cast<RPC_STATUS>(GetLastError());
     }
 
-    // Kept: everyone, with full access. A sandboxed app is not let in by that entry; its capability
-    // is what admits it.
+    // Kept: full access for everyone. This entry does not admit a sandboxed app, the capability
+    // does.
     EXPLICIT_ACCESS_W entries[] = {
         FullAccess(everyone.get(), TRUSTEE_IS_WELL_KNOWN_GROUP),
         FullAccess(capabilities.sids[0], TRUSTEE_IS_UNKNOWN),
@@ -112,18 +112,18 @@ RPC_STATUS RpcServerStart() {
 
 void RpcServerDisconnect() {
     LogLine("RpcServerDisconnect");
-    // Kept: the listening itself is not stopped.
+    // Kept: the listening is not ended.
     if (RpcServerUnregisterIf(ServiceRpcInterface_v1_0_s_ifspec, nullptr, FALSE) == RPC_S_OK) {
         LogLine("Rpc Server Unregister Success");
     } else {
         LogLine("Rpc Server Unregister error");
     }
-    // Without bindings nothing was registered, and some runtimes take no null for them.
+    // Without bindings nothing is registered, and some runtimes do not accept null.
     RPC_BINDING_VECTOR* bindings = g_bindings.exchange(nullptr);
     if (bindings != nullptr) {
         RpcEpUnregister(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr);
     }
-    // Kept: said whatever came of it, and also when there was nothing to do.
+    // Kept: logged after a failure too, and if there was nothing to do.
     LogLine("RpcEpUnregister");
     if (bindings != nullptr) {
         RpcBindingVectorFree(&bindings);

@@ -26,10 +26,6 @@ bool Write(const RegistryValue& value, std::int32_t number) {
     return RegistryWriteDword(value.key, value.name, number) == 1;
 }
 
-void CheckAdditionalPenSetting(Answer& answer) {
-    answer.flag = EnsurePenCustomProtocol();
-}
-
 void GetPenSetting(Answer& answer) {
     answer.number = Read(kButtonAction);
     if (answer.number == kRegistryReadError) {
@@ -37,19 +33,6 @@ void GetPenSetting(Answer& answer) {
     } else {
         LogLine("GetPenSetting Success");
     }
-}
-
-void SetPenSetting(Answer& answer) {
-    answer.flag = Write(kButtonAction, answer.number);
-}
-
-// Kept: reports a failed read as -100 and logs no success, unlike GetPenSetting.
-void GetPenClickSetting(Answer& answer) {
-    answer.number = Read(kClickAction);
-}
-
-void SetPenClickSetting(Answer& answer) {
-    answer.flag = Write(kClickAction, answer.number);
 }
 
 void GetPenPressureSensitivity(Answer& answer) {
@@ -107,20 +90,18 @@ void GetScreenMode(Answer& answer) {
     LogLine("GetScreenMode : ", answer.number);
 }
 
-void IsVzwQ(Answer& /*answer*/) {}
-
-// Kept: the name is read and not used.
-void GetDeviceName(Answer& /*answer*/) {
-    RegistryReadString(kProductName.key, kProductName.name);
-}
-
 constexpr Command kCommands[] = {
     // Kept: ADDTIONAL, as the settings app sends it.
-    {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", CheckAdditionalPenSetting},
+    {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
+     [](Answer& answer) { answer.flag = EnsurePenCustomProtocol(); }},
     {L"REGISTRYHELPER_GETPENSETTING", GetPenSetting},
-    {L"REGISTRYHELPER_SETPENSETTING", SetPenSetting},
-    {L"REGISTRYHELPER_GETPENCLICKSETTING", GetPenClickSetting},
-    {L"REGISTRYHELPER_SETPENCLICKSETTING", SetPenClickSetting},
+    {L"REGISTRYHELPER_SETPENSETTING",
+     [](Answer& answer) { answer.flag = Write(kButtonAction, answer.number); }},
+    // Kept: a failed read is reported as -100, and a success is not logged.
+    {L"REGISTRYHELPER_GETPENCLICKSETTING",
+     [](Answer& answer) { answer.number = Read(kClickAction); }},
+    {L"REGISTRYHELPER_SETPENCLICKSETTING",
+     [](Answer& answer) { answer.flag = Write(kClickAction, answer.number); }},
     {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY", GetPenPressureSensitivity},
     {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY", SetPenPressureSensitivity},
     {L"REGISTRYHELPER_SETSCREENMODE", SetScreenMode},
@@ -129,9 +110,11 @@ constexpr Command kCommands[] = {
     {L"REGISTRYHELPER_SETDIMMINGTIME", nullptr},
     {L"REGISTRYHELPER_GETDIMMINGTIME", nullptr},
     {L"REGISTRYHELPER_ISSMARTDIMMINGSUPPORT", nullptr},
-    {L"REGISTRYHELPER_ISVZWQ", IsVzwQ},
-    // Kept: no request reaches it.
-    {L"REGISTRYHELPER_GETDEVICENAME", GetDeviceName, /*routed=*/false},
+    // Kept: does nothing.
+    {L"REGISTRYHELPER_ISVZWQ", [](Answer&) {}},
+    // Kept: no request reaches it, and the name is not used.
+    {L"REGISTRYHELPER_GETDEVICENAME",
+     [](Answer&) { RegistryReadString(kProductName.key, kProductName.name); }, /*routed=*/false},
 };
 static_assert(SameCommands<kCommands, kRegistryHelperHelp>());
 

@@ -1,5 +1,5 @@
-// The registry values of the settings store, all under HKEY_LOCAL_MACHINE. What is listed here is
-// also what tesselctl looks at and gives rights to.
+// The registry values of the settings store, all under HKEY_LOCAL_MACHINE. tesselctl checks these
+// values too and grants rights to their keys.
 #pragma once
 
 #include <windows.h>
@@ -24,11 +24,11 @@ inline constexpr RegistryValue kScreenMode = {kSettingsKey, L"ScreenMode", REG_D
 inline constexpr RegistryValue kColorProfile = {kSettingsKey, L"ColorProfile", REG_DWORD};
 inline constexpr RegistryValue kCustomProtocol = {kClickNoteKey, L"CustomProtocol", REG_SZ};
 
-// What the requests read and write.
+// The values that requests read and write.
 inline constexpr RegistryValue kSettingsValues[] = {
     kButtonAction, kClickAction, kPressureThreshold, kScreenMode, kColorProfile, kCustomProtocol,
 };
 
-// The device's name. Not among them: no request reaches the command that reads it.
+// The name of the device. Not in the list: no request reaches the command that reads it.
 inline constexpr RegistryValue kProductName = {L"HARDWARE\\DESCRIPTION\\System\\BIOS",
                                                L"SystemProductName", REG_SZ};

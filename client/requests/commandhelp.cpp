@@ -28,7 +28,7 @@ std::size_t Distance(std::wstring_view a, std::wstring_view b) {
 
 const CommandHelp* FindCommandHelp(std::wstring_view command) {
     for (const auto& family : kCommandHelp) {
-        const auto line = std::ranges::find(family, command, &CommandHelp::command);
+        const auto line = std::ranges::find(family, command, &CommandHelp::name);
         if (line != family.end()) {
             return &*line;
         }
@@ -42,10 +42,10 @@ std::wstring NearestCommand(std::wstring_view command) {
     std::size_t least = 7;
     for (const auto& family : kCommandHelp) {
         for (const CommandHelp& line : family) {
-            const std::size_t distance = Distance(command, line.command);
+            const std::size_t distance = Distance(command, line.name);
             if (distance < least) {
                 least = distance;
-                nearest = line.command;
+                nearest = line.name;
             }
         }
     }

@@ -1,22 +1,30 @@
-// The vocabulary of the interpreted stubs: the bytes that the RPC runtime reads to marshal a call,
-// as typed structures. Two transfer syntaxes, NDR 2.0 and NDR64, and two machines, which differ in
-// the layout.
+// The structures of the tables that the RPC runtime reads to marshal a call, in the transfer
+// syntaxes NDR 2.0 and NDR64.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-// The machine that the tables describe. ARM64 adds the placement of every argument in registers.
-enum class NdrTarget { kX64, kArm64 };
-
+// ARM64 tables also have the register of every argument.
 #if defined(__aarch64__) || defined(_M_ARM64)
-inline constexpr NdrTarget kNdrTarget = NdrTarget::kArm64;
+#define ARGUMENTS_IN_REGISTERS 1
 #else
-inline constexpr NdrTarget kNdrTarget = NdrTarget::kX64;
+#define ARGUMENTS_IN_REGISTERS 0
 #endif
+inline constexpr bool kArm64 = ARGUMENTS_IN_REGISTERS != 0;
 
-// The ARM64 placement octet of integer register x0; register xN is this plus N.
-inline constexpr std::uint8_t kFirstIntegerRegister = 0x80;
+// The registers of an ARM64 call: one octet for each argument, the binding handle included.
+template <int arguments, int size>
+struct RegisterOctets {
+    std::uint8_t octets[size] = {};
+
+    constexpr RegisterOctets() {
+        constexpr int kFirstIntegerRegister = 0x80;
+        for (int i = 0; i < arguments; ++i) {
+            octets[i] = static_cast<std::uint8_t>(kFirstIntegerRegister + i);
+        }
+    }
+};
 
 namespace ndr20 {
 
@@ -50,12 +58,12 @@ inline constexpr std::uint16_t kBaseType = 0x0040;
 inline constexpr std::uint16_t kByValue = 0x0080;
 inline constexpr std::uint16_t kSimpleRef = 0x0100;
 
-// Procedure header: remote-procedure flags present, new initialisation.
+// Procedure header: RPC flags present, new initialisation.
 inline constexpr std::uint8_t kOiFlags = 0x48;
 // Second header: extension present, client must size its buffer.
 inline constexpr std::uint8_t kHasExtension = 0x40;
 inline constexpr std::uint8_t kClientMustSize = 0x02;
-// Extension: new correlation descriptors, as checked ("robust") stubs have them.
+// Extension: new correlation descriptors, as in "robust" stubs.
 inline constexpr std::uint8_t kNewCorrelation = 0x01;
 
 #pragma pack(push, 1)
@@ -82,7 +90,7 @@ struct ContextBinding {
     std::uint8_t ordinal;
 };
 
-// Sizes are upper bounds in bytes of what has a fixed size on the wire.
+// Upper bounds, in bytes, of the parameters with a fixed size on the wire.
 struct Sizes {
     std::uint16_t client_buffer;
     std::uint16_t server_buffer;
@@ -90,36 +98,21 @@ struct Sizes {
     std::uint8_t parameter_count;
 };
 
-template <NdrTarget target, int arguments>
-struct Extension;
-
 template <int arguments>
-struct Extension<NdrTarget::kX64, arguments> {
+struct Extension {
     std::uint8_t size = sizeof(Extension);
     std::uint8_t flags = kNewCorrelation;
     std::uint16_t client_hint = 0;
     std::uint16_t server_hint = 0;
     std::uint16_t notify_index = 0;
-    std::uint16_t float_mask = 0;
-};
-
-// The placement has one octet per argument, the binding handle included, and is kept even.
-template <int arguments>
-struct Extension<NdrTarget::kArm64, arguments> {
-    std::uint8_t size = sizeof(Extension);
-    std::uint8_t flags = kNewCorrelation;
-    std::uint16_t client_hint = 0;
-    std::uint16_t server_hint = 0;
-    std::uint16_t notify_index = 0;
+#if ARGUMENTS_IN_REGISTERS
     std::uint16_t entries = arguments;
     std::uint8_t slots = arguments;
-    std::uint8_t octets[arguments | 1] = {};
-
-    constexpr Extension() {
-        for (int i = 0; i < arguments; ++i) {
-            octets[i] = static_cast<std::uint8_t>(kFirstIntegerRegister + i);
-        }
-    }
+    // Padded so that the extension has an even size.
+    RegisterOctets<arguments, arguments | 1> registers;
+#else
+    std::uint16_t float_mask = 0;
+#endif
 };
 
 // `type` is an offset into the type format string, or the code of a base type.
@@ -130,25 +123,25 @@ struct Parameter {
 };
 
 // A procedure called over an explicit binding, which `Binding` describes.
-template <NdrTarget target, typename Binding, int arguments, int parameters>
+template <typename Binding, int arguments, int parameters>
 struct Procedure {
     Header header;
     Binding binding;
     Sizes sizes;
-    Extension<target, arguments> extension;
+    Extension<arguments> extension;
     Parameter parameter[parameters];
 };
 
-// A callback: bound to the call in progress, so nothing describes a binding.
-template <NdrTarget target, int arguments>
+// A callback: it uses the binding of the call in progress.
+template <int arguments>
 struct Callback {
     Header header;
     Sizes sizes;
-    Extension<target, arguments> extension;
+    Extension<arguments> extension;
     Parameter parameter[arguments];
 };
 
-// `offset` counts from its own place to the type pointed to.
+// `offset` is the distance from itself to the type pointed to.
 struct RefPointer {
     std::uint8_t code;
     std::uint8_t flags;
@@ -182,8 +175,7 @@ inline constexpr std::uint32_t kClientMustSize = 0x40000;
 inline constexpr std::uint32_t kHasExtension = 0x1000000;
 inline constexpr std::uint32_t kHasArmPlacement = 0x4000000;
 
-template <NdrTarget target>
-inline constexpr std::uint32_t kTargetFlags = target == NdrTarget::kArm64 ? kHasArmPlacement : 0;
+inline constexpr std::uint32_t kMachineFlags = kArm64 ? kHasArmPlacement : 0;
 
 struct ContextType {
     std::uint8_t code;
@@ -230,49 +222,30 @@ template <int arguments>
 struct Placement {
     std::uint16_t entries = arguments;
     std::uint8_t slots = arguments;
-    std::uint8_t octets[arguments] = {};
-
-    constexpr Placement() {
-        for (int i = 0; i < arguments; ++i) {
-            octets[i] = static_cast<std::uint8_t>(kFirstIntegerRegister + i);
-        }
-    }
+    RegisterOctets<arguments, arguments> registers;
 };
 
 // A procedure called over an explicit binding.
-template <NdrTarget target, int arguments, int parameters>
-struct Procedure;
-
 template <int arguments, int parameters>
-struct Procedure<NdrTarget::kX64, arguments, parameters> {
+struct Procedure {
     Header header;
     Binding binding;
     Parameter parameter[parameters];
-};
-
-template <int arguments, int parameters>
-struct Procedure<NdrTarget::kArm64, arguments, parameters> {
-    Header header;
-    Binding binding;
-    Parameter parameter[parameters];
+#if ARGUMENTS_IN_REGISTERS
     Placement<arguments> placement = {};
+#endif
 };
 
-// A callback: no extension.
-template <NdrTarget target, int arguments>
-struct Callback;
-
+// A callback: no binding.
 template <int arguments>
-struct Callback<NdrTarget::kX64, arguments> {
+struct Callback {
     Header header;
     Parameter parameter[arguments];
-};
-
-template <int arguments>
-struct Callback<NdrTarget::kArm64, arguments> {
-    Header header;
-    Parameter parameter[arguments];
+#if ARGUMENTS_IN_REGISTERS
     Placement<arguments> placement = {};
+#endif
 };
 
 }  // namespace ndr64
+
+#undef ARGUMENTS_IN_REGISTERS

@@ -1,5 +1,5 @@
-// The format tables of ServiceRpcInterface in both transfer syntaxes, for both machines and both
-// halves of the stub. They say what tesselservice.idl says, in the form that the RPC runtime reads.
+// The format tables of ServiceRpcInterface in both transfer syntaxes: the procedures of
+// tesselservice.idl in the form that the RPC runtime reads.
 #pragma once
 
 #include <array>
@@ -24,12 +24,11 @@ struct TypeFormat {
     std::uint8_t end;
 };
 
-template <NdrTarget target>
 struct ProcFormat {
-    Procedure<target, PrimitiveBinding, 2, 1> remote_open;
-    Procedure<target, ContextBinding, 1, 1> remote_close;
-    Procedure<target, ContextBinding, 5, 5> remote_request;
-    Callback<target, 4> report_result;
+    Procedure<PrimitiveBinding, 2, 1> remote_open;
+    Procedure<ContextBinding, 1, 1> remote_close;
+    Procedure<ContextBinding, 5, 5> remote_request;
+    Callback<4> report_result;
     std::uint8_t end;
 };
 #pragma pack(pop)
@@ -59,10 +58,9 @@ inline constexpr TypeFormat kTypeFormat = {
     0,
 };
 
-// Buffer bounds: boolean 5, long 8, context by value 36, context through a pointer 56; strings are
-// sized at run time.
-template <NdrTarget target>
-inline constexpr ProcFormat<target> kProcFormat = {
+// Sizes in buffers: boolean 5, long 8, context by value 36, context through a pointer 56. Strings
+// are sized at run time.
+inline constexpr ProcFormat kProcFormat = {
     {
         {kExplicitHandle, kOiFlags, 0, 0, 16},
         {kBindPrimitive, 0, 0},
@@ -104,29 +102,22 @@ inline constexpr ProcFormat<target> kProcFormat = {
     0,
 };
 
-// Where each procedure begins in the format string, by procedure number; callbacks have numbers of
-// their own.
-template <NdrTarget target>
+// The offset of each procedure in the format string, by number. Callbacks have numbers of their
+// own.
 inline constexpr std::uint16_t kProcOffsets[] = {
-    offsetof(ProcFormat<target>, remote_open),
-    offsetof(ProcFormat<target>, remote_close),
-    offsetof(ProcFormat<target>, remote_request),
+    offsetof(ProcFormat, remote_open),
+    offsetof(ProcFormat, remote_close),
+    offsetof(ProcFormat, remote_request),
 };
 
-template <NdrTarget target>
 inline constexpr std::uint16_t kCallbackOffsets[] = {
-    offsetof(ProcFormat<target>, report_result),
+    offsetof(ProcFormat, report_result),
 };
 
-static_assert(sizeof(TypeFormat) == 27);
-static_assert(kContextOutType == 6 && kContextInOutType == 14 && kContextInType == 18);
-static_assert(kStringType == 24);
-static_assert(sizeof(ProcFormat<NdrTarget::kX64>) == 187);
-static_assert(sizeof(ProcFormat<NdrTarget::kArm64>) == 205);
-static_assert(offsetof(ProcFormat<NdrTarget::kX64>, report_result) == 136);
-static_assert(offsetof(ProcFormat<NdrTarget::kArm64>, report_result) == 148);
+static_assert(sizeof(TypeFormat) == 27 && kStringType == 24);
+static_assert(sizeof(ProcFormat) == (kArm64 ? 205 : 187));
 
-// A format string as the runtime takes it: bytes that begin at an even address, behind a pad.
+// A format string as the runtime takes it: the bytes follow a pad, at an even address.
 template <std::size_t size>
 struct FormatString {
     std::int16_t pad;
@@ -145,15 +136,14 @@ constexpr FormatString<sizeof(Format)> FormatStringOf(const Format& format) {
 
 inline constexpr auto kTypeString = FormatStringOf(kTypeFormat);
 
-template <NdrTarget target>
-inline constexpr auto kProcString = FormatStringOf(kProcFormat<target>);
+inline constexpr auto kProcString = FormatStringOf(kProcFormat);
 
 }  // namespace ndr20
 
 namespace ndr64 {
 
-// The ordinal of a context handle, in both halves of a stub. Compilers number on from the client's
-// to the server's.
+// The ordinal of a context handle in the client and in the server stub, as interface compilers give
+// it.
 enum StubHalf : std::uint8_t { kClientHalf = 0, kServerHalf = 1 };
 
 template <StubHalf half>
@@ -170,26 +160,26 @@ inline constexpr std::uint8_t kNumber = kInt32;
 
 inline constexpr std::uint16_t kBaseAttributes = ndr20::kBaseAttributes | ndr20::kByValue;
 
-// Buffer bounds as in NDR 2.0, but a context through a pointer counts 60.
-template <NdrTarget target, StubHalf half>
-inline constexpr Procedure<target, 2, 1> kRemoteOpen = {
-    {kExplicitHandle | kInterpreted | kHasExtension | kTargetFlags<target>, 16, 0, 60, 0, 0, 1,
+// Sizes in buffers as in NDR 2.0, but 60 for a context through a pointer.
+template <StubHalf half>
+inline constexpr Procedure<2, 1> kRemoteOpen = {
+    {kExplicitHandle | kInterpreted | kHasExtension | kMachineFlags, 16, 0, 60, 0, 0, 1,
      sizeof(Binding)},
     {kBindPrimitive, 0, 0, 0, 0, 0},
     {{&kContextOut<half>, ndr20::kOut | ndr20::kSimpleRef, 0, 8}},
 };
 
-template <NdrTarget target, StubHalf half>
-inline constexpr Procedure<target, 1, 1> kRemoteClose = {
-    {kExplicitHandle | kInterpreted | kHasExtension | kTargetFlags<target>, 8, 60, 60, 0, 0, 1,
+template <StubHalf half>
+inline constexpr Procedure<1, 1> kRemoteClose = {
+    {kExplicitHandle | kInterpreted | kHasExtension | kMachineFlags, 8, 60, 60, 0, 0, 1,
      sizeof(Binding)},
     {kBindContext, ndr20::kFlagsInOut, 0, 0, 0, 0},
     {{&kContextInOut<half>, ndr20::kIn | ndr20::kOut | ndr20::kSimpleRef, 0, 0}},
 };
 
-template <NdrTarget target, StubHalf half>
-inline constexpr Procedure<target, 5, 5> kRemoteRequest = {
-    {kExplicitHandle | kInterpreted | kClientMustSize | kHasExtension | kTargetFlags<target>, 40,
+template <StubHalf half>
+inline constexpr Procedure<5, 5> kRemoteRequest = {
+    {kExplicitHandle | kInterpreted | kClientMustSize | kHasExtension | kMachineFlags, 40,
      36 + 5 + 8, 0, 0, 0, 5, sizeof(Binding)},
     {kBindContext, ndr20::kFlagsIn, 0, 0, 0, 0},
     {
@@ -201,10 +191,8 @@ inline constexpr Procedure<target, 5, 5> kRemoteRequest = {
     },
 };
 
-template <NdrTarget target>
-inline constexpr Callback<target, 4> kReportResult = {
-    {kCallbackHandle | kInterpreted | kClientMustSize | kTargetFlags<target>, 32, 5 + 8, 0, 0, 0, 4,
-     0},
+inline constexpr Callback<4> kReportResult = {
+    {kCallbackHandle | kInterpreted | kClientMustSize | kMachineFlags, 32, 5 + 8, 0, 0, 0, 4, 0},
     {
         {&kString, ndr20::kStringAttributes, 0, 0},
         {&kBoolean, kBaseAttributes, 0, 8},
@@ -213,34 +201,23 @@ inline constexpr Callback<target, 4> kReportResult = {
     },
 };
 
-// Procedures by number. The runtime takes the table through a pointer of another type, whose object
-// is never read.
+// Procedures by number. The runtime takes the address of the table as `offsets` and never reads
+// that member.
 template <std::size_t count>
 union ProcTable {
     const void* procedures[count];
     unsigned short offsets;
 };
 
-template <NdrTarget target, StubHalf half>
+template <StubHalf half>
 inline constexpr ProcTable<3> kProcTable = {
-    {&kRemoteOpen<target, half>, &kRemoteClose<target, half>, &kRemoteRequest<target, half>}};
+    {&kRemoteOpen<half>, &kRemoteClose<half>, &kRemoteRequest<half>}};
 
-template <NdrTarget target>
-inline constexpr ProcTable<1> kCallbackTable = {{&kReportResult<target>}};
+inline constexpr ProcTable<1> kCallbackTable = {{&kReportResult}};
 
 static_assert(sizeof(Header) == 24 && sizeof(Binding) == 8 && sizeof(Parameter) == 16);
-static_assert(sizeof(Procedure<NdrTarget::kX64, 2, 1>) == 48);
-static_assert(sizeof(Procedure<NdrTarget::kX64, 5, 5>) == 112);
-static_assert(sizeof(Callback<NdrTarget::kX64, 4>) == 88);
-static_assert(sizeof(Procedure<NdrTarget::kArm64, 2, 1>) == 56);
-static_assert(sizeof(Procedure<NdrTarget::kArm64, 1, 1>) == 56);
-static_assert(sizeof(Procedure<NdrTarget::kArm64, 5, 5>) == 120);
-static_assert(sizeof(Callback<NdrTarget::kArm64, 4>) == 96);
-using RemoteOpenOnArm64 = Procedure<NdrTarget::kArm64, 2, 1>;
-using RemoteRequestOnArm64 = Procedure<NdrTarget::kArm64, 5, 5>;
-using ReportResultOnArm64 = Callback<NdrTarget::kArm64, 4>;
-static_assert(offsetof(RemoteOpenOnArm64, placement) == 48);
-static_assert(offsetof(RemoteRequestOnArm64, placement) == 112);
-static_assert(offsetof(ReportResultOnArm64, placement) == 88);
+static_assert(sizeof(Procedure<2, 1>) == (kArm64 ? 56 : 48));
+static_assert(sizeof(Procedure<5, 5>) == (kArm64 ? 120 : 112));
+static_assert(sizeof(Callback<4>) == (kArm64 ? 96 : 88));
 
 }  // namespace ndr64

@@ -1,16 +1,16 @@
-// The callback as the server makes it. A file of its own, so that a program can have another.
+// The callback as the server calls it. In a file of its own, so that a test can replace it.
 #include "rpc/stub/stubs.h"
 
 namespace {
 
-// The server calls this procedure and serves none of its kind: no dispatch tables.
+// No dispatch tables: the server only calls this procedure.
 constinit const MIDL_SYNTAX_INFO kCallbackSyntaxes[kSyntaxCount] = {
-    Ndr20Info(nullptr, ndr20::kCallbackOffsets<kNdrTarget>),
-    Ndr64Info(nullptr, ndr64::kCallbackTable<kNdrTarget>),
+    Ndr20Info(nullptr, ndr20::kCallbackOffsets),
+    Ndr64Info(nullptr, ndr64::kCallbackTable),
 };
 
 constinit const MIDL_STUBLESS_PROXY_INFO kCallbackProxy = {
-    &kServerStubDescriptor,  kProcFormatString, ndr20::kCallbackOffsets<kNdrTarget>,
+    &kServerStubDescriptor,  kProcFormatString, ndr20::kCallbackOffsets,
     Writable(&kNdr20Syntax), kSyntaxCount,      Writable(kCallbackSyntaxes),
 };
 

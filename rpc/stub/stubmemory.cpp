@@ -1,4 +1,4 @@
-// The memory that the RPC runtime uses for a call's arguments.
+// The memory functions of the RPC runtime for the arguments of a call.
 #include <windows.h>
 #include <rpc.h>
 #include <rpcndr.h>

@@ -1,6 +1,6 @@
-// What the two stub halves share: the identity of ServiceRpcInterface and how its tables are handed
-// to the RPC runtime. Every table and descriptor is a constant in read-only memory, where tools
-// that read RPC interfaces from program files find them.
+// The parts that the server stub and the client stub share: the identity of ServiceRpcInterface and
+// the form in which the RPC runtime takes its tables. Every table and descriptor is a constant in
+// read-only memory, where tools that read RPC interfaces from program files find it.
 #pragma once
 
 #include "rpc/stub/tesselservice.h"
@@ -20,7 +20,7 @@ inline constexpr RPC_SYNTAX_IDENTIFIER kNdr64Syntax = {
 // Has callbacks, has multiple transfer syntaxes.
 inline constexpr unsigned int kInterfaceFlags = 0x04000000 | 0x02000000;
 
-// Stub descriptor: format of the tables, the compiler generation that defined it, multiple
+// Of the stub descriptor: format of the tables, compiler version with this format, multiple
 // syntaxes.
 inline constexpr unsigned long kStubVersion = 0x60001;
 inline constexpr unsigned long kMidlVersion = 0x8010274;
@@ -29,16 +29,15 @@ inline constexpr ULONG_PTR kStubFlags = 0x2000001;
 inline constexpr ULONG_PTR kSyntaxCount = 2;
 
 inline constexpr PFORMAT_STRING kTypeFormatString = ndr20::kTypeString.bytes;
-inline constexpr PFORMAT_STRING kProcFormatString = ndr20::kProcString<kNdrTarget>.bytes;
+inline constexpr PFORMAT_STRING kProcFormatString = ndr20::kProcString.bytes;
 
-// The runtime declares its inputs writable but only reads them.
+// For parameters that the runtime declares without const and only reads.
 template <typename T>
 constexpr T* Writable(const T* value) {
     return const_cast<T*>(value);
 }
 
-// The functions of a dispatch table. Of our own, because the address of an imported function is no
-// constant.
+// The functions of a dispatch table. The address of an imported function would be no constant.
 inline void __RPC_STUB DispatchNdr20(PRPC_MESSAGE message) {
     NdrServerCall2(message);
 }
@@ -46,8 +45,7 @@ inline void __RPC_STUB DispatchNdr64(PRPC_MESSAGE message) {
     NdrServerCallAll(message);
 }
 
-// Functions of the program in the form of a routine table, whose own type the runtime never calls
-// them by.
+// Functions of the program as a routine table. The runtime never calls them by the table's type.
 template <typename Functions, std::size_t count>
 union RoutineTable {
     Functions functions;
@@ -56,9 +54,8 @@ union RoutineTable {
     static_assert(sizeof(Functions) == count * sizeof(SERVER_ROUTINE));
 };
 
-// The two syntaxes, NDR 2.0 first, over one set of procedures: its offsets in the NDR 2.0 string
-// and its table of NDR64 procedures. A side that only calls these procedures has no dispatch
-// tables.
+// A set of procedures in each syntax: by the offsets in the NDR 2.0 format string, and by the table
+// of NDR64 procedures. A side that only calls the procedures has no dispatch tables.
 constexpr MIDL_SYNTAX_INFO Ndr20Info(const RPC_DISPATCH_TABLE* dispatch,
                                      const std::uint16_t* offsets) {
     return {kNdr20Syntax,
@@ -77,6 +74,6 @@ constexpr MIDL_SYNTAX_INFO Ndr64Info(const RPC_DISPATCH_TABLE* dispatch,
     return {kNdr64Syntax, Writable(dispatch), nullptr, &procedures.offsets, nullptr, nullptr, 0, 0};
 }
 
-// The server's stub descriptor, shared by the procedures that it serves and the callback that it
-// makes.
+// The stub descriptor of the server, for the procedures that it serves and the callback that it
+// calls.
 extern const MIDL_STUB_DESC kServerStubDescriptor;

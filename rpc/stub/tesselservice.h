@@ -1,21 +1,21 @@
 // ServiceRpcInterface in C and C++: the declarations that an interface compiler makes of
-// tesselservice.idl. A server supplies the first three procedures and the rundown, and calls
-// ReportResult; a client supplies ReportResult and calls the first three. Both supply the memory
-// (stubmemory.cpp).
+// tesselservice.idl. A server defines the first three procedures and the rundown and calls
+// ReportResult. A client calls the first three and defines ReportResult. Both define the memory
+// functions (stubmemory.cpp).
 #pragma once
 
 #include <windows.h>
 #include <rpc.h>
 #include <rpcndr.h>
 
-// An app's connection as both sides hold it: opaque in the app, a RequestContext in the service.
+// The connection of an app: opaque in the app, a pointer to a RequestContext in the service.
 typedef void* REQUEST_CONTEXT_HANDLE;
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-// What RpcServerRegisterIf3 and its counterparts take, of the server and of the client half.
+// The interface handles of the server and of the client, for RpcServerRegisterIf3 and others.
 extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_s_ifspec;
 extern RPC_IF_HANDLE ServiceRpcInterface_v1_0_c_ifspec;
 
@@ -29,8 +29,8 @@ void RemoteOpen(handle_t binding, REQUEST_CONTEXT_HANDLE* context);
 void RemoteClose(REQUEST_CONTEXT_HANDLE* context);
 
 // Sends a request and returns after its last answer. Any non-zero `data_bool` is true. The strings
-// must not be null and stay the caller's; the server may write over `data_string` within its
-// length.
+// must not be null and stay the caller's. The server may overwrite its copy of `data_string` in
+// place, up to its length.
 void RemoteRequest(REQUEST_CONTEXT_HANDLE context,
                    const wchar_t* requestString,
                    boolean data_bool,
@@ -40,13 +40,13 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE context,
 // Called by the server's RPC runtime when a client ends without closing its context.
 void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context);
 
-// Sends one answer to the client whose request the calling thread is executing, and returns when
-// the client's own ReportResult has returned. `command` is the request's command string as
-// received; neither string may be null, both stay the caller's.
+// Sends one answer to the client whose request runs on the calling thread, and returns when the
+// client's ReportResult has returned. `command` is the command string of the request as received.
+// The strings must not be null and stay the caller's.
 //
-// Legal only inside RemoteRequest and on its thread. A client that cannot be reached or whose
-// routine raises gives a structured exception, of any code, that runs no C++ destructors on its
-// way.
+// Call it only inside RemoteRequest and on its thread. If the client cannot be reached or its
+// ReportResult raises an exception, a structured exception with any code leaves this function. It
+// runs no C++ destructors.
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text);
 
 #ifdef __cplusplus

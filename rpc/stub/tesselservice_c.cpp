@@ -1,4 +1,4 @@
-// The client half of ServiceRpcInterface.
+// The client stub of ServiceRpcInterface.
 #include "rpc/stub/stubs.h"
 
 namespace {
@@ -18,26 +18,26 @@ constinit const RoutineTable<Callbacks, 1> kCallbackRoutines = {{ReportResult}};
 
 // The procedures that this side calls.
 constinit const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
-    Ndr20Info(nullptr, ndr20::kProcOffsets<kNdrTarget>),
-    Ndr64Info(nullptr, ndr64::kProcTable<kNdrTarget, ndr64::kClientHalf>),
+    Ndr20Info(nullptr, ndr20::kProcOffsets),
+    Ndr64Info(nullptr, ndr64::kProcTable<ndr64::kClientHalf>),
 };
 
 constinit const MIDL_STUBLESS_PROXY_INFO kProxy = {
-    &kClientStubDescriptor,  kProcFormatString, ndr20::kProcOffsets<kNdrTarget>,
+    &kClientStubDescriptor,  kProcFormatString, ndr20::kProcOffsets,
     Writable(&kNdr20Syntax), kSyntaxCount,      Writable(kSyntaxes),
 };
 
 // The callback that this side serves.
 constinit const MIDL_SYNTAX_INFO kCallbackSyntaxes[kSyntaxCount] = {
-    Ndr20Info(&kNdr20Dispatch, ndr20::kCallbackOffsets<kNdrTarget>),
-    Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable<kNdrTarget>),
+    Ndr20Info(&kNdr20Dispatch, ndr20::kCallbackOffsets),
+    Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable),
 };
 
 constinit const MIDL_SERVER_INFO kCallbackServer = {
     &kClientStubDescriptor,
     kCallbackRoutines.routines,
     kProcFormatString,
-    ndr20::kCallbackOffsets<kNdrTarget>,
+    ndr20::kCallbackOffsets,
     nullptr,
     Writable(&kNdr64Syntax),
     kSyntaxCount,
@@ -56,7 +56,7 @@ constinit const RPC_CLIENT_INTERFACE kClientInterface = {
     kInterfaceFlags,
 };
 
-// Every procedure names its binding; the descriptor wants a default one all the same.
+// Not used: every procedure has an explicit binding. The descriptor needs one.
 constinit RPC_BINDING_HANDLE g_unusedBinding = nullptr;
 
 constinit const MIDL_STUB_DESC kClientStubDescriptor = {

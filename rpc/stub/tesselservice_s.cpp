@@ -1,4 +1,4 @@
-// The server half of ServiceRpcInterface.
+// The server stub of ServiceRpcInterface.
 #include <iterator>
 
 #include "rpc/stub/stubs.h"
@@ -23,20 +23,14 @@ constinit const RoutineTable<Procedures, 3> kRoutines = {{RemoteOpen, RemoteClos
 constinit const NDR_RUNDOWN kRundownRoutines[] = {REQUEST_CONTEXT_HANDLE_rundown};
 
 constinit const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
-    Ndr20Info(&kNdr20Dispatch, ndr20::kProcOffsets<kNdrTarget>),
-    Ndr64Info(&kNdr64Dispatch, ndr64::kProcTable<kNdrTarget, ndr64::kServerHalf>),
+    Ndr20Info(&kNdr20Dispatch, ndr20::kProcOffsets),
+    Ndr64Info(&kNdr64Dispatch, ndr64::kProcTable<ndr64::kServerHalf>),
 };
 
 // The server prefers NDR64.
 constinit const MIDL_SERVER_INFO kServerInfo = {
-    &kServerStubDescriptor,
-    kRoutines.routines,
-    kProcFormatString,
-    ndr20::kProcOffsets<kNdrTarget>,
-    nullptr,
-    Writable(&kNdr64Syntax),
-    kSyntaxCount,
-    Writable(kSyntaxes),
+    &kServerStubDescriptor,  kRoutines.routines, kProcFormatString,   ndr20::kProcOffsets, nullptr,
+    Writable(&kNdr64Syntax), kSyntaxCount,       Writable(kSyntaxes),
 };
 
 constinit const RPC_SERVER_INTERFACE kServerInterface = {

@@ -105,14 +105,14 @@ TEST(WidlCompare, TablesDifferOnlyAsListed) {
     EXPECT_PRED_FORMAT2(SameBytes, Ours(info.pStubDesc->pFormatTypes, kTypesSize, kTypes),
                         BytesOf(ndr20::kTypeFormat));
     EXPECT_PRED_FORMAT2(SameBytes, Ours(info.ProcString, kProceduresSize, kProcedures),
-                        BytesOf(ndr20::kProcFormat<NdrTarget::kX64>));
+                        BytesOf(ndr20::kProcFormat));
 
     // widl's first procedure has one parameter more.
-    const auto& calls = ndr20::kProcOffsets<NdrTarget::kX64>;
+    const auto& calls = ndr20::kProcOffsets;
     EXPECT_EQ(info.FmtStringOffset[0], calls[0]);
     EXPECT_EQ(info.FmtStringOffset[1], calls[1] + 6);
     EXPECT_EQ(info.FmtStringOffset[2], calls[2] + 6);
-    EXPECT_EQ(info.FmtStringOffset[3], ndr20::kCallbackOffsets<NdrTarget::kX64>[0] + 6);
+    EXPECT_EQ(info.FmtStringOffset[3], ndr20::kCallbackOffsets[0] + 6);
 }
 
 }  // namespace
