@@ -70,12 +70,16 @@ Child::~Child() {
 }
 
 std::wstring Child::ReadLine() {
-    std::wstring line;
-    char unit = 0;
+    std::string bytes;
+    char byte = 0;
     DWORD read = 0;
-    while (ReadFile(m_output.get(), &unit, 1, &read, nullptr) && read == 1 && unit != '\n') {
-        line += static_cast<wchar_t>(unit);
+    while (ReadFile(m_output.get(), &byte, 1, &read, nullptr) && read == 1 && byte != '\n') {
+        bytes += byte;
     }
+    std::wstring line(bytes.size(), L'\0');
+    line.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), line.data(),
+                            static_cast<int>(line.size()))));
     return line;
 }
 

@@ -18,6 +18,9 @@ DWORD StartChild(const std::wstring& program,
                  DWORD flags,
                  Handle& process);
 
+// How long a child that is about to end may take.
+inline constexpr DWORD kChildMilliseconds = 60000;
+
 // A child that talks to this process over its standard handles and ends with it.
 class Child {
  public:

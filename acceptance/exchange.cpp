@@ -5,42 +5,29 @@
 #include <algorithm>
 #include <atomic>
 #include <cwchar>
+#include <thread>
 #include <utility>
+#include <vector>
 
+#include "acceptance/child.h"
 #include "acceptance/forcedsyntax.h"
 #include "acceptance/guardedcall.h"
+#include "acceptance/items.h"
 #include "client/requests/answers.h"
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
 
 namespace {
 
-// What the text of an exchange with a number begins with: "#12#".
 constexpr wchar_t kMark = L'#';
 
-// By number; the last is for the request that has none.
-constexpr int kUnnumbered = kExchangeNumbers;
-std::atomic<Exchange*> g_exchanges[kExchangeNumbers + 1];
-OtherAnswers g_other_answers;
+std::atomic<Exchange*> g_exchanges[kPlaces];
 
-std::atomic<Exchange*>& PlaceOf(const wchar_t* text) {
-    if (text[0] == kMark) {
-        wchar_t* end = nullptr;
-        const long number = std::wcstol(text + 1, &end, 10);
-        if (*end == kMark && number >= 0 && number < kExchangeNumbers) {
-            return g_exchanges[number];
-        }
-    }
-    return g_exchanges[kUnnumbered];
-}
-
-// Every request of this program is answered here, on a thread of the RPC runtime's choice.
+// Every answer of this process, on a thread of the RPC runtime's choice.
 void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    Exchange* exchange = PlaceOf(text);
+    const long place = text[0] == kMark ? std::wcstol(text + 1, nullptr, 10) : number;
+    Exchange* exchange = place >= 0 && place < kPlaces ? g_exchanges[place].load() : nullptr;
     if (exchange == nullptr) {
-        if (g_other_answers) {
-            g_other_answers({command, flag, number, text});
-        }
         return;
     }
     ++exchange->answers;
@@ -58,14 +45,29 @@ bool Exchange::IsEchoed() const {
 }
 
 std::wstring Exchange::Text() const {
-    return L"status " + std::to_wstring(status) + L", " + std::to_wstring(answers) + L" answers, " +
-           (answer.flag ? L"true, " : L"false, ") + std::to_wstring(answer.number) + L", " +
-           std::to_wstring(answer.text.size()) + L" units \"" + answer.text.substr(0, 40) + L"\"";
+    return Format(L"%ls, %d answers, flag %d, number %ld, %zu units \"%.40ls\"",
+                  Outcome(status).c_str(), answers, answer.flag, answer.number, answer.text.size(),
+                  answer.text.c_str());
 }
 
-Exchange Echo(int number, long data, std::wstring_view text) {
-    return {{L"REGISTRYHELPER_ISVZWQ", data % 2 != 0, data,
-             kMark + std::to_wstring(number) + kMark + std::wstring(text)}};
+Exchange Marked(int place, const wchar_t* command, long number, std::wstring_view text) {
+    std::wstring marked = kMark + std::to_wstring(place) + kMark;
+    marked += text;
+    return {place, {command, number % 2 != 0, number, std::move(marked)}};
+}
+
+Exchange Echo(int place, long number, std::wstring_view text) {
+    return Marked(place, L"REGISTRYHELPER_ISVZWQ", number, text);
+}
+
+Exchange Unmarked(int place, const wchar_t* command, std::wstring text) {
+    return {place, {command, true, place, std::move(text)}};
+}
+
+Exchange Harmless(int place, const wchar_t* command) {
+    return std::wstring_view(command).starts_with(L"COMMONHELPER_")
+               ? Unmarked(place, command, OwnPath())
+               : Marked(place, command, 7);
 }
 
 Session::~Session() {
@@ -83,21 +85,20 @@ DWORD Session::Open() {
                               : StatusOf([this] { m_half->open(m_binding, &m_context); });
 }
 
-void Session::Send(Exchange& exchange) {
-    std::atomic<Exchange*>& place = PlaceOf(exchange.sent.text.c_str());
-    place = &exchange;
+DWORD Session::Send(Exchange& exchange) {
+    g_exchanges[exchange.place] = &exchange;
     exchange.status = StatusOf([&] {
         const RequestValues& sent = exchange.sent;
         m_half->request(m_context, sent.command.c_str(), static_cast<boolean>(sent.flag),
                         sent.number, const_cast<wchar_t*>(sent.text.c_str()));
     });
-    place = nullptr;
+    g_exchanges[exchange.place] = nullptr;
+    return exchange.status;
 }
 
 DWORD Session::Close() {
-    const bool had_context = m_context != nullptr;
     const DWORD status = StatusOf([this] { m_half->close(&m_context); });
-    if (status != 0 && had_context) {
+    if (m_context != nullptr) {
         // Frees this process's part of it.
         StatusOf([this] { RpcSsDestroyClientContext(&m_context); });
     }
@@ -126,8 +127,28 @@ DWORD Session::CloseBytes(ContextBytes& bytes) {
     return status;
 }
 
-void HandleOtherAnswers(OtherAnswers handler) {
-    g_other_answers = std::move(handler);
+DWORD OpenAll(std::vector<Session>& sessions) {
+    DWORD status = 0;
+    for (Session& session : sessions) {
+        status = session.Open();
+        if (status != 0) {
+            break;
+        }
+    }
+    return status;
+}
+
+void Tally::Add(const Exchange& exchange, bool right) {
+    const std::lock_guard lock(m_lock);
+    if (right) {
+        ++m_right;
+    } else if (m_first.empty()) {
+        m_first = L"; the first other: " + exchange.Text();
+    }
+}
+
+std::wstring Tally::Text(int of) const {
+    return Format(L"%d of %d answered%ls", m_right, of, m_first.c_str());
 }
 
 void TakeAnswers() {
@@ -136,48 +157,21 @@ void TakeAnswers() {
 
 DWORD AskOnce() {
     Session session;
-    DWORD status = session.Open();
-    if (status == 0) {
-        Exchange echo = Echo(0);
-        session.Send(echo);
-        status = echo.status != 0 ? echo.status : echo.IsEchoed() ? 0 : ERROR_INVALID_DATA;
+    const DWORD status = session.Open();
+    if (status != 0) {
+        return status;
     }
-    return status;
+    Exchange echo = Echo(kPlaces - 1);
+    session.Send(echo);
+    return echo.IsEchoed() || echo.status != 0 ? echo.status : ERROR_INVALID_DATA;
 }
 
-Crew::Crew(int count, std::function<void(int)> work) : m_work(std::move(work)) {
+void InParallel(int count, const std::function<void(int)>& work) {
+    std::vector<std::thread> threads;
     for (int i = 0; i < count; ++i) {
-        m_members.push_back({&m_work, i});
+        threads.emplace_back(work, i);
     }
-    for (Member& member : m_members) {
-        HANDLE thread = CreateThread(nullptr, 0, Run, &member, 0, nullptr);
-        if (thread == nullptr) {
-            break;
-        }
-        m_threads.push_back(thread);
+    for (std::thread& thread : threads) {
+        thread.join();
     }
-}
-
-DWORD WINAPI Crew::Run(void* member) {
-    const auto* self = static_cast<Member*>(member);
-    (*self->work)(self->index);
-    return 0;
-}
-
-bool Crew::Wait(DWORD milliseconds) {
-    const ULONGLONG start = GetTickCount64();
-    for (HANDLE thread : m_threads) {
-        const ULONGLONG waited = GetTickCount64() - start;
-        const DWORD left = milliseconds == INFINITE ? INFINITE
-                           : waited < milliseconds  ? static_cast<DWORD>(milliseconds - waited)
-                                                    : 0;
-        if (WaitForSingleObject(thread, left) != WAIT_OBJECT_0) {
-            return false;
-        }
-    }
-    for (HANDLE thread : m_threads) {
-        CloseHandle(thread);
-    }
-    m_threads.clear();
-    return true;
 }

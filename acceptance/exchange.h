@@ -1,4 +1,4 @@
-// Requests and their answers.
+// Requests to the service and their answers.
 #pragma once
 
 #include <windows.h>
@@ -6,35 +6,46 @@
 
 #include <array>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "client/requests/connection.h"
 
-// One request and what came of it.
+// Exchanges in progress at the same time have places of their own, from 0 to this.
+inline constexpr int kPlaces = 1400;
+
+// One request and what came of it. The answer finds its exchange by the place, which stands in the
+// request's text ("#12#...") or is its number: every command returns one of them as it was sent.
 struct Exchange {
+    int place;
     RequestValues sent;
     // Runs in the callback, after the answer is stored. It may raise, or not return.
     std::function<void()> in_callback = {};
-    // How the call ended: 0, or the code of the exception that it raised.
+    // How the call ended: 0, or the code of its exception.
     DWORD status = 0;
     int answers = 0;
-    // The answer.
     RequestValues answer = {};
 
-    // Whether it was answered once and with what was sent.
+    // Whether it was answered once and as it was sent.
     [[nodiscard]] bool IsEchoed() const;
-
-    // How the call ended and the answer, in one line.
     [[nodiscard]] std::wstring Text() const;
 };
 
-// Exchanges with this many numbers may be in progress at the same time.
-inline constexpr int kExchangeNumbers = 1400;
+// A request with its place in its text, followed by `text`.
+Exchange Marked(int place, const wchar_t* command, long number, std::wstring_view text = {});
+// One that is answered as it was sent.
+Exchange Echo(int place, long number = 7, std::wstring_view text = {});
+// One with its place in its number, for commands whose text has a meaning.
+Exchange Unmarked(int place, const wchar_t* command, std::wstring text);
 
-// A request that is answered as it was sent. The callback finds it by `number`, which is in its
-// text: one exchange in progress per number, at any time.
-Exchange Echo(int number, long data = 7, std::wstring_view text = {});
+// One command of every family, two of the family that makes texts; none changes anything.
+inline constexpr const wchar_t* kHarmlessCommands[] = {
+    L"REGISTRYHELPER_ISVZWQ",      L"MBNHELPER_GETNETWORKMODE",
+    L"BLEHELPER_GETBLE",           L"USBPATHCHANGER_SMGETMUICSTATUS",
+    L"COMMONHELPER_ISFILE_EXISTS", L"COMMONHELPER_READEULADOCUMENT"};
+Exchange Harmless(int place, const wchar_t* command);
 
 // The procedures of a client half.
 struct ClientHalf {
@@ -47,8 +58,7 @@ inline constexpr ClientHalf kShippedHalf = {RemoteOpen, RemoteRequest, RemoteClo
 // A context as it goes over the wire.
 using ContextBytes = std::array<BYTE, 20>;
 
-// A binding to the service and a context. Calls that fail give the code of their exception, 0 for
-// none.
+// A binding to the service and a context. Calls give the code of their exception, 0 for none.
 class Session {
  public:
     explicit Session(const ClientHalf& half = kShippedHalf) : m_half(&half) {}
@@ -57,9 +67,8 @@ class Session {
     ~Session();
 
     DWORD Open();
-    // Sends the request and returns after its answer. One that is no Echo must be the only such
-    // request of the process.
-    void Send(Exchange& exchange);
+    // Sends the request and stores how it ended, also with the exchange.
+    DWORD Send(Exchange& exchange);
     DWORD Close();
 
     [[nodiscard]] ContextBytes Bytes() const;
@@ -73,9 +82,22 @@ class Session {
     REQUEST_CONTEXT_HANDLE m_context = nullptr;
 };
 
-// Where answers to requests that are no exchanges go: those that other code sends.
-using OtherAnswers = std::function<void(const RequestValues&)>;
-void HandleOtherAnswers(OtherAnswers handler);
+// Opens all, one after the other; gives the last status.
+DWORD OpenAll(std::vector<Session>& sessions);
+
+// Counts exchanges, of any thread, that came back as they should, and keeps the first that did not.
+class Tally {
+ public:
+    void Add(const Exchange& exchange, bool right);
+    void Add(const Exchange& exchange) { Add(exchange, exchange.IsEchoed()); }
+    [[nodiscard]] int Right() const { return m_right; }
+    [[nodiscard]] std::wstring Text(int of) const;
+
+ private:
+    std::mutex m_lock;
+    int m_right = 0;
+    std::wstring m_first;
+};
 
 // Takes all answers of the process from now on.
 void TakeAnswers();
@@ -83,26 +105,5 @@ void TakeAnswers();
 // One echo over a context of its own; its status.
 DWORD AskOnce();
 
-// Runs work(0) to work(count - 1) at the same time, each on a thread of its own.
-class Crew {
- public:
-    Crew(int count, std::function<void(int)> work);
-    Crew(const Crew&) = delete;
-    Crew& operator=(const Crew&) = delete;
-    ~Crew() { Wait(INFINITE); }
-
-    // Whether all threads ended in time.
-    bool Wait(DWORD milliseconds);
-    [[nodiscard]] int Count() const { return static_cast<int>(m_threads.size()); }
-
- private:
-    struct Member {
-        std::function<void(int)>* work;
-        int index;
-    };
-    static DWORD WINAPI Run(void* member);
-
-    std::function<void(int)> m_work;
-    std::vector<Member> m_members;
-    std::vector<HANDLE> m_threads;
-};
+// Runs work(0) to work(count - 1), each on a thread of its own, and waits for all.
+void InParallel(int count, const std::function<void(int)>& work);

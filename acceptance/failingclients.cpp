@@ -1,6 +1,5 @@
 // Clients that raise in their callbacks, and clients that die.
 #include <cwchar>
-#include <cwctype>
 #include <iterator>
 #include <map>
 #include <random>
@@ -14,165 +13,137 @@
 
 namespace {
 
-constexpr DWORD kMinute = 60000;
+// What two compilers' C++ and .NET throw with, faults (most of them fatal to the filters of
+// Windows' RPC runtime), statuses of RPC and Windows, one of nobody.
+constexpr DWORD kCodes[] = {0xC0000005, 0x20474343, 0xE06D7363, 0x80000003, 1726,
+                            0xC00000FD, 0x21474343, 0x22474343, 0xE0434352, 5,
+                            0xC0000006, 0xC000001D, 0xC0000096, 0xC00000AA, 0xC0000194,
+                            0xC0000235, 0x80000001, 0x80000002, 0xE1234567};
 
-// What two compilers' C++ and .NET throw with; faults, most of them fatal to the filters of
-// Windows' RPC runtime; statuses of RPC and Windows; one of nobody.
-constexpr DWORD kCodes[] = {0x20474343, 0x21474343, 0x22474343, 0xE06D7363, 0xE0434352,
-                            0xC0000005, 0xC0000006, 0xC000001D, 0xC0000096, 0xC00000AA,
-                            0xC00000FD, 0xC0000194, 0xC0000235, 0x80000001, 0x80000002,
-                            0x80000003, 1726,       5,          0xE1234567};
-
-constexpr int kCommandCount = static_cast<int>(std::size(kHarmlessCommands));
-
-std::wstring HexText(DWORD code) {
-    wchar_t text[16] = {};
-    std::swprintf(text, std::size(text), L"0x%lx", code);
-    return text;
-}
+constexpr unsigned long kCommandCount = std::size(kHarmlessCommands);
 
 // What became of one code.
 struct Raised {
-    // How often the request ended with which code.
+    // How often the request, or the client's process, ended with which code.
     std::map<DWORD, int> ends;
-    int served = 0;
-    // How often the client's process ended, and with what.
-    int deaths = 0;
-    DWORD death = 0;
+    std::map<DWORD, int> deaths;
+    unsigned long served = 0;
 };
 
-// The child prints the place of each command before it sends it, then how that ended and whether
-// the next request was served. One that dies is followed by another for the commands after it.
+// The child prints the command's place before it sends it, then how that ended and whether the next
+// request was served. One that dies is followed by another for the commands after it.
 Raised RaiseEverywhere(DWORD code) {
     Raised raised;
-    for (int next = 0; next < kCommandCount;) {
-        Child child(L"raise " + std::to_wstring(code) + L" " + std::to_wstring(next));
+    for (unsigned long next = 0; next < kCommandCount;) {
+        Child child(Format(L"raise %lu %lu", code, next));
         for (std::wstring line = child.ReadLine(); !line.empty(); line = child.ReadLine()) {
-            wchar_t* rest = nullptr;
-            next = static_cast<int>(std::wcstoul(line.c_str(), &rest, 10)) + 1;
-            if (std::iswspace(static_cast<wint_t>(*rest))) {
-                ++raised.ends[std::wcstoul(rest, &rest, 10)];
-                raised.served += std::wcstoul(rest, nullptr, 10) != 0 ? 1 : 0;
+            DWORD status = 0;
+            unsigned long served = 0;
+            if (std::swscanf(line.c_str(), L"%lu %lu %lu", &next, &status, &served) == 3) {
+                ++raised.ends[status];
+                raised.served += served;
             }
         }
-        const DWORD ended = child.Wait(kMinute);
-        if (ended != 0) {
-            ++raised.deaths;
-            raised.death = ended;
+        const DWORD death = child.Wait(kChildMilliseconds);
+        if (death != 0) {
+            ++raised.deaths[death];
             raised.served += AskOnce() == 0 ? 1 : 0;
-            ++next;
         }
+        ++next;
     }
     return raised;
 }
 
-// How a client dies.
+std::wstring List(const std::map<DWORD, int>& codes) {
+    std::wstring list;
+    for (const auto& [code, times] : codes) {
+        list += Format(L" 0x%lx %d times", code, times);
+    }
+    return list.empty() ? L" nothing" : list;
+}
+
+// When a client dies.
 enum Moment { kBefore, kIn, kAfter, kAmid, kMoments };
 
-void LetDie(int moment, int contexts, unsigned delay) {
-    Child child(L"die " + std::to_wstring(moment) + L" " + std::to_wstring(contexts));
-    // It is connected from here on.
-    child.ReadLine();
-    if (moment == kAmid) {
-        Sleep(delay);
-        child.Kill();
+constexpr int kContexts = 500;
+
+void LetDie(int rounds) {
+    std::mt19937 random(1);
+    for (int i = 0; i < rounds * kMoments; ++i) {
+        Child child(Format(L"die %d", i % kMoments));
+        // It is connected from here on.
+        child.ReadLine();
+        if (i % kMoments == kAmid) {
+            Sleep(random() % 30);
+            child.Kill();
+        }
+        child.Wait(kChildMilliseconds);
     }
-    child.Wait(kMinute);
 }
 
 }  // namespace
 
 void CheckRaisingClients(Run& run) {
     const DWORD before = ServiceProcessId();
-    for (const DWORD code : kCodes) {
-        const Raised raised = RaiseEverywhere(code);
-        std::wstring told;
-        for (const auto& [status, times] : raised.ends) {
-            told += (told.empty() ? L"told " : L", ") + HexText(status) + L" " +
-                    std::to_wstring(times) + L" times";
-        }
-        if (raised.deaths != 0) {
-            told += (told.empty() ? L"" : L"; ") + std::wstring(L"its process ended ") +
-                    std::to_wstring(raised.deaths) + L" times, with " + HexText(raised.death);
-        }
+    for (std::size_t i = 0; i < std::size(kCodes);
+         i += static_cast<std::size_t>(run.Rounds(1, 5))) {
+        const Raised raised = RaiseEverywhere(kCodes[i]);
         const DWORD after = ServiceProcessId();
-        const bool ok =
-            before == after && raised.served == kCommandCount && !raised.ends.contains(0);
-        run.Add(ok, L"raising." + HexText(code),
-                told + L"; next request served " + std::to_wstring(raised.served) + L" of " +
-                    std::to_wstring(kCommandCount) + L" times; service " + std::to_wstring(before) +
-                    (before == after ? L"" : L", then " + std::to_wstring(after)));
+        run.Add(
+            before == after && raised.served == kCommandCount && !raised.ends.contains(0),
+            Format(L"raising.0x%lx", kCodes[i]),
+            Format(
+                L"told%ls; its processes ended with%ls; served next: %lu of %lu; service %lu, %lu",
+                List(raised.ends).c_str(), List(raised.deaths).c_str(), raised.served,
+                kCommandCount, before, after));
     }
 }
 
-DWORD RaiseInAnswers(ChildWords words, int count) {
-    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-    const DWORD code = count > 0 ? std::wcstoul(words[0], nullptr, 10) : 0;
-    const DWORD first = count > 1 ? std::wcstoul(words[1], nullptr, 10) : 0;
-    for (DWORD i = first; i < kCommandCount; ++i) {
-        // One session each: some codes end a connection.
+DWORD RaiseInAnswers(ChildWords words) {
+    const DWORD code = std::wcstoul(words[0], nullptr, 10);
+    for (unsigned long i = std::wcstoul(words[1], nullptr, 10); i < kCommandCount; ++i) {
+        // A session each: some codes end a connection.
         Session session;
-        Exchange exchange = {{kHarmlessCommands[i], true, 7, OwnPath()}};
+        Exchange exchange = Harmless(0, kHarmlessCommands[i]);
         exchange.in_callback = [=] { RaiseException(code, 0, 0, nullptr); };
         PrintLine(std::to_wstring(i));
         session.Open();
         session.Send(exchange);
-        PrintLine(std::to_wstring(i) + L" " + std::to_wstring(exchange.status) + L" " +
-                  (AskOnce() == 0 ? L"1" : L"0"));
+        PrintLine(Format(L"%lu %lu %d", i, exchange.status, AskOnce() == 0));
     }
     return 0;
 }
 
 void CheckDyingClients(Run& run) {
-    const int rounds = run.Rounds(25, 3);
+    const int rounds = run.Rounds(25, 2);
     const int settled = run.Rounds(6, 1);
-    constexpr int kContexts = 500;
-    const auto let_die = [&](int times) {
-        std::mt19937 random(1);
-        for (int i = 0; i < times * kMoments; ++i) {
-            LetDie(i % kMoments, kContexts, random() % 30);
-        }
-    };
     const DWORD process_before = ServiceProcessId();
     // What the service takes once it keeps.
-    let_die(1);
+    LetDie(1);
     Usage before;
     const bool readable = ReadSettledUsage(before, settled);
-    let_die(rounds);
+    LetDie(rounds);
     const DWORD next = AskOnce();
     const DWORD process_after = ServiceProcessId();
-    run.Add(
-        next == 0 && process_before == process_after, L"dying.served",
-        std::to_wstring(rounds * kMoments) +
-            L" clients killed before, in and after their callback and amid requests; the next "
-            L"request: " +
-            (next == 0 ? L"answered" : ErrorText(next)) + L"; service " +
-            std::to_wstring(process_before) +
-            (process_before == process_after ? L"" : L", then " + std::to_wstring(process_after)));
+    run.Add(next == 0 && process_before == process_after, L"dying.served",
+            Format(L"%d clients dead before, in and after the callback and amid requests; the next "
+                   L"request: %ls; service %lu, %lu",
+                   rounds * kMoments, Outcome(next).c_str(), process_before, process_after));
     if (!readable) {
-        run.NotHere(L"dying.usage",
-                    L"the service's process cannot be opened: " + ErrorText(GetLastError()),
-                    kAdministratorAdvice);
+        run.NotHere(L"dying.usage", L"the service's process does not open", kAdministratorAdvice);
         return;
     }
     Usage after;
     ReadSettledUsage(after, settled);
-    const bool ok = after.handles <= before.handles + static_cast<DWORD>(rounds) &&
-                    after.threads <= before.threads + static_cast<DWORD>(rounds) &&
-                    after.private_kilobytes <= before.private_kilobytes + 2048;
-    run.Add(ok, L"dying.usage",
-            L"before: " + before.Text() + L"; after " +
-                std::to_wstring(rounds * kMoments * kContexts) + L" contexts of dead clients: " +
-                after.Text());
+    run.Add(after.IsNear(before, static_cast<DWORD>(rounds), 2048), L"dying.usage",
+            Format(L"%ls before and %ls after %d contexts of dead clients", before.Text().c_str(),
+                   after.Text().c_str(), rounds * kMoments * kContexts));
 }
 
-DWORD DieAsClient(ChildWords words, int count) {
-    const DWORD moment = count > 0 ? std::wcstoul(words[0], nullptr, 10) : 0;
-    const DWORD contexts = count > 1 ? std::wcstoul(words[1], nullptr, 10) : 1;
-    std::vector<Session> sessions(contexts);
-    for (Session& session : sessions) {
-        session.Open();
-    }
+DWORD DieAsClient(ChildWords words) {
+    const unsigned long moment = std::wcstoul(words[0], nullptr, 10);
+    std::vector<Session> sessions(kContexts);
+    OpenAll(sessions);
     PrintLine(L"open");
     Exchange echo = Echo(0);
     if (moment == kIn) {

@@ -4,9 +4,9 @@
 #include <tlhelp32.h>
 
 #include <algorithm>
-#include <iterator>
 
-#include "acceptance/exchange.h"
+#include "acceptance/child.h"
+#include "acceptance/items.h"
 #include "service/serviceidentity.h"
 
 namespace {
@@ -51,7 +51,8 @@ DWORD StartAndAnswer(SC_HANDLE service) {
     DWORD error = ERROR_SUCCESS;
     do {
         if (ServiceStatus(service).dwCurrentState == SERVICE_RUNNING) {
-            error = AskOnce();
+            // By another process: connections of this one may be those of the last start.
+            error = Child(L"ask").Wait(kChildMilliseconds);
             if (error == ERROR_SUCCESS) {
                 return error;
             }
@@ -75,16 +76,20 @@ bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds) {
     return true;
 }
 
-std::wstring StateText(DWORD state) {
-    constexpr const wchar_t* kNames[] = {L"unknown",       L"stopped", L"start pending",
-                                         L"stop pending",  L"running", L"continue pending",
-                                         L"pause pending", L"paused"};
-    return kNames[state < std::size(kNames) ? state : 0];
+const wchar_t* StateText(SC_HANDLE service) {
+    constexpr const wchar_t* kNames[] = {L"not known",    L"stopped", L"start pending",
+                                         L"stop pending", L"running", L"another"};
+    return kNames[std::min(ServiceStatus(service).dwCurrentState, 5UL)];
 }
 
 std::wstring Usage::Text() const {
-    return (handles == 0 ? L"handles not told, " : std::to_wstring(handles) + L" handles, ") +
-           std::to_wstring(threads) + L" threads, " + std::to_wstring(private_kilobytes) + L" kB";
+    // Wine tells no handles.
+    return Format(L"%lu handles, %lu threads, %zu kB", handles, threads, private_kilobytes);
+}
+
+bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
+    return handles <= other.handles + more && threads <= other.threads + more &&
+           private_kilobytes <= other.private_kilobytes + kilobytes;
 }
 
 bool ReadUsage(Usage& usage) {

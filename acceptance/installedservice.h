@@ -27,8 +27,8 @@ DWORD StartAndAnswer(SC_HANDLE service);
 // Waits until the service is in `state` and tells whether it came there in time.
 bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds);
 
-// "stop pending" and so on.
-std::wstring StateText(DWORD state);
+// The state as the service manager shows it.
+const wchar_t* StateText(SC_HANDLE service);
 
 // What a process uses.
 struct Usage {
@@ -37,6 +37,8 @@ struct Usage {
     SIZE_T private_kilobytes = 0;
 
     [[nodiscard]] std::wstring Text() const;
+    // Whether it is at most so many handles, so many threads and so many kB above another.
+    [[nodiscard]] bool IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const;
 };
 
 // The usage of the service's process, which is opened for queries only. False with the last error

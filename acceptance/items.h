@@ -1,5 +1,7 @@
-// The items of a run and what its children do. Every item is in the table in main.cpp.
+// The items of a run, and what its children do. All of them are in the tables of main.cpp.
 #pragma once
+
+#include <windows.h>
 
 #include <string>
 
@@ -8,41 +10,44 @@
 // What an item gets.
 struct Run {
     Findings& findings;
-    // Few rounds of everything.
-    bool quick = false;
-    // What it may change: the modem's profiles, the route of the USB port, the switch.
-    bool modem = false;
-    bool usb = false;
-    bool device = false;
+    // The letters of the options in main.cpp.
+    std::wstring options;
 
-    [[nodiscard]] int Rounds(int full, int few) const { return quick ? few : full; }
+    [[nodiscard]] bool Has(wchar_t option) const { return options.find(option) != options.npos; }
+    // How often something is done; less with --quick.
+    [[nodiscard]] int Rounds(int full, int few) const { return Has(L'q') ? few : full; }
 
-    // Adds a finding that is ok or a fault.
-    void Add(bool ok, std::wstring item, std::wstring found, std::wstring advice = {}) const {
-        findings.Add(ok ? Status::kOk : Status::kFault, std::move(item), std::move(found),
-                     ok ? std::wstring() : std::move(advice));
-    }
-    void NotHere(std::wstring item, std::wstring why, std::wstring advice = {}) const {
-        findings.Add(Status::kNotHere, std::move(item), std::move(why), std::move(advice));
-    }
+    void Add(bool ok, const std::wstring& item, std::wstring found, std::wstring advice = {}) const;
+    // Something that this machine does not have or let be done.
+    void NotHere(const std::wstring& item, std::wstring why, std::wstring advice = {}) const;
 };
 
-// One command of every family, two of the family that makes texts; none changes anything.
-inline constexpr const wchar_t* kHarmlessCommands[] = {
-    L"REGISTRYHELPER_ISVZWQ",      L"MBNHELPER_GETNETWORKMODE",
-    L"BLEHELPER_GETBLE",           L"USBPATHCHANGER_SMGETMUICSTATUS",
-    L"COMMONHELPER_ISFILE_EXISTS", L"COMMONHELPER_READEULADOCUMENT"};
+// As std::swprintf formats it, up to 1023 units.
+std::wstring Format(const wchar_t* format, ...);
+// "done" for 0, otherwise the error.
+std::wstring Outcome(DWORD status);
 
 void CheckRequests(Run& run);
 void CheckSyntaxes(Run& run);
 void CheckRaisingClients(Run& run);
 void CheckContexts(Run& run);
 void CheckDyingClients(Run& run);
+void CheckStopping(Run& run);
+void CheckContainers(Run& run);
+void CheckRights(Run& run);
+void CheckTracing(Run& run);
+void CheckRecovery(Run& run);
+void CheckLoad(Run& run);
+void CheckBench(Run& run);
 
-// Children: the words of the command line after "--child" and the child's name, and how many. Their
-// results are exit codes.
+// Take back what an item that was ended half-way has left.
+void DeleteContainer();
+void StopTracing();
+
+// Children. `words` are those of the command line after the child's name; the last one is null.
 using ChildWords = const wchar_t* const*;
-DWORD AskInSyntax(ChildWords words, int count);
-DWORD RaiseInAnswers(ChildWords words, int count);
-DWORD HoldContext(ChildWords words, int count);
-DWORD DieAsClient(ChildWords words, int count);
+DWORD AskInSyntax(ChildWords words);
+DWORD RaiseInAnswers(ChildWords words);
+DWORD HoldContext(ChildWords words);
+DWORD HoldAnswer(ChildWords words);
+DWORD DieAsClient(ChildWords words);

@@ -1,18 +1,19 @@
 // tessel-acceptance: tries the installed service on the machine where it is to run.
 #include <windows.h>
 
+#include <algorithm>
+#include <cstdarg>
 #include <cwchar>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 #include "acceptance/child.h"
 #include "acceptance/exchange.h"
-#include "acceptance/guardedcall.h"
 #include "acceptance/installedservice.h"
 #include "acceptance/items.h"
-#include "client/finding.h"
 #include "client/output.h"
 
 namespace {
@@ -21,126 +22,183 @@ enum ExitCode { kNothingWrong = 0, kFaults = 1, kUsage = 2, kUnreachable = 3 };
 
 struct Item {
     const wchar_t* name;
-    const wchar_t* help;
     void (*check)(Run& run);
     // How long it may take.
     DWORD seconds;
+    const wchar_t* help;
 };
 
 constexpr Item kItems[] = {
-    {L"requests", L"echoes, texts of up to a million units, 1234 connections at once",
-     CheckRequests, 300},
-    {L"syntaxes", L"NDR 2.0 and NDR64, each alone", CheckSyntaxes, 120},
-    {L"raising", L"clients whose callbacks raise", CheckRaisingClients, 600},
-    {L"contexts", L"null, closed, another process's; closed twice at once, and in a request",
-     CheckContexts, 300},
-    {L"dying", L"clients that are killed, and what the service keeps of them", CheckDyingClients,
-     900},
+    {L"requests", CheckRequests, 300, L"echoes, long texts, 1234 connections at once"},
+    {L"syntaxes", CheckSyntaxes, 120, L"NDR 2.0 and NDR64, each alone"},
+    {L"raising", CheckRaisingClients, 900, L"clients whose callbacks raise"},
+    {L"contexts", CheckContexts, 300, L"null, closed, foreign, closed twice at once"},
+    {L"dying", CheckDyingClients, 900, L"clients that are killed, and what they leave"},
+    {L"stopping", CheckStopping, 900, L"stops among clients at work, and at once"},
+    {L"container", CheckContainers, 120, L"app containers with and without the capability"},
+    {L"rights", CheckRights, 30, L"settings, stored again as they are"},
+    {L"tracing", CheckTracing, 180, L"the events of a restart"},
+    {L"recovery", CheckRecovery, 180, L"the start after a crash"},
+    {L"load", CheckLoad, 1800, L"300,000 requests of 32 clients"},
+    {L"bench", CheckBench, 300, L"what --modem, --usb and --device allow"},
 };
 
 struct ChildKind {
     const wchar_t* name;
-    DWORD (*run)(ChildWords words, int count);
+    DWORD (*run)(ChildWords words);
 };
 
+// The faults of one item, which is the first word; the second has the options.
+DWORD RunItem(ChildWords words) {
+    constexpr int kMost = 200;
+    const std::wstring options = words[1];
+    Findings findings(options.find(L'j') != std::wstring::npos);
+    Run run = {findings, options};
+    for (const Item& item : kItems) {
+        if (std::wcscmp(item.name, words[0]) == 0) {
+            item.check(run);
+        }
+    }
+    return static_cast<DWORD>(std::min(findings.Faults(), kMost));
+}
+
+// Waits for this program to end, then takes back what an item that was ended half-way has left.
+DWORD Guard(ChildWords /*words*/) {
+    if (!WaitForParent()) {
+        StopTracing();
+        DeleteContainer();
+        StartAndAnswer(OpenInstalledService(SERVICE_START | SERVICE_QUERY_STATUS).get());
+    }
+    return 0;
+}
+
 constexpr ChildKind kChildren[] = {
+    {L"ask", [](ChildWords) { return AskOnce(); }},
     {L"context", HoldContext},
     {L"die", DieAsClient},
+    {L"guard", Guard},
+    {L"hold", HoldAnswer},
+    {L"item", RunItem},
     {L"raise", RaiseInAnswers},
     {L"syntax", AskInSyntax},
 };
 
-constexpr wchar_t kHelpBegin[] =
-    LR"(tessel-acceptance tries the installed Tessel Service on this machine and prints a line per item.
+DWORD RunChild(ChildWords words) {
+    // A crash that is wanted shows no window.
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    for (const ChildKind& kind : kChildren) {
+        if (std::wcscmp(kind.name, words[0]) == 0) {
+            return kind.run(words + 1);
+        }
+    }
+    return kUsage;
+}
 
-Usage:
-  tessel-acceptance [options]
+constexpr wchar_t kHelp[] =
+    LR"(tessel-acceptance tries the installed Tessel Service on this machine and prints a line per finding.
 
 Options:
-  --json                  one JSON object per line: item, status, found, advice
-  --report FILE           where the same lines are kept (tessel-acceptance.txt if not given)
-  --only ITEM             this item alone; may be given more than once
-  --quick                 few rounds of everything
+  --json          one JSON object per line: item, status (ok, fault, not here), found, advice
+  --report FILE   where the same lines are kept (tessel-acceptance.txt if not given)
+  --only ITEM     this item alone; may be given more than once
+  --quick         few rounds of everything
+  --modem         may make a profile, which deletes all others, connect and disconnect
+  --usb           may route the USB port to the modem, and back
+  --device        may turn the control device's switch, and back
   --help, --version
 
-It changes no setting. As an administrator it can do everything, otherwise it says what it could not.
+Without the last three it changes no setting. It stops and starts the service, for which it must be
+started as an administrator; otherwise it says what it could not do.
 
-Exit codes:
-  0  nothing is wrong     1  a fault
-  2  wrong usage          3  the service cannot be reached
+Exit codes: 0 nothing is wrong, 1 a fault, 2 wrong usage, 3 the service cannot be reached.
 
 Items:)";
 
+struct Switch {
+    const wchar_t* name;
+    wchar_t letter;
+};
+
+constexpr Switch kSwitches[] = {
+    {L"--json", L'j'}, {L"--quick", L'q'},  {L"--modem", L'm'},
+    {L"--usb", L'u'},  {L"--device", L'd'},
+};
+
 struct Options {
-    bool json = false;
-    bool quick = false;
-    bool selected[std::size(kItems)] = {};
-    bool all = true;
+    // The letters of the switches.
+    std::wstring letters = L"-";
+    // The names of the items between blanks; none for all.
+    std::wstring items = L" ";
     std::wstring report = L"tessel-acceptance.txt";
 };
 
-bool Select(std::wstring_view name, Options& options) {
-    options.all = false;
-    for (std::size_t i = 0; i < std::size(kItems); ++i) {
-        if (kItems[i].name == name) {
-            options.selected[i] = true;
-            return true;
+// False for a command line that is not understood.
+bool ParseOptions(wchar_t** words, Options& options) {
+    for (; *words != nullptr; ++words) {
+        const std::wstring_view word = *words;
+        const auto* option = std::ranges::find_if(
+            kSwitches, [=](const Switch& known) { return known.name == word; });
+        if (option != std::end(kSwitches)) {
+            options.letters += option->letter;
+        } else if (word == L"--report" && words[1] != nullptr) {
+            options.report = *++words;
+        } else if (word == L"--only" && words[1] != nullptr &&
+                   std::ranges::any_of(kItems, [=](const Item& item) {
+                       return std::wstring_view(item.name) == words[1];
+                   })) {
+            options.items += *++words + std::wstring(L" ");
+        } else {
+            return false;
         }
     }
-    return false;
+    return true;
 }
 
-// Nothing and what is wrong, or the options.
-std::optional<Options> ParseOptions(int argc, wchar_t** argv, std::wstring& wrong) {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        const std::wstring_view option = argv[i];
-        const wchar_t* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (option == L"--json") {
-            options.json = true;
-        } else if (option == L"--quick") {
-            options.quick = true;
-        } else if (option == L"--report" && value != nullptr) {
-            options.report = argv[++i];
-        } else if (option != L"--only" || value == nullptr || !Select(argv[++i], options)) {
-            wrong = L"unknown option or item: " + std::wstring(argv[i]);
-            return std::nullopt;
+// Date, system, processor, and whether this is an administrator.
+std::wstring SystemText() {
+    OSVERSIONINFOW version = {};
+    version.dwOSVersionInfoSize = sizeof(version);
+    using RtlGetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
+    reinterpret_cast<RtlGetVersion>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")))(&version);
+    SYSTEM_INFO system = {};
+    GetNativeSystemInfo(&system);
+    SYSTEMTIME time = {};
+    GetSystemTime(&time);
+    return Format(
+        L"%04d-%02d-%02d %02d:%02d UTC, "
+        L"tessel-acceptance " TESSEL_VERSION L", %ls %lu.%lu.%lu, %ls, %lu processors%ls",
+        time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
+        IsWine() ? L"Wine as Windows" : L"Windows", version.dwMajorVersion, version.dwMinorVersion,
+        version.dwBuildNumber,
+        system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64 ? L"ARM64" : L"x64",
+        system.dwNumberOfProcessors,
+        OpenInstalledService(SERVICE_STOP) ? L", as an administrator" : L"");
+}
+
+// Runs the item in a process of its own, which it cannot keep or break for the others, and hands
+// its lines on. Gives the number of its faults.
+DWORD RunInTime(const Item& item, const Run& run, int& not_here) {
+    Child child(Format(L"item %ls %ls", item.name, run.options.c_str()));
+    std::thread reader([&] {
+        for (std::wstring line = child.ReadLine(); !line.empty(); line = child.ReadLine()) {
+            PrintLine(line);
+            not_here +=
+                line.starts_with(L"NOT HERE") || line.find(L"\"status\":\"not here\"") != line.npos
+                    ? 1
+                    : 0;
         }
+    });
+    const DWORD code = child.Wait(item.seconds * 1000);
+    child.Kill();
+    reader.join();
+    if (code < STILL_ACTIVE) {
+        return code;
     }
-    return options;
-}
-
-void PrintHelp() {
-    PrintLine(kHelpBegin);
-    for (const Item& item : kItems) {
-        std::wstring name = std::wstring(L"  ") + item.name;
-        name.resize(26, L' ');
-        PrintLine(name + item.help);
-    }
-}
-
-struct ItemRun {
-    const Item* item;
-    Run* run;
-};
-
-DWORD WINAPI RunItem(void* argument) {
-    const auto* item_run = static_cast<ItemRun*>(argument);
-    return StatusOf([=] { item_run->item->check(*item_run->run); });
-}
-
-// One that does not end in its time is left as it is, and the next ones follow.
-void RunInTime(const Item& item, Run& run) {
-    // Not freed: the thread may go on.
-    auto* item_run = new ItemRun{&item, &run};
-    const Handle thread(CreateThread(nullptr, 0, RunItem, item_run, 0, nullptr));
-    DWORD code = 0;
-    if (WaitForSingleObject(thread.get(), item.seconds * 1000) != WAIT_OBJECT_0) {
-        run.Add(false, item.name,
-                L"did not end within " + std::to_wstring(item.seconds) + L" seconds");
-    } else if (GetExitCodeThread(thread.get(), &code) && code != 0) {
-        run.Add(false, item.name, L"ended with the exception " + ErrorText(code));
-    }
+    run.Add(false, item.name,
+            code == STILL_ACTIVE ? Format(L"did not end within %lu s", item.seconds)
+                                 : Format(L"ended with 0x%lx", code));
+    return 1;
 }
 
 DWORD RunAll(const Options& options) {
@@ -151,60 +209,80 @@ DWORD RunAll(const Options& options) {
         return kUsage;
     }
     KeepLinesIn(file.get());
-    Findings findings(options.json);
-    Run run = {findings, options.quick};
+    const bool json = options.letters.find(L'j') != std::wstring::npos;
+    Findings findings(json);
+    const Run run = {findings, options.letters};
+    run.Add(true, L"system", SystemText());
     const DWORD reached = AskOnce();
-    run.Add(reached == 0, L"service", reached == 0 ? L"answers" : ErrorText(reached),
+    run.Add(reached == 0, L"service", L"a request: " + Outcome(reached),
             L"tesselctl --check says more");
     if (reached != 0) {
         return kUnreachable;
     }
-    for (std::size_t i = 0; i < std::size(kItems); ++i) {
-        if (options.all || options.selected[i]) {
-            RunInTime(kItems[i], run);
+    Child guard(L"guard", DETACHED_PROCESS);
+    DWORD faults = 0;
+    int not_here = 0;
+    for (const Item& item : kItems) {
+        if (options.items == L" " ||
+            options.items.find(L" " + std::wstring(item.name) + L" ") != std::wstring::npos) {
+            faults += RunInTime(item, run, not_here);
         }
     }
-    if (!options.json) {
-        PrintLine(std::to_wstring(findings.Count(Status::kOk)) + L" ok, " +
-                  std::to_wstring(findings.Count(Status::kFault)) + L" faults, " +
-                  std::to_wstring(findings.Count(Status::kNotHere)) + L" not here; kept in " +
-                  options.report);
+    guard.GoOn();
+    guard.Wait(kChildMilliseconds);
+    if (!json) {
+        PrintLine(Format(L"%lu faults, %d not here; kept in %ls", faults, not_here,
+                         options.report.c_str()));
     }
-    return findings.Count(Status::kFault) == 0 ? kNothingWrong : kFaults;
-}
-
-DWORD RunChild(int argc, wchar_t** argv) {
-    for (const ChildKind& kind : kChildren) {
-        if (argc > 2 && std::wcscmp(kind.name, argv[2]) == 0) {
-            return kind.run(argv + 3, argc - 3);
-        }
-    }
-    return kUsage;
+    return faults == 0 ? kNothingWrong : kFaults;
 }
 
 }  // namespace
 
+void Run::Add(bool ok, const std::wstring& item, std::wstring found, std::wstring advice) const {
+    findings.Add(ok ? Status::kOk : Status::kFault, item, std::move(found),
+                 ok ? std::wstring() : std::move(advice));
+}
+
+void Run::NotHere(const std::wstring& item, std::wstring why, std::wstring advice) const {
+    findings.Add(Status::kNotHere, item, std::move(why), std::move(advice));
+}
+
+std::wstring Format(const wchar_t* format, ...) {
+    wchar_t text[1024] = {};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vswprintf(text, std::size(text), format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+std::wstring Outcome(DWORD status) {
+    return status == 0 ? L"done" : ErrorText(status);
+}
+
 int wmain(int argc, wchar_t** argv) {
     const std::wstring_view first = argc > 1 ? argv[1] : L"";
     TakeAnswers();
-    if (first == L"--child") {
-        EndProcess(RunChild(argc, argv));
+    EnableDebugPrivilege();
+    if (first == L"--child" && argc > 2) {
+        EndProcess(RunChild(argv + 2));
     }
+    Options options;
     if (first == L"--help") {
-        PrintHelp();
+        PrintLine(kHelp);
+        for (const Item& item : kItems) {
+            PrintLine(Format(L"  %-16ls%ls", item.name, item.help));
+        }
         return kNothingWrong;
     }
     if (first == L"--version") {
         PrintLine(L"tessel-acceptance " TESSEL_VERSION);
         return kNothingWrong;
     }
-    std::wstring wrong;
-    const std::optional<Options> options = ParseOptions(argc, argv, wrong);
-    if (!options) {
-        PrintErrorLine(L"tessel-acceptance: " + wrong + L"\nTry: tessel-acceptance --help");
+    if (!ParseOptions(argv + 1, options)) {
+        PrintErrorLine(L"tessel-acceptance: wrong usage\nTry: tessel-acceptance --help");
         return kUsage;
     }
-    EnableDebugPrivilege();
-    // Threads of items that did not end may still be at work.
-    EndProcess(RunAll(*options));
+    return static_cast<int>(RunAll(options));
 }

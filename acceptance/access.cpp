@@ -1,0 +1,131 @@
+// Who is let in, and what the service may write.
+#include <windows.h>
+#include <securitybaseapi.h>
+#include <userenv.h>
+
+#include <vector>
+
+#include "acceptance/child.h"
+#include "acceptance/exchange.h"
+#include "acceptance/installedservice.h"
+#include "acceptance/items.h"
+#include "client/rights/servicesid.h"
+#include "rpc/endpoint.h"
+#include "settings/settingsvalues.h"
+
+namespace {
+
+constexpr wchar_t kContainer[] = L"TesselAcceptance";
+
+using TaskText = UniqueHandle<wchar_t*, CoTaskMemFree>;
+
+// The exit code of a child in the container that asks the service once.
+DWORD AskInContainer(const std::wstring& program, PSID container, SID_AND_ATTRIBUTES* capability) {
+    SECURITY_CAPABILITIES capabilities = {container, capability, capability != nullptr ? 1UL : 0UL,
+                                          0};
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    std::vector<BYTE> list(size);
+    STARTUPINFOEXW startup = {};
+    startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(list.data());
+    InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size);
+    UpdateProcThreadAttribute(startup.lpAttributeList, 0,
+                              PROC_THREAD_ATTRIBUTE_SECURITY_CAPABILITIES, &capabilities,
+                              sizeof(capabilities), nullptr, nullptr);
+    Handle process;
+    DWORD code = StartChild(program, L"ask", startup, CREATE_NO_WINDOW, process);
+    if (code == ERROR_SUCCESS &&
+        WaitForSingleObject(process.get(), kChildMilliseconds) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(process.get(), &code);
+    } else if (code == ERROR_SUCCESS) {
+        code = WAIT_TIMEOUT;
+    }
+    DeleteProcThreadAttributeList(startup.lpAttributeList);
+    return code;
+}
+
+struct Setting {
+    const wchar_t* get;
+    const wchar_t* set;
+    const RegistryValue& value;
+};
+
+constexpr Setting kSettings[] = {
+    {L"REGISTRYHELPER_GETPENSETTING", L"REGISTRYHELPER_SETPENSETTING", kButtonAction},
+    {L"REGISTRYHELPER_GETPENCLICKSETTING", L"REGISTRYHELPER_SETPENCLICKSETTING", kClickAction},
+    {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY", L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY",
+     kPressureThreshold},
+};
+
+bool ReadDirectly(const RegistryValue& value, long& number) {
+    DWORD size = sizeof(number);
+    return RegGetValueW(HKEY_LOCAL_MACHINE, value.key, value.name, RRF_RT_REG_DWORD, nullptr,
+                        &number, &size) == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+void CheckContainers(Run& run) {
+    if (IsWine()) {
+        run.NotHere(L"container", L"Wine has no app containers");
+        return;
+    }
+    DeleteContainer();
+    AllocatedSid container;
+    TaskText folder;
+    HRESULT result =
+        CreateAppContainerProfile(kContainer, kContainer, kContainer, nullptr, 0, container.put());
+    if (SUCCEEDED(result)) {
+        result = GetAppContainerFolderPath(SidText(container.get()).c_str(), folder.put());
+    }
+    LocalSidArray groups;
+    LocalSidArray capabilities;
+    // A program in this folder may be read from inside.
+    const std::wstring program =
+        std::wstring(folder ? folder.get() : L"") + L"\\tessel-acceptance.exe";
+    if (FAILED(result) || !CopyFileW(OwnPath().c_str(), program.c_str(), FALSE) ||
+        !DeriveCapabilitySidsFromName(kSettingsAppPackage, &groups.sids, &groups.count,
+                                      &capabilities.sids, &capabilities.count)) {
+        run.Add(false, L"container",
+                Format(L"cannot be made: 0x%lx, %ls", result, Outcome(GetLastError()).c_str()));
+    } else {
+        SID_AND_ATTRIBUTES capability = {capabilities.sids[0], SE_GROUP_ENABLED};
+        const DWORD with = AskInContainer(program, container.get(), &capability);
+        run.Add(with == 0, L"container.with",
+                L"with the settings app's capability: " + Outcome(with));
+        const DWORD without = AskInContainer(program, container.get(), nullptr);
+        run.Add(without == ERROR_ACCESS_DENIED, L"container.without",
+                L"without it: " + Outcome(without));
+    }
+    DeleteContainer();
+}
+
+void DeleteContainer() {
+    if (!IsWine()) {
+        DeleteAppContainerProfile(kContainer);
+    }
+}
+
+void CheckRights(Run& run) {
+    Session session;
+    session.Open();
+    for (const Setting& setting : kSettings) {
+        const std::wstring item = std::wstring(L"rights.") + setting.value.name;
+        long before = 0;
+        long after = 0;
+        if (!ReadDirectly(setting.value, before)) {
+            run.NotHere(item, L"nothing is stored, so nothing can be stored again");
+            continue;
+        }
+        Exchange read = Marked(0, setting.get, 0);
+        Exchange stored = Marked(0, setting.set, before);
+        session.Send(read);
+        session.Send(stored);
+        const bool same =
+            ReadDirectly(setting.value, after) && after == before && read.answer.number == before;
+        run.Add(same && stored.answer.flag, item,
+                Format(L"%ld directly, %ld through the service, stored: %d, then %ld", before,
+                       read.answer.number, stored.answer.flag, after),
+                kGrantAdvice);
+    }
+}
