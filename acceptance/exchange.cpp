@@ -14,6 +14,7 @@
 #include "acceptance/guardedcall.h"
 #include "acceptance/items.h"
 #include "client/requests/answers.h"
+#include "client/requests/commandhelp.h"
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
 
@@ -64,10 +65,18 @@ Exchange Unmarked(int place, const wchar_t* command, std::wstring text) {
     return {place, {command, true, place, std::move(text)}};
 }
 
-Exchange Harmless(int place, const wchar_t* command) {
-    return std::wstring_view(command).starts_with(L"COMMONHELPER_")
-               ? Unmarked(place, command, OwnPath())
-               : Marked(place, command, 7);
+Exchange RequestOf(int place, const wchar_t* command) {
+    const std::wstring_view name = command;
+    if (name.starts_with(L"COMMONHELPER_")) {
+        return Unmarked(place, command, OwnPath());
+    }
+    if (name == L"MBNHELPER_CREATEPROFILE") {
+        return Unmarked(place, command, L"Acceptance|internet.example|NONE|-|-|IPv4");
+    }
+    if (name == L"MBNHELPER_GETSIMICCID") {
+        return Unmarked(place, command, std::wstring(kPaddingLength, L' '));
+    }
+    return Marked(place, command, 7);
 }
 
 Session::~Session() {

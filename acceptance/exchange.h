@@ -45,7 +45,9 @@ inline constexpr const wchar_t* kHarmlessCommands[] = {
     L"REGISTRYHELPER_ISVZWQ",      L"MBNHELPER_GETNETWORKMODE",
     L"BLEHELPER_GETBLE",           L"USBPATHCHANGER_SMGETMUICSTATUS",
     L"COMMONHELPER_ISFILE_EXISTS", L"COMMONHELPER_READEULADOCUMENT"};
-Exchange Harmless(int place, const wchar_t* command);
+
+// The command with a text that it can work on.
+Exchange RequestOf(int place, const wchar_t* command);
 
 // The procedures of a client half.
 struct ClientHalf {

@@ -70,7 +70,7 @@ constexpr int kContexts = 500;
 void LetDie(int rounds) {
     std::mt19937 random(1);
     for (int i = 0; i < rounds * kMoments; ++i) {
-        Child child(Format(L"die %d", i % kMoments));
+        Child child(Format(L"die %d %d", i % kMoments, kContexts));
         // It is connected from here on.
         child.ReadLine();
         if (i % kMoments == kAmid) {
@@ -104,7 +104,7 @@ DWORD RaiseInAnswers(ChildWords words) {
     for (unsigned long i = std::wcstoul(words[1], nullptr, 10); i < kCommandCount; ++i) {
         // A session each: some codes end a connection.
         Session session;
-        Exchange exchange = Harmless(0, kHarmlessCommands[i]);
+        Exchange exchange = RequestOf(0, kHarmlessCommands[i]);
         exchange.in_callback = [=] { RaiseException(code, 0, 0, nullptr); };
         PrintLine(std::to_wstring(i));
         session.Open();
@@ -115,7 +115,7 @@ DWORD RaiseInAnswers(ChildWords words) {
 }
 
 void CheckDyingClients(Run& run) {
-    const int rounds = run.Rounds(25, 2);
+    const int rounds = run.Rounds(25, 1);
     const int settled = run.Rounds(6, 1);
     const DWORD process_before = ServiceProcessId();
     // What the service takes once it keeps.
@@ -142,7 +142,7 @@ void CheckDyingClients(Run& run) {
 
 DWORD DieAsClient(ChildWords words) {
     const unsigned long moment = std::wcstoul(words[0], nullptr, 10);
-    std::vector<Session> sessions(kContexts);
+    std::vector<Session> sessions(std::wcstoul(words[1], nullptr, 10));
     OpenAll(sessions);
     PrintLine(L"open");
     Exchange echo = Echo(0);

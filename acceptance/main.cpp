@@ -59,7 +59,7 @@ DWORD RunItem(ChildWords words) {
             item.check(run);
         }
     }
-    return static_cast<DWORD>(std::min(findings.Faults(), kMost));
+    return static_cast<DWORD>(std::min(findings.Count(Status::kFault), kMost));
 }
 
 // Waits for this program to end, then takes back what an item that was ended half-way has left.

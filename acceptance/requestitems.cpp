@@ -265,14 +265,14 @@ DWORD AskInSyntax(ChildWords words) {
                                          : kShippedHalf);
     DWORD status = session.Open();
     PrintLine(L"open: " + Outcome(status));
-    for (unsigned i = 0; i < 200 && status == 0; ++i) {
+    for (unsigned i = 0; i < 100 && status == 0; ++i) {
         Exchange echo = Echo(0, static_cast<long>(i * 0x12345678U), std::wstring(i * i, 0x65E5));
         session.Send(echo);
         status = echo.IsEchoed() ? 0 : ERROR_INVALID_DATA;
         PrintLine(Format(L"echo %u: ", i) + (status == 0 ? L"as sent" : echo.Text()));
     }
     for (const wchar_t* command : kHarmlessCommands) {
-        Exchange exchange = Harmless(0, command);
+        Exchange exchange = RequestOf(0, command);
         session.Send(exchange);
         PrintLine(Format(L"%ls: %ls, %zx", command, exchange.Text().c_str(),
                          std::hash<std::wstring>()(exchange.answer.text)));

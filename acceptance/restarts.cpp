@@ -66,7 +66,7 @@ bool AwaitEnd(SC_HANDLE service, const Handle& process, std::wstring& text) {
 
 // Each stop is asked for until it is taken, which is while the start is in progress or just done.
 void CheckStartsStoppedAtOnce(Run& run, SC_HANDLE service) {
-    const int rounds = run.Rounds(50, 5);
+    const int rounds = run.Rounds(50, 3);
     int done = 0;
     std::wstring text;
     for (bool ok = true; ok && done < rounds; done += ok ? 1 : 0) {

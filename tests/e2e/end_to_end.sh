@@ -1,17 +1,15 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
-# remove; and clients that die in the middle.
-# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE CRASHING-CLIENT EXAMPLE STARTSTOP MODEM [SERVICE-BY-WIDL]
+# remove. What clients can do to it is acceptance.sh.
+# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE EXAMPLE MODEM [SERVICE-BY-WIDL]
 set -u
-build=$1 logged=$2 crashclient=$3 example=$4 startstop=$5 modem=$6 widl=${7:-}
+build=$1 logged=$2 example=$3 modem=$4 widl=${5:-}
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
-starts=200
-# Under emulation each takes most of a second.
-[ "$TESSEL_MACHINE" = x64 ] || starts=20
+client='C:\Windows\Tessel\tessel-acceptance.exe'
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$build" && notebook_copy "$logged" "$crashclient" "$example" "$startstop" || exit 1
+notebook_install_programs "$build" && notebook_copy "$logged" "$build/acceptance/tessel-acceptance.exe" "$example" || exit 1
 expect_unchanged "$build/service/tessel-service.exe" 3
 expect_unchanged "$build/client/tesselctl.exe" 3
 expect_unchanged "$example" 1
@@ -67,32 +65,9 @@ quiet=$(tesselctl REGISTRYHELPER_ISVZWQ --repeat 20 --quiet | tr -d '\r')
 time='[0-9]+\.[0-9]{3} ms'
 [[ $quiet =~ ^20\ requests,\ 20\ answers,\ [0-9]+\ ms\;\ median\ ($time),\ 99th\ percentile\ ($time),\ longest\ ($time)$ ]] ||
     fail "quiet: $quiet"
-for moment in answer context; do
-    expect "client dies: $moment" 7 "" notebook_run 'C:\Windows\Tessel\crashclient.exe' $moment
-    expect_part "served after a dead client" 0 "number=3" tesselctl REGISTRYHELPER_ISVZWQ --int 3
-done
-# Whatever a client's callback raises is the client's own failure. The runtime knows a fault of memory as 0x3e6.
-expect "clients that raise" 0 "0x20474343: 0x20474343, 6 served
-0x21474343: 0x21474343, 6 served
-0x22474343: 0x22474343, 6 served
-0xe06d7363: 0xe06d7363, 6 served
-0xc0000005: 0x3e6, 6 served
-0x80000003: 0x80000003, 6 served
-0x6be: 0x6be, 6 served
-0x5: 0x5, 6 served" notebook_run 'C:\Windows\Tessel\crashclient.exe' raise 'C:\Windows\Tessel\tesselctl.exe' REGISTRYHELPER_ISVZWQ \
-    MBNHELPER_GETNETWORKMODE BLEHELPER_GETBLE USBPATHCHANGER_SMGETMUICSTATUS COMMONHELPER_ISFILE_EXISTS \
-    COMMONHELPER_READEULADOCUMENT
-expect "contexts of others" 0 "no such procedure: refused
-own context: closed
-the same again: refused
-no context: closed
-another client's context: refused" notebook_run 'C:\Windows\Tessel\crashclient.exe' contexts
-expect_part "served after them" 0 "number=4" tesselctl REGISTRYHELPER_ISVZWQ --int 4
 # Wine loses the reply of a service whose process ends at once: what `net` says of the stop may be wrong.
 notebook_quiet net stop "Tessel Service"
 expect "stop" 0 "1 STOPPED 0" service_state
-expect_part "starts, each with a stop at once" 0 "$starts starts, each stopped at once" \
-    notebook_run 'C:\Windows\Tessel\startstop.exe' $starts
 notebook_quiet net start "Tessel Service"
 wait_for_service
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
@@ -110,12 +85,12 @@ expect_part "install logged" 0 "installed" logged_service -install
 notebook_run net start "Tessel Service" >/dev/null
 wait_for_service
 before=$(wc -l <"$log")
-notebook_run 'C:\Windows\Tessel\crashclient.exe' answer
+notebook_run "$client" --child die 1 1
 sleep 1
 expect "log of a dead client" 0 "RemoteOpen
-Data Recieved requestString : REGISTRYHELPER_ISVZWQ / data_bool : true / data_int : 7 / data_string : dying
+Data Recieved requestString : REGISTRYHELPER_ISVZWQ / data_bool : true / data_int : 7 / data_string : #0#
 RemoteClose" sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log"
-notebook_run 'C:\Windows\Tessel\crashclient.exe' raise text REGISTRYHELPER_ISVZWQ >/dev/null
+notebook_quiet "$client" --child raise 541541187 0
 sleep 1
 [ "$(grep -c ' : RemoteOpen' "$log")" = "$(grep -c ' : RemoteClose' "$log")" ] || fail "contexts stay after failing answers"
 before=$(wc -l <"$log")
