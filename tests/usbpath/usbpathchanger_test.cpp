@@ -1,13 +1,13 @@
+// The values are those of the table in docs/protocol.md, in its order.
 #include "usbpath/usbpathchanger.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cwchar>
-#include <set>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <string>
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include "tests/support/interposed.h"
@@ -20,178 +20,102 @@ const std::wstring kControlSet = L"SYSTEM\\ControlSet001\\";
 const wchar_t kToCp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
 const wchar_t kToAp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
 
-// How many keys the product has opened. The test opens some too.
-int g_opened = 0;
+// One call that changes a value: as the table shows it, and the bytes of binary data.
+struct Change {
+    std::wstring key;
+    std::wstring name;
+    std::wstring value;
+    std::string bytes = {};
+};
+std::vector<Change> g_changes;
+std::vector<std::wstring> g_opened;
 
-void NoteKey(bool as_required) {
-    EXPECT_TRUE(as_required || !g_watch.on);
+void NoteKey(const std::wstring& path, bool as_required) {
+    EXPECT_TRUE(as_required && path.starts_with(kControlSet));
     EXPECT_EQ(g_watch.held, 0) << "each key is closed before the next is opened";
-    ++g_opened;
+    g_opened.push_back(path.substr(kControlSet.size()));
 }
 
-void NoteMaking(HKEY, LPCWSTR, DWORD, LPCWSTR key_class, DWORD options, REGSAM access, ...) {
-    NoteKey(*key_class == L'\0' && options == REG_OPTION_NON_VOLATILE && access == 0x20006);
+void NoteMaking(HKEY, LPCWSTR path, DWORD, LPCWSTR key_class, DWORD options, REGSAM access, ...) {
+    NoteKey(path, *key_class == L'\0' && options == REG_OPTION_NON_VOLATILE && access == 0x20006);
 }
 
-void NoteOpening(HKEY, LPCWSTR, DWORD, REGSAM access, HKEY*) {
-    NoteKey(access == 0xF003F);
+void NoteOpening(HKEY, LPCWSTR path, DWORD, REGSAM access, HKEY*) {
+    NoteKey(path, access == 0xF003F);
+}
+
+void NoteStoring(HKEY, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
+    Change change = {g_opened.back(), name, L"?"};
+    std::wstring text(reinterpret_cast<const wchar_t*>(data), size / sizeof(wchar_t));
+    const std::size_t units = text.find_last_not_of(L'\0') + 1;
+    if (type == REG_DWORD && size == sizeof(DWORD)) {
+        wchar_t number[32];
+        std::swprintf(number, 32, L"REG_DWORD 0x%X", *reinterpret_cast<const DWORD*>(data));
+        change.value = number;
+    } else if (type == REG_BINARY) {
+        change.value = L"REG_BINARY, " + std::to_wstring(size) + L" bytes, below";
+        change.bytes.assign(data, data + size);
+    } else if (text.size() == units + (type == REG_SZ ? 1 : 2)) {
+        text.resize(units);
+        std::replace(text.begin(), text.end(), L'\0', L' ');
+        change.value = (type == REG_SZ ? L"REG_SZ `" : L"REG_MULTI_SZ `") + text + L"`";
+    }
+    g_changes.push_back(change);
+}
+
+void NoteDeletion(HKEY, LPCWSTR name) {
+    g_changes.push_back({g_opened.back(), name, L"deleted"});
 }
 
 }  // namespace
 
 INTERPOSE_NOTED(RegCreateKeyExW, kOpensOnZero, NoteMaking);
 INTERPOSE_NOTED(RegOpenKeyExW, kOpensOnZero, NoteOpening);
+INTERPOSE_NOTED(RegSetValueExW, kNone, NoteStoring);
+INTERPOSE_NOTED(RegDeleteValueW, kNone, NoteDeletion);
 INTERPOSE(RegCloseKey, kCloses);
 
 namespace {
 
-// clang-format off
-const wchar_t* const kKeys[] = {
-    L"Control\\USB", L"Control\\USBFN", L"Control\\USBFN\\Configurations\\Default",
-    L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"Control\\USBFN\\Default",
-    L"Control\\USBFN\\Interfaces\\IpOverUsb", L"Control\\USBFN\\Interfaces\\MTP",
-    L"Control\\USBFN\\Interfaces\\VidStream", L"Services\\QCDIAGROUTER",
-    L"Services\\QCDiagBridge", L"Services\\QCUSBFNSS\\Parameters",
-};
-
-// The values of the route to the modem, as StoredValues shows them, independent of the product's table.
-// {compatible}, {vendor} and so on stand for binary data.
-const wchar_t kCpValues[] = LR"([Control\USB]
-RoleSwitchMode=4:03000000
-[Control\USBFN]
-BOSDescriptor=3:{bos}
-CurrentConfiguration=1:RmNetCompositeConfig|
-IncludeDefaultCfg=4:00000000
-ManufacturerString=1:QUALCOMM|
-ProductString=1:Qualcomm_Composite_Device|
-SerialNumber=1:55378018|
-bDeviceClass=4:00000000
-bDeviceProtocol=4:00000000
-bDeviceSubClass=4:00000000
-iManufacturer=4:01000000
-iProduct=4:02000000
-iSerialNumber=4:03000000
-idProduct=4:01900000
-idVendor=4:C6050000
-[Control\USBFN\Configurations\Default]
-InterfaceList=7:MTP|IpOverUsb|VidStream||
-MSOSCompatIdDescriptor=3:{compatible}
-[Control\USBFN\Configurations\RmNetCompositeConfig]
-InterfaceList=7:DIAG|NMEA|MODEM|RMNET||
-bMaxPower=4:FA000000
-bmAttributes=4:80000000
-[Control\USBFN\Default]
-ManufacturerString=1:Microsoft|
-ProductString=1:Windows 10 Mobile Device|
-bDeviceClass=4:00000000
-bDeviceProtocol=4:00000000
-bDeviceSubClass=4:00000000
-bcdDevice=4:01000000
-iManufacturer=4:01000000
-iProduct=4:02000000
-iSerialNumber=4:03000000
-idProduct=4:CAF00000
-idVendor=4:5E040000
-[Control\USBFN\Interfaces\IpOverUsb]
-InterfaceDescriptor=3:{vendor}
-InterfaceGuid=1:{30613563-7df3-4afb-80e0-e8c427c7e9bf}|
-MSOSExtendedPropertyDescriptor=3:{ipoverusb}
-[Control\USBFN\Interfaces\MTP]
-InterfaceDescriptor=3:{mtp}
-InterfaceGuid=1:{61fd7822-e8d4-44c4-9065-aaad0a3beff0}|
-[Control\USBFN\Interfaces\VidStream]
-InterfaceDescriptor=3:{vendor}
-InterfaceGuid=1:{31648E59-6FCB-4D81-9C97-D00999B0459A}|
-MSOSExtendedPropertyDescriptor=3:{vidstream}
-[Services\QCDIAGROUTER]
-TransportType=4:01000000
-[Services\QCUSBFNSS\Parameters]
-EnableU1U2=4:00000000
-)";
-const wchar_t kApValues[] = L"[Services\\QCDIAGROUTER]\nTransportType=4:02000000\n";
-
-std::wstring Hex(const void* data, std::size_t size) {
-    std::wstring hex;
-    for (std::size_t i = 0; i < size; ++i) {
-        wchar_t digits[3];
-        swprintf(digits, 3, L"%02X", static_cast<const BYTE*>(data)[i]);
-        hex += digits;
-    }
-    return hex;
+// What the document has below its marker.
+std::string DocumentedTable() {
+    std::ifstream file("Z:" PROTOCOL_DOCUMENT, std::ios::binary);
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    const std::string marker = "<!-- usbtable -->\n";
+    return text.substr(std::min(text.find(marker), text.size() - marker.size()) + marker.size());
 }
 
-std::wstring HexOfText(const std::wstring& text) {
-    return Hex(text.c_str(), (text.size() + 1) * sizeof(wchar_t));
-}
-
-std::wstring HexOfDword(const wchar_t* head, const wchar_t* name, const wchar_t* value) {
-    return head + HexOfText(name) + L"04000000" + value;
-}
-
-std::wstring ExtendedProperties(const wchar_t* guid) {
-    return L"74010000" L"000105000500"
-           L"84000000" L"01000000" L"2800" + HexOfText(L"DeviceInterfaceGUID") +
-           L"4E000000" + HexOfText(guid) +
-           HexOfDword(L"36000000" L"04000000" L"2400", L"DeviceIdleEnabled", L"01000000") +
-           HexOfDword(L"34000000" L"04000000" L"2200", L"DefaultIdleState", L"01000000") +
-           HexOfDword(L"38000000" L"04000000" L"2600", L"DefaultIdleTimeout", L"10270000") +
-           HexOfDword(L"44000000" L"04000000" L"3200", L"UserSetDeviceIdleEnabled", L"01000000");
-}
-
-std::wstring CpValues() {
-    const std::pair<std::wstring, std::wstring> binaries[] = {
-        {L"{bos}", L"050F160002" L"07100202000000" L"0A1003000E0001076500"},
-        {L"{compatible}", L"58000000" L"0001" L"0400" L"03" L"00000000000000"
-            L"0001" L"4D54500000000000" L"0000000000000000" L"000000000000"
-            L"0101" L"57494E5553420000" L"0000000000000000" L"000000000000"
-            L"0201" L"57494E5553420000" L"0000000000000000" L"000000000000"},
-        {L"{mtp}", L"090400000306010100" L"07058102000200" L"07050202000200" L"07058303400004"},
-        {L"{vendor}", L"0904000002FFFFFF00" L"07058102000200" L"07050202000200"},
-        {L"{vendor}", L"0904000002FFFFFF00" L"07058102000200" L"07050202000200"},
-        {L"{ipoverusb}", ExtendedProperties(L"{26fedc4e-6ac3-4241-9e4d-e3d4b2c5c534}")},
-        {L"{vidstream}", ExtendedProperties(L"{31648E59-6FCB-4D81-9C97-D00999B0459A}")},
+// The same of the changes of both commands.
+std::string Table(const std::vector<Change>& to_cp, const std::vector<Change>& to_ap) {
+    std::string rows = "| Key | Value | To the modem | Back to Windows |\n|---|---|---|---|\n";
+    std::string dumps;
+    const auto add = [&](const Change& change, const std::wstring& ap) {
+        const std::wstring row = L"| `" + change.key + L"` | `" + change.name + L"` | " +
+                                 change.value + L" | " + ap + L" |\n";
+        rows.append(row.begin(), row.end());
     };
-    std::wstring values = kCpValues;
-    for (const auto& [name, hex] : binaries) {
-        values.replace(values.find(name), name.size(), hex);
-    }
-    return values;
-}
-// clang-format on
-
-// All values of the keys: under "[key]" sorted lines "name=type:data". Strings are shown with every
-// unit, zero as "|"; other data as hexadecimal bytes.
-std::wstring StoredValues() {
-    std::wstring all;
-    for (const wchar_t* key_path : kKeys) {
-        HKEY key;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kControlSet + key_path).c_str(), 0, KEY_READ,
-                          &key)) {
-            continue;
-        }
-        std::set<std::wstring> lines;
-        wchar_t name[100];
-        BYTE data[1000];
-        DWORD type;
-        for (DWORD i = 0, length = 100, size = sizeof(data);
-             RegEnumValueW(key, i, name, &length, nullptr, &type, data, &size) == 0;
-             ++i, length = 100, size = sizeof(data)) {
-            std::wstring text = Hex(data, size);
-            if (type == REG_SZ || type == REG_MULTI_SZ) {
-                text.assign(reinterpret_cast<wchar_t*>(data), size / sizeof(wchar_t));
-                std::replace(text.begin(), text.end(), L'\0', L'|');
+    auto back = to_ap.begin();
+    for (const Change& change : to_cp) {
+        const bool same =
+            back != to_ap.end() && back->key == change.key && back->name == change.name;
+        add(change, same ? (back++)->value : L"not in this place");
+        for (std::size_t i = 0; i < change.bytes.size(); ++i) {
+            char text[200];
+            if (i == 0) {
+                std::snprintf(text, 200, "\n`%ls`, `%ls`:\n", change.key.c_str(),
+                              change.name.c_str());
+                dumps += text;
             }
-            lines.insert(std::wstring(name) + L"=" + std::to_wstring(type) + L":" + text + L"\n");
+            std::snprintf(text, 200, "%s%02x", i % 32 == 0 ? "\n    " : " ",
+                          static_cast<unsigned char>(change.bytes[i]));
+            dumps += text;
         }
-        RegCloseKey(key);
-        if (!lines.empty()) {
-            all += std::wstring(L"[") + key_path + L"]\n";
-        }
-        for (const std::wstring& line : lines) {
-            all += line;
-        }
+        dumps += change.bytes.empty() ? "" : "\n";
     }
-    return all;
+    for (; back != to_ap.end(); ++back) {
+        add({back->key, back->name, L"-"}, back->value);
+    }
+    return rows + dumps;
 }
 
 std::wstring DeleteFailure(const std::wstring& name) {
@@ -208,15 +132,15 @@ class UsbPathChanger : public testing::Test {
                                    L"Services\\QCDIAGROUTER", L"Services\\QCDiagBridge"}) {
             RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kControlSet + key).c_str());
         }
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, (kControlSet + L"Control\\USB").c_str(),
-                           L"RoleSwitchMode");
+        Remove(kControlSet + L"Control\\USB", L"RoleSwitchMode");
     }
 
     // Runs the command and returns what it printed.
     static std::wstring Run(const wchar_t* command) {
         ClearPrintedText();
         wchar_t text[] = L"text";
-        g_opened = 0;
+        g_changes.clear();
+        g_opened.clear();
         g_watch = {true, {}};
         UsbPathChangerCommand(nullptr, command, true, 7, text);
         g_watch.on = false;
@@ -226,41 +150,35 @@ class UsbPathChanger : public testing::Test {
     }
 };
 
-TEST_F(UsbPathChanger, RoutesToModemAndBackAndAgain) {
-    const auto values = std::ranges::count(CpValues(), L'=');
-
+TEST_F(UsbPathChanger, MakesTheDocumentedChangesToTheModemAndBack) {
     // The interface list is deleted first. Its key is there by then, the value is not.
     EXPECT_EQ(Run(kToCp), DeleteFailure(L"InterfaceList"));
-    EXPECT_EQ(g_opened, values + 1) << "the key is opened for every value";
-    EXPECT_EQ(StoredValues(), CpValues());
+    EXPECT_EQ(g_opened.size(), g_changes.size()) << "the key is opened for every value";
+    std::vector<Change> to_cp = g_changes;
+    const auto list = std::ranges::find(to_cp, L"deleted", &Change::value);
+    ASSERT_TRUE(list != to_cp.end() && list[0].key == list[1].key && list[1].name == list[0].name);
+    to_cp.erase(list);
 
-    // The diagnostic bridge's "Start" is deleted too.
     Store(kControlSet + L"Services\\QCDiagBridge", L"Start", 9);
     EXPECT_EQ(Run(kToAp), L"");
-    EXPECT_EQ(g_opened, values + 1);
-    EXPECT_EQ(StoredValues(), kApValues);
+    EXPECT_EQ(g_opened.size(), g_changes.size());
+    EXPECT_EQ(Table(to_cp, g_changes), DocumentedTable());
 
     // A message for every deletion; "TransportType" is set.
     const std::wstring failures = Run(kToAp);
     EXPECT_TRUE(
         failures.starts_with(DeleteFailure(L"RoleSwitchMode") + DeleteFailure(L"bmAttributes")));
     EXPECT_TRUE(failures.ends_with(DeleteFailure(L"EnableU1U2") + DeleteFailure(L"Start")));
-    EXPECT_EQ(std::ranges::count(failures, L'\n'), values);
-
-    // A value of another type in its place.
-    Store(kControlSet + L"Control\\USBFN\\Configurations\\RmNetCompositeConfig", L"InterfaceList",
-          9);
-    EXPECT_EQ(Run(kToCp), L"");
-    EXPECT_EQ(StoredValues(), CpValues());
+    EXPECT_EQ(std::ranges::count(failures, L'\n'), std::ssize(g_changes) - 1);
 
     EXPECT_EQ(Run(L"USBPATHCHANGER_SMGETMUICSTATUS"), L"");
-    EXPECT_EQ(g_opened, 0);
+    EXPECT_TRUE(g_opened.empty());
 }
 
 TEST_F(UsbPathChanger, SkipsMissingKeysWithoutAMessage) {
     // Of the keys that have values to delete, only the first is there.
     EXPECT_EQ(Run(kToAp), DeleteFailure(L"RoleSwitchMode"));
-    EXPECT_EQ(StoredValues(), kApValues);
+    EXPECT_EQ(StoredNumber(kControlSet + L"Services\\QCDIAGROUTER", L"TransportType"), 2);
 }
 
 }  // namespace
