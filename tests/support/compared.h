@@ -1,4 +1,4 @@
-// Comparisons that show the first difference. For EXPECT_PRED_FORMAT2.
+// A comparison that shows the first difference. For EXPECT_PRED_FORMAT2.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,9 +11,3 @@ testing::AssertionResult SameBytes(const char* left_text,
                                    const char* right_text,
                                    const std::string& left,
                                    const std::string& right);
-
-// Two XML documents: the first tag, with the text after it, that differs.
-testing::AssertionResult SameElements(const char* left_text,
-                                      const char* right_text,
-                                      const std::wstring& left,
-                                      const std::wstring& right);
