@@ -14,10 +14,6 @@
 
 namespace {
 
-const wchar_t kGet[] = L"BLEHELPER_GETBLE";
-const wchar_t kSet[] = L"BLEHELPER_SETBLE";
-const wchar_t kIsSupported[] = L"BLEHELPER_ISBLESUPPORT";
-
 const std::wstring kDevice = L"\\\\.\\TesselControl";
 const std::wstring kNoDevice = L"\\\\.\\NoSuchDevice";
 const wchar_t kState[] = L"SOFTWARE\\Tessel Simulator\\ControlDevice";
@@ -51,32 +47,28 @@ void SetInterfaces(const std::vector<std::wstring>& paths) {
     Store(kState, L"Interfaces", REG_MULTI_SZ, list.c_str(), (list.size() + 1) * sizeof(wchar_t));
 }
 
-Report Ask(const wchar_t* command, bool data_bool) {
+// The flag and number of the answer: "true 85".
+std::wstring Ask(const std::wstring& word, bool data_bool) {
+    const std::wstring command = L"BLEHELPER_" + word;
     wchar_t text[] = L"text";
-    BleHelperCommand(nullptr, command, data_bool, -7, text);
-    const std::vector<Report> reports = TakeReports();
-    EXPECT_EQ(reports.size(), 1u);
-    return reports.empty() ? Report{} : reports[0];
+    BleHelperCommand(nullptr, command.c_str(), data_bool, -7, text);
+    std::wstring answer;
+    for (const Report& report : TakeReports()) {
+        EXPECT_TRUE(report.command == command && report.text == L"text");
+        answer += (report.flag ? L"true " : L"false ") + std::to_wstring(report.number);
+    }
+    return answer;
 }
 
 class BleHelper : public testing::Test {
  protected:
     void SetUp() override {
         SetInterfaces({kDevice});
-        Store(kState, L"Value", 0);
-        Store(kState, L"Support", 1);
         std::uint32_t value = 0;
         ASSERT_EQ(0, ReadControlDeviceValue(&value)) << "the driver is not loaded";
-        g_opened.clear();
     }
 
     ~BleHelper() override { SetInterfaces({kDevice}); }
-
-    static void ExpectNoDevice() {
-        EXPECT_EQ(Ask(kGet, true), (Report{kGet, false, 0, L"text"}));
-        EXPECT_EQ(Ask(kSet, true), (Report{kSet, true, -7, L"text"}));
-        EXPECT_EQ(Ask(kIsSupported, true), (Report{kIsSupported, true, 0, L"text"}));
-    }
 };
 
 TEST_F(BleHelper, CarriesOutItsCommands) {
@@ -85,46 +77,42 @@ TEST_F(BleHelper, CarriesOutItsCommands) {
         0xE5A92EF2, 0x3663, 0x46C0, {0xB8, 0xFE, 0xCC, 0x12, 0x8D, 0xBF, 0x13, 0x04}};
     EXPECT_TRUE(IsEqualGUID(kControlDeviceClass, device_class));
 
-    EXPECT_EQ(Ask(kSet, true), (Report{kSet, true, -7, L"text"}));
+    EXPECT_EQ(Ask(L"SETBLE", true), L"true -7");
     EXPECT_EQ(StoredNumber(kState, L"Value"), 85);
-    EXPECT_EQ(Ask(kGet, false), (Report{kGet, true, 85, L"text"}));
-    EXPECT_EQ(Ask(kSet, false), (Report{kSet, false, -7, L"text"}));
+    EXPECT_EQ(Ask(L"GETBLE", false), L"true 85");
+    EXPECT_EQ(Ask(L"SETBLE", false), L"false -7");
     EXPECT_EQ(StoredNumber(kState, L"Value"), 0);
     Store(kState, L"Value", 0xFFFFFFFE);
-    EXPECT_EQ(Ask(kGet, true), (Report{kGet, false, -2, L"text"}));
+    EXPECT_EQ(Ask(L"GETBLE", true), L"false -2");
 
     Store(kState, L"Support", 0x100);
-    EXPECT_EQ(Ask(kIsSupported, false), (Report{kIsSupported, false, 1, L"text"}));
+    EXPECT_EQ(Ask(L"ISBLESUPPORT", false), L"false 1");
     Store(kState, L"Support", 0);
-    EXPECT_EQ(Ask(kIsSupported, true), (Report{kIsSupported, true, 0, L"text"}));
+    EXPECT_EQ(Ask(L"ISBLESUPPORT", true), L"true 0");
 }
 
-TEST_F(BleHelper, WithoutADeviceNothingIsOpened) {
-    Remove(kState, L"Interfaces");
-    ExpectNoDevice();
-    EXPECT_TRUE(g_opened.empty());
-}
-
-TEST_F(BleHelper, OnlyTheFirstDeviceIsUsed) {
-    Store(kState, L"Value", 85);
-    SetInterfaces({kDevice, kNoDevice});
-    EXPECT_TRUE(Ask(kGet, false).flag);
-    EXPECT_EQ(g_opened, (std::vector<std::wstring>{kDevice}));
-    SetInterfaces({kNoDevice, kDevice});
-    ExpectNoDevice();
-    EXPECT_EQ(g_opened.back(), kNoDevice);
-}
-
-TEST_F(BleHelper, AListThatDoesNotFitIsNoDevice) {
-    Store(kState, L"Value", 85);
+TEST_F(BleHelper, UsesTheFirstDeviceOfAListThatFits) {
     // With both terminators and the empty string at the end: 256 characters.
-    std::wstring second(256 - kDevice.size() - 3, L'x');
-    SetInterfaces({kDevice, second});
-    EXPECT_TRUE(Ask(kGet, false).flag);
-    g_opened.clear();
-    SetInterfaces({kDevice, second + L'x'});
-    ExpectNoDevice();
-    EXPECT_TRUE(g_opened.empty());
+    const std::wstring second(256 - kDevice.size() - 3, L'x');
+    const struct {
+        std::vector<std::wstring> list;
+        std::wstring opened;
+    } lists[] = {{{kDevice, kNoDevice}, kDevice},
+                 {{kDevice, second}, kDevice},
+                 {{kNoDevice, kDevice}, kNoDevice},
+                 {{kDevice, second + L'x'}, L""},
+                 {{}, L""}};
+    Store(kState, L"Value", 85);
+    Store(kState, L"Support", 1);
+    for (const auto& [list, opened] : lists) {
+        SetInterfaces(list);
+        g_opened.clear();
+        const bool works = opened == kDevice;
+        EXPECT_EQ(Ask(L"GETBLE", true), works ? L"true 85" : L"false 0");
+        EXPECT_EQ(Ask(L"SETBLE", true), L"true -7");
+        EXPECT_EQ(Ask(L"ISBLESUPPORT", true), works ? L"true 1" : L"true 0");
+        EXPECT_EQ(g_opened, std::vector<std::wstring>(opened.empty() ? 0 : 3, opened));
+    }
 }
 
 }  // namespace
