@@ -54,14 +54,6 @@ Raised RaiseEverywhere(DWORD code) {
     return raised;
 }
 
-std::wstring List(const std::map<DWORD, int>& codes) {
-    std::wstring list;
-    for (const auto& [code, times] : codes) {
-        list += Format(L" 0x%lx %d times", code, times);
-    }
-    return list.empty() ? L" nothing" : list;
-}
-
 // When a client dies.
 enum Moment { kBefore, kIn, kAfter, kAmid, kMoments };
 
@@ -94,7 +86,7 @@ void CheckRaisingClients(Run& run) {
             Format(L"raising.0x%lx", kCodes[i]),
             Format(
                 L"told%ls; its processes ended with%ls; served next: %lu of %lu; service %lu, %lu",
-                List(raised.ends).c_str(), List(raised.deaths).c_str(), raised.served,
+                Counts(raised.ends).c_str(), Counts(raised.deaths).c_str(), raised.served,
                 kCommandCount, before, after));
     }
 }

@@ -23,26 +23,18 @@ constexpr MIDL_STUB_DESC Descriptor(const RPC_CLIENT_INTERFACE* interface_descri
                                     unsigned long version,
                                     ULONG_PTR flags,
                                     const MIDL_STUBLESS_PROXY_INFO* proxy) {
-    return {Writable(interface_description),
-            MIDL_user_allocate,
-            MIDL_user_free,
-            {&g_unusedBinding},
-            nullptr,
-            nullptr,
-            nullptr,
-            nullptr,
-            kTypeFormatString,
-            1,
-            version,
-            nullptr,
-            kMidlVersion,
-            nullptr,
-            nullptr,
-            nullptr,
-            flags,
-            nullptr,
-            Writable(proxy),
-            0};
+    MIDL_STUB_DESC descriptor = {};
+    descriptor.RpcInterfaceInformation = Writable(interface_description);
+    descriptor.pfnAllocate = MIDL_user_allocate;
+    descriptor.pfnFree = MIDL_user_free;
+    descriptor.IMPLICIT_HANDLE_INFO.pAutoHandle = &g_unusedBinding;
+    descriptor.pFormatTypes = kTypeFormatString;
+    descriptor.fCheckBounds = 1;
+    descriptor.Version = version;
+    descriptor.MIDLVersion = kMidlVersion;
+    descriptor.mFlags = flags;
+    descriptor.Reserved4 = Writable(proxy);
+    return descriptor;
 }
 
 constinit const RPC_DISPATCH_FUNCTION kNdr20Functions[] = {DispatchNdr20, nullptr};
@@ -117,43 +109,39 @@ constinit const RPC_CLIENT_INTERFACE kNdr64Interface = {
 constinit const MIDL_STUB_DESC kNdr64Descriptor =
     Descriptor(&kNdr64Interface, kStubVersion, kStubFlags, &kNdr64Proxy);
 
-void OpenInNdr20(handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
-    NdrClientCall2(Writable(&kNdr20Descriptor), Ndr20Format(kOpen), binding, context);
-}
-
-void RequestInNdr20(REQUEST_CONTEXT_HANDLE context,
-                    const wchar_t* command,
-                    boolean flag,
-                    long number,
-                    wchar_t* text) {
-    NdrClientCall2(Writable(&kNdr20Descriptor), Ndr20Format(kRequest), context, command, flag,
-                   number, text);
-}
-
-void CloseInNdr20(REQUEST_CONTEXT_HANDLE* context) {
-    NdrClientCall2(Writable(&kNdr20Descriptor), Ndr20Format(kClose), context);
-}
-
-void OpenInNdr64(handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
-    NdrClientCall3(Writable(&kNdr64Proxy), kOpen, nullptr, binding, context);
-}
-
-void RequestInNdr64(REQUEST_CONTEXT_HANDLE context,
-                    const wchar_t* command,
-                    boolean flag,
-                    long number,
-                    wchar_t* text) {
-    NdrClientCall3(Writable(&kNdr64Proxy), kRequest, nullptr, context, command, flag, number, text);
-}
-
-void CloseInNdr64(REQUEST_CONTEXT_HANDLE* context) {
-    NdrClientCall3(Writable(&kNdr64Proxy), kClose, nullptr, context);
-}
-
 }  // namespace
 
 constinit const MIDL_STUB_DESC kNdr20Descriptor =
     Descriptor(&kNdr20Interface, kNdr20Version, kNdr20Flags, nullptr);
 
-const ClientHalf kNdr20Half = {OpenInNdr20, RequestInNdr20, CloseInNdr20};
-const ClientHalf kNdr64Half = {OpenInNdr64, RequestInNdr64, CloseInNdr64};
+const ClientHalf kNdr20Half = {
+    [](handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
+        NdrClientCall2(Writable(&kNdr20Descriptor), Ndr20Format(kOpen), binding, context);
+    },
+    [](REQUEST_CONTEXT_HANDLE context,
+       const wchar_t* command,
+       boolean flag,
+       long number,
+       wchar_t* text) {
+        NdrClientCall2(Writable(&kNdr20Descriptor), Ndr20Format(kRequest), context, command, flag,
+                       number, text);
+    },
+    [](REQUEST_CONTEXT_HANDLE* context) {
+        NdrClientCall2(Writable(&kNdr20Descriptor), Ndr20Format(kClose), context);
+    }};
+
+const ClientHalf kNdr64Half = {[](handle_t binding, REQUEST_CONTEXT_HANDLE* context) {
+                                   NdrClientCall3(Writable(&kNdr64Proxy), kOpen, nullptr, binding,
+                                                  context);
+                               },
+                               [](REQUEST_CONTEXT_HANDLE context,
+                                  const wchar_t* command,
+                                  boolean flag,
+                                  long number,
+                                  wchar_t* text) {
+                                   NdrClientCall3(Writable(&kNdr64Proxy), kRequest, nullptr,
+                                                  context, command, flag, number, text);
+                               },
+                               [](REQUEST_CONTEXT_HANDLE* context) {
+                                   NdrClientCall3(Writable(&kNdr64Proxy), kClose, nullptr, context);
+                               }};

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <map>
 #include <string>
 
 #include "client/finding.h"
@@ -24,6 +25,8 @@ struct Run {
 
 // As std::swprintf formats it, up to 1023 units.
 std::wstring Format(const wchar_t* format, ...);
+// " 0x5 3 times" and so on, for codes and how often there were.
+std::wstring Counts(const std::map<DWORD, int>& codes);
 // "done" for 0, otherwise the error.
 std::wstring Outcome(DWORD status);
 

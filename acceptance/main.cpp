@@ -154,26 +154,15 @@ bool ParseOptions(wchar_t** words, Options& options) {
     return true;
 }
 
-// Date, system, processor, and whether this is an administrator.
+// What and where this is; `tesselctl --report` says more of the machine.
 std::wstring SystemText() {
-    OSVERSIONINFOW version = {};
-    version.dwOSVersionInfoSize = sizeof(version);
-    using RtlGetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
-    reinterpret_cast<RtlGetVersion>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")))(&version);
     SYSTEM_INFO system = {};
     GetNativeSystemInfo(&system);
-    SYSTEMTIME time = {};
-    GetSystemTime(&time);
-    return Format(
-        L"%04d-%02d-%02d %02d:%02d UTC, "
-        L"tessel-acceptance " TESSEL_VERSION L", %ls %lu.%lu.%lu, %ls, %lu processors%ls",
-        time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
-        IsWine() ? L"Wine as Windows" : L"Windows", version.dwMajorVersion, version.dwMinorVersion,
-        version.dwBuildNumber,
-        system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64 ? L"ARM64" : L"x64",
-        system.dwNumberOfProcessors,
-        OpenInstalledService(SERVICE_STOP) ? L", as an administrator" : L"");
+    const bool arm64 = system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64;
+    return Format(L"tessel-acceptance " TESSEL_VERSION L", %ls on %ls, %lu processors%ls",
+                  IsWine() ? L"Wine" : L"Windows", arm64 ? L"ARM64" : L"x64",
+                  system.dwNumberOfProcessors,
+                  OpenInstalledService(SERVICE_STOP) ? L", as an administrator" : L"");
 }
 
 // Runs the item in a process of its own, which it cannot keep or break for the others, and hands
@@ -255,6 +244,14 @@ std::wstring Format(const wchar_t* format, ...) {
     std::vswprintf(text, std::size(text), format, arguments);
     va_end(arguments);
     return text;
+}
+
+std::wstring Counts(const std::map<DWORD, int>& codes) {
+    std::wstring text;
+    for (const auto& [code, times] : codes) {
+        text += Format(L" 0x%lx %d times", code, times);
+    }
+    return text.empty() ? L" nothing" : text;
 }
 
 std::wstring Outcome(DWORD status) {

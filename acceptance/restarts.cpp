@@ -109,11 +109,9 @@ void CheckStopUnderLoad(Run& run, SC_HANDLE service) {
         const std::lock_guard guard(lock);
         ++ends[echo.status];
     });
-    text += L"; the clients:";
-    for (const auto& [status, count] : ends) {
-        text += Format(L" %d %ls", count, Outcome(status).c_str());
-    }
-    run.Add(stopped, L"stopping.busy", Format(L"%d clients at work; ", clients) + text);
+    run.Add(stopped, L"stopping.busy",
+            Format(L"%d clients at work; ", clients) + text + L"; the clients were told" +
+                Counts(ends));
 }
 
 // A client stands in its callback. What the service manager shows meanwhile is Windows' own.
