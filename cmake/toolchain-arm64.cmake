@@ -1,30 +1,47 @@
-# Zig's clang for ARM64 Windows: the programs that ship, run under emulation on the development machine.
+# Debian's clang for ARM64 Windows, with runtimes that llvm/build makes: the programs that ship. They run under
+# emulation on the development machine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(ZIG_DIRECTORY "${CMAKE_CURRENT_LIST_DIR}/zig" CACHE INTERNAL "")
-set(CMAKE_C_COMPILER ${ZIG_DIRECTORY}/bin/cc)
-set(CMAKE_CXX_COMPILER ${ZIG_DIRECTORY}/bin/c++)
-set(CMAKE_C_COMPILER_TARGET aarch64-windows-gnu)
-set(CMAKE_CXX_COMPILER_TARGET aarch64-windows-gnu)
-set(CMAKE_AR ${ZIG_DIRECTORY}/bin/ar)
-set(CMAKE_RANLIB ${ZIG_DIRECTORY}/bin/ranlib)
-set(CMAKE_DLLTOOL ${ZIG_DIRECTORY}/bin/dlltool)
-set(CMAKE_WIDL x86_64-w64-mingw32-widl)
-set(TESSEL_MACHINE arm64)
+# Build folders that share the runtimes name their folder in the environment when they are configured first.
+set(TESSEL_LLVM "$ENV{TESSEL_LLVM}" CACHE PATH "The folder of the runtimes")
+if(NOT TESSEL_LLVM)
+  set(TESSEL_LLVM "${CMAKE_CURRENT_LIST_DIR}/../build/llvm")
+endif()
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TESSEL_LLVM)
+set(CMAKE_C_COMPILER clang-19)
+set(CMAKE_CXX_COMPILER clang++-19)
+set(CMAKE_C_COMPILER_TARGET aarch64-w64-mingw32)
+set(CMAKE_CXX_COMPILER_TARGET aarch64-w64-mingw32)
+set(CMAKE_C_FLAGS_INIT "--config=${TESSEL_LLVM}/arm64.cfg")
+set(CMAKE_CXX_FLAGS_INIT "--config=${TESSEL_LLVM}/arm64.cfg")
+set(CMAKE_AR llvm-ar-19)
+set(CMAKE_RANLIB llvm-ranlib-19)
+set(CMAKE_DLLTOOL llvm-dlltool-19)
+# CMake's own list names more of Windows than the runtimes have import libraries for.
+set(CMAKE_C_STANDARD_LIBRARIES "" CACHE STRING "")
+set(CMAKE_CXX_STANDARD_LIBRARIES "" CACHE STRING "")
+set(CMAKE_FIND_ROOT_PATH ${TESSEL_LLVM}/sysroot)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/arm64-run)
 
-# Resources are the same for every machine until the linker has them: x64's compiler serves.
-set(TESSEL_WINDRES x86_64-w64-mingw32-windres --preprocessor=cat -O res)
-set(TESSEL_RESOURCE_SUFFIX .res)
-
-# Zig compiles its runtime anew for each level of optimisation: one level for everything, and no program
-# linked by CMake's own checks. The smaller one: nothing here waits for the processor.
+set(TESSEL_MACHINE arm64)
+set(TESSEL_NATIVE OFF)
+# The smaller code: nothing here waits for the processor.
 set(TESSEL_OPTIMISATION -Os)
-set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+# The symbols go into a .pdb. The program knows it by its bare name, and no command line goes into it.
+set(TESSEL_DEBUG_INFORMATION -gcodeview -gno-codeview-command-line)
+set(TESSEL_LINK_OPTIONS
+  -Wl,--pdb= -Wl,-Xlink=-pdbaltpath:%_PDB% -Wl,-Xlink=-brepro -Wl,--icf=safe)
+# For __try.
+set(TESSEL_TRY_OPTIONS -fms-extensions)
+set(TESSEL_WINDRES llvm-windres-19 --target=aarch64-w64-mingw32 -O coff)
+set(TESSEL_DLLTOOL_MACHINE arm64)
+set(TESSEL_IMPORTS capability)
 
 get_property(in_try_compile GLOBAL PROPERTY IN_TRY_COMPILE)
 if(NOT in_try_compile)
-  message(STATUS "Preparing the ARM64 compiler")
-  execute_process(COMMAND ${ZIG_DIRECTORY}/install ${CMAKE_CXX_COMPILER_TARGET} ${TESSEL_OPTIMISATION}
-                  COMMAND_ERROR_IS_FATAL ANY)
+  message(STATUS "Preparing the runtimes for ARM64")
+  execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/llvm/build ${TESSEL_LLVM} COMMAND_ERROR_IS_FATAL ANY)
 endif()

@@ -1,17 +1,12 @@
 # Runs ARM64 Windows programs on an x64 machine: Debian's ARM64 Wine under an emulator, in private namespaces
 # that leave the machine as it is. Sourced through wine.sh (TESSEL_MACHINE=arm64), whose functions it replaces.
 
+. "$TESSEL_ROOT/scripts/debian13.sh"
 ARM64_RUNTIME=$TESSEL_ROOT/build/arm64-runtime
 ARM64_ROOT=$ARM64_RUNTIME/root
 export WINEPREFIX=${TESSEL_PREFIX:-$TESSEL_ROOT/build/wine-arm64}
 # With the emulator's own choice of processor Wine never ends; without the locale, names of files are ASCII.
 export QEMU_CPU=cortex-a72 LC_ALL=C.UTF-8
-
-# The mirror that the machine has its own Debian packages from.
-arm64_mirror() {
-    apt-get indextargets --format '$(CREATED_BY) $(LABEL) $(COMPONENT) $(REPO_URI)' 2>/dev/null |
-        sed -n 's/^Packages Debian main //p' | head -n 1
-}
 
 # Downloads Wine for ARM64 and what it needs, with lists and state of its own, and unpacks it; quick when
 # that is done.
@@ -27,35 +22,11 @@ arm64_runtime_ready() {
 }
 
 arm64_download() {
-    local apt=$ARM64_RUNTIME/apt keyring=/usr/share/keyrings/debian-archive-keyring.gpg mirror package
-    mirror=$(arm64_mirror)
-    if [ -z "$mirror" ] && [ "$(id -u)" -eq 0 ]; then
-        apt-get update -q
-        mirror=$(arm64_mirror)
-    fi
-    [ -n "$mirror" ] || { echo "apt knows no Debian mirror: run apt-get update"; return 1; }
+    local apt=$ARM64_RUNTIME/apt package
     rm -rf "$ARM64_ROOT" "$apt"
-    mkdir -p "$apt"/{state/lists/partial,cache/archives/partial,packages} "$ARM64_ROOT" || return 1
-    : >"$apt/status"
-    echo "deb [arch=arm64 signed-by=$keyring] $mirror trixie main" >"$apt/sources.list"
-    cat >"$apt/apt.conf" <<END
-APT::Architecture "arm64";
-APT::Architectures { "arm64"; };
-APT::Sandbox::User "root";
-Acquire::Languages "none";
-Dir::Etc::SourceList "$apt/sources.list";
-Dir::Etc::SourceParts "/dev/null";
-Dir::Etc::Preferences "/dev/null";
-Dir::Etc::PreferencesParts "/dev/null";
-Dir::State "$apt/state";
-Dir::State::Status "$apt/status";
-Dir::Cache "$apt/cache";
-APT::Update::Post-Invoke { };
-#clear APT::Update::Post-Invoke-Success;
-END
+    mkdir -p "$apt/packages" "$ARM64_ROOT" || return 1
     (
-        export APT_CONFIG=$apt/apt.conf
-        cd "$apt/packages" && apt-get update -q &&
+        debian13 "$apt" deb arm64 && cd "$apt/packages" &&
             apt-get download -q libc6 libc-bin libgcc-s1 libwine wine64
     ) || return 1
     for package in "$apt"/packages/*.deb; do

@@ -23,13 +23,21 @@ namespace {
 
 __time64_t g_now = 0;
 
-__time64_t __cdecl FixedTime(__time64_t* result) {
+}  // namespace
+
+// Under the function's own name too: the universal C runtime's headers do not call it through the
+// import pointer.
+extern "C" __time64_t FixedTime(__time64_t* result) __asm__("_time64");
+
+__time64_t FixedTime(__time64_t* result) {
     if (result != nullptr) {
         *result = g_now;
     }
     return g_now;
 }
 REPLACE_IMPORT(_time64, FixedTime);
+
+namespace {
 
 constexpr char kLog[] = "C:\\TesselServicelog.txt";
 
