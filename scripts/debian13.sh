@@ -2,7 +2,6 @@
 
 # The mirror that the machine has its own Debian packages from.
 debian_mirror() {
-    # shellcheck disable=SC2016
     apt-get indextargets --format '$(CREATED_BY) $(LABEL) $(COMPONENT) $(REPO_URI)' 2>/dev/null |
         sed -n 's/^Packages Debian main //p' | head -n 1
 }

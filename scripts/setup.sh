@@ -26,13 +26,11 @@ install_packages() {
 
 # For the x64 programs the compiler, the interface compiler and Wine.
 X64_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64)
-# For the ARM64 programs the same, and the emulator that runs them.
-ARM64_PACKAGES=(ca-certificates cmake ninja-build binutils-mingw-w64-x86-64 mingw-w64-tools
-    qemu-user-static debian-archive-keyring)
-# Other sources than Debian's have npm inside nodejs.
-command -v npm >/dev/null || ARM64_PACKAGES+=(nodejs npm)
+# For the ARM64 programs the compiler, what its runtimes are built with, and the emulator that runs programs.
+ARM64_PACKAGES=(clang-19 lld-19 llvm-19 cmake ninja-build make python3-minimal bzip2 xz-utils ca-certificates
+    debian-archive-keyring qemu-user-static)
 # For the checks of the sources and for fuzzing.
-LINT_PACKAGES=(clang-format clang-tidy)
+LINT_PACKAGES=(clang-format clang-tidy shellcheck)
 FUZZ_PACKAGES=(cmake ninja-build clang libclang-rt-14-dev)
 
 setup_x64() { install_packages "${X64_PACKAGES[@]}"; }

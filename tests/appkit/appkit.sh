@@ -16,4 +16,4 @@ expect "example" 0 $'screen mode 5\nno SIM card was read' app example_client
 expect "restart" 0 $'1 no error\n0 the service is not running\n3 no error' app kitclient
 expect "eight threads" 0 "0 answers are wrong" app kitclient "$([ "$TESSEL_MACHINE" = x64 ] && echo 200 || echo 20)"
 tessel_service -remove >/dev/null
-[ $failures -eq 0 ]
+[ "$failures" -eq 0 ]

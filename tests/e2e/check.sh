@@ -27,7 +27,7 @@ finds() {
 changes() {
     local lines status
     lines=$(tesselctl "$1" --json)
-    for status in failed "not here" done unchanged; do
+    for status in failed "not here" "done" unchanged; do
         printf '%s %s ' "$status" "$(grep -c "\"status\":\"$status\"" <<<"$lines")"
     done
 }
@@ -116,7 +116,7 @@ done
 
 notebook_modem_set ReadyState 2
 [ -z "$driver" ] || notebook_control_device_set Fail 1
-check $([ -n "$driver" ] && echo 1 || echo 0)
+check "$([ -n "$driver" ] && echo 1 || echo 0)"
 finds warning modem.state "no SIM card"
 [ -z "$driver" ] || finds fault device "the service gets no switch from it"
 notebook_modem_remove
@@ -135,4 +135,4 @@ expect_part "grant without" 0 "key $settings" tesselctl --grant --without usb
 tessel_service -remove >/dev/null
 notebook_control_device_unload
 echo "check: $failures failed"
-[ $failures -eq 0 ]
+[ "$failures" -eq 0 ]

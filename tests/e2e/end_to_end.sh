@@ -135,4 +135,4 @@ if [ -n "$widl" ]; then
 fi
 
 echo "end to end: $failures failed"
-[ $failures -eq 0 ]
+[ "$failures" -eq 0 ]

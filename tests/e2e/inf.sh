@@ -102,4 +102,4 @@ expect_part "remove what was installed by hand" 0 "is removed" tessel_service -r
 rm -rf "$package" "$notebook"/Store*
 
 echo "driver package: $failures failed"
-[ $failures -eq 0 ]
+[ "$failures" -eq 0 ]

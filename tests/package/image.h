@@ -87,7 +87,3 @@ class Image {
 // The four programs that ship, those of ARM64 too: ../../test builds both machines before it tests.
 inline const char* const kServices[] = {X64_SERVICE, ARM64_SERVICE};
 inline const char* const kClients[] = {X64_CLIENT, ARM64_CLIENT};
-
-// Holds the stub tables of a program against what is written down for them, and gives the addresses
-// of all that they name.
-std::map<std::string, std::uint64_t> CheckStubTables(const Image& image, bool is_service);

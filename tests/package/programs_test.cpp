@@ -1,11 +1,8 @@
 // What the linked programs promise, read from their files.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "tests/package/image.h"
 
@@ -19,25 +16,17 @@ const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security
                                             "rpcrt4.dll",   "ucrtbase.dll",
                                             "version.dll",  "wevtapi.dll"};
 
-// The addresses of the import slots, by function.
-std::map<std::string, std::uint64_t> Imports(const Image& image, std::set<std::string>* dlls) {
-    std::map<std::string, std::uint64_t> slots;
-    auto [at, size] = image.Directory(IMAGE_DIRECTORY_ENTRY_IMPORT);
-    for (;; at += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
+std::set<std::string> ImportedDlls(const Image& image) {
+    std::set<std::string> dlls;
+    for (std::uint64_t at = image.Directory(IMAGE_DIRECTORY_ENTRY_IMPORT).first;;
+         at += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
         const auto dll = image.Read<IMAGE_IMPORT_DESCRIPTOR>(at);
         if (dll.Name == 0) {
-            return slots;
+            return dlls;
         }
         std::string name = image.Text(image.Base() + dll.Name);
         CharLowerA(name.data());
-        dlls->insert(name);
-        for (std::uint64_t i = 0;; i += sizeof(std::uint64_t)) {
-            const auto hint = image.Read<std::uint64_t>(image.Base() + dll.FirstThunk + i);
-            if (hint == 0) {
-                break;
-            }
-            slots[image.Text(image.Base() + hint + 2)] = image.Base() + dll.FirstThunk + i;
-        }
+        dlls.insert(name);
     }
 }
 
@@ -45,10 +34,9 @@ TEST(ProgramsTest, NeedOnlyWindowsAndAreProtected) {
     for (const char* path : {kServices[0], kServices[1], kClients[0], kClients[1]}) {
         SCOPED_TRACE(path);
         const Image image(path);
-        std::set<std::string> dlls;
-        Imports(image, &dlls);
-        for (const std::string& dll : dlls) {
-            EXPECT_TRUE(kWindowsDlls.contains(dll)) << dll;
+        for (const std::string& dll : ImportedDlls(image)) {
+            // The universal C runtime is a part of Windows, in DLLs by subject.
+            EXPECT_TRUE(dll.starts_with("api-ms-win-crt-") || kWindowsDlls.contains(dll)) << dll;
         }
         constexpr WORD kProtections = IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
                                       IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
@@ -67,142 +55,49 @@ TEST(ProgramsTest, TheServiceHasItsAssertion) {
     }
 }
 
-// A function as the unwinder knows it, and whether an exception that passes it runs code of ours.
-struct Function {
-    std::uint64_t begin;
-    std::uint64_t end;
-    bool has_handler;
-};
-
-bool HasHandlerX64(const Image& image, std::uint64_t unwind_info) {
-    const auto head = image.Read<std::uint32_t>(unwind_info);
-    const unsigned flags = (head & 0xFF) >> 3;
-    if ((flags & UNW_FLAG_CHAININFO) != 0) {
-        const unsigned codes = (head >> 16) & 0xFF;
-        const auto parent = image.Read<RUNTIME_FUNCTION>(unwind_info + 4 + 2 * ((codes + 1) & ~1U));
-        return HasHandlerX64(image, image.Base() + parent.UnwindData);
-    }
-    return (flags & (UNW_FLAG_EHANDLER | UNW_FLAG_UHANDLER)) != 0;
-}
-
-std::vector<Function> Functions(const Image& image) {
-    std::vector<Function> functions;
-    const auto [table, size] = image.Directory(IMAGE_DIRECTORY_ENTRY_EXCEPTION);
-    const std::size_t row = image.IsArm64() ? 8 : 12;
-    for (std::uint64_t at = table; at + row <= table + size; at += row) {
-        const std::uint64_t begin = image.Base() + image.Read<std::uint32_t>(at);
-        const auto second = image.Read<std::uint32_t>(at + 4);
-        if (!image.IsArm64()) {
-            const auto unwind_info = image.Read<std::uint32_t>(at + 8);
-            functions.push_back(
-                {begin, image.Base() + second, HasHandlerX64(image, image.Base() + unwind_info)});
-        } else if ((second & 3) != 0) {
-            // Packed: its length in instructions, and no room for a handler.
-            functions.push_back({begin, begin + ((second >> 2) & 0x7FF) * 4, false});
-        } else {
-            const auto head = image.Read<std::uint32_t>(image.Base() + second);
-            functions.push_back({begin, begin + (head & 0x3FFFF) * 4, ((head >> 20) & 1) != 0});
-        }
-    }
-    return functions;
-}
-
-std::int64_t SignExtended(std::uint64_t value, int bits) {
-    return static_cast<std::int64_t>(value << (64 - bits)) >> (64 - bits);
-}
-
-// Where each direct call or jump goes, from where: to a function, or to what an import's slot
-// holds.
-std::multimap<std::uint64_t, std::uint64_t> SitesByTarget(const Image& image) {
-    std::multimap<std::uint64_t, std::uint64_t> sites;
-    for (const IMAGE_SECTION_HEADER& section : image.Sections()) {
-        if ((section.Characteristics & IMAGE_SCN_MEM_EXECUTE) == 0) {
-            continue;
-        }
-        const std::uint64_t start = image.Base() + section.VirtualAddress;
-        const std::string code = image.Bytes(start, section.Misc.VirtualSize + 8);
-        for (std::size_t at = 0; at + 8 <= code.size(); at += image.IsArm64() ? 4 : 1) {
-            const std::uint64_t site = start + at;
-            std::uint32_t words[2];
-            std::memcpy(words, &code[at], sizeof(words));
-            std::int32_t distance = 0;
-            if (image.IsArm64()) {
-                if ((words[0] & 0x7C000000) == 0x14000000) {
-                    sites.emplace(site + SignExtended(words[0] & 0x3FFFFFF, 26) * 4, site);
-                } else if ((words[0] & 0x9F000000) == 0x90000000 &&
-                           (words[1] & 0xFFC00000) == 0xF9400000) {
-                    // adrp and ldr.
-                    const std::int64_t page =
-                        SignExtended((words[0] >> 5 & 0x7FFFF) << 2 | (words[0] >> 29 & 3), 21);
-                    sites.emplace((site & ~0xFFFULL) + page * 4096 + (words[1] >> 10 & 0xFFF) * 8,
-                                  site);
-                }
-            } else if ((words[0] & 0xFE) == 0xE8) {
-                std::memcpy(&distance, &code[at + 1], sizeof(distance));
-                sites.emplace(site + 5 + distance, site);
-            } else if ((words[0] & 0xFFFF) == 0x15FF || (words[0] & 0xFFFF) == 0x25FF) {
-                std::memcpy(&distance, &code[at + 2], sizeof(distance));
-                sites.emplace(site + 6 + distance, site);
+// Every pointer in the image that the loader relocates.
+std::set<std::uint64_t> Pointers(const Image& image) {
+    std::set<std::uint64_t> pointers;
+    const auto [table, size] = image.Directory(IMAGE_DIRECTORY_ENTRY_BASERELOC);
+    for (std::uint64_t block = table; block < table + size;) {
+        const auto head = image.Read<IMAGE_BASE_RELOCATION>(block);
+        for (std::uint64_t at = block + sizeof(head); at < block + head.SizeOfBlock; at += 2) {
+            const auto entry = image.Read<WORD>(at);
+            if (entry >> 12 == IMAGE_REL_BASED_DIR64) {
+                pointers.insert(image.Read<std::uint64_t>(image.Base() + head.VirtualAddress +
+                                                          (entry & 0xFFF)));
             }
         }
+        block += head.SizeOfBlock;
     }
-    return sites;
+    return pointers;
 }
 
-// Whoever is on the stack while an answer is sent: every function from which a chain of direct
-// calls leads to the runtime's NdrClientCall3, and `request`, which calls the families through a
-// table.
-std::vector<Function> OnTheStackOfAnAnswer(const Image& image, std::uint64_t request) {
-    std::set<std::string> dlls;
-    std::map<std::uint64_t, Function> functions;
-    for (const Function& function : Functions(image)) {
-        functions[function.begin] = function;
-    }
-    const auto sites = SitesByTarget(image);
-    // A function that keeps nothing on the stack is unknown to the unwinder: it begins at the last
-    // place before `address` that is called, or behind the last known function.
-    const auto begin_of = [&](std::uint64_t address) {
-        auto known = functions.upper_bound(address);
-        const std::uint64_t known_end = known == functions.begin() ? 0 : (--known)->second.end;
-        return address < known_end ? known->first
-                                   : std::max(known_end, (--sites.upper_bound(address))->first);
-    };
-    std::vector<std::uint64_t> open = {Imports(image, &dlls).at("NdrClientCall3"), request};
-    std::set<std::uint64_t> seen;
-    std::vector<Function> found;
-    while (!open.empty()) {
-        const std::uint64_t target = open.back();
-        open.pop_back();
-        if (!seen.insert(target).second) {
-            continue;
-        }
-        if (functions.contains(target)) {
-            found.push_back(functions[target]);
-        }
-        const auto [first, last] = sites.equal_range(target);
-        for (auto site = first; site != last; ++site) {
-            open.push_back(begin_of(site->second));
-        }
-    }
-    return found;
-}
-
-// A fault with a code of the client's choice passes these frames, and the handlers of both
-// compilers' C++ take some codes for exceptions of their own.
-TEST(ProgramsTest, NothingOnTheStackOfAnAnswerHandlesExceptions) {
-    for (const char* path : kServices) {
+// The compiler of x64 has no Control Flow Guard.
+TEST(ProgramsTest, Arm64ProgramsGuardTheirCalls) {
+    for (const char* path : {kServices[1], kClients[1]}) {
         SCOPED_TRACE(path);
         const Image image(path);
-        const auto tables = CheckStubTables(image, true);
-        const std::vector<Function> functions =
-            OnTheStackOfAnAnswer(image, tables.at("RemoteRequest"));
-        // RemoteRequest and the engine at least; some compilers make the others without a frame.
-        EXPECT_GE(functions.size(), 2U);
-        for (const Function& function : functions) {
-            EXPECT_FALSE(function.has_handler) << std::hex << function.begin;
+        EXPECT_TRUE(image.Headers().OptionalHeader.DllCharacteristics &
+                    IMAGE_DLLCHARACTERISTICS_GUARD_CF);
+        const auto config = image.Read<IMAGE_LOAD_CONFIG_DIRECTORY64>(
+            image.Directory(IMAGE_DIRECTORY_ENTRY_LOAD_CONFIG).first);
+        constexpr DWORD kGuarded =
+            IMAGE_GUARD_CF_INSTRUMENTED | IMAGE_GUARD_CF_FUNCTION_TABLE_PRESENT;
+        EXPECT_EQ(config.GuardFlags & kGuarded, kGuarded);
+        EXPECT_NE(config.GuardCFCheckFunctionPointer, 0U);
+        std::set<std::uint64_t> targets;
+        const std::size_t stride = 4 + (config.GuardFlags >> 28);
+        for (std::size_t i = 0; i < config.GuardCFFunctionCount; ++i) {
+            targets.insert(image.Base() +
+                           image.Read<DWORD>(config.GuardCFFunctionTable + i * stride));
         }
-        // It would be seen: some of the others do.
-        EXPECT_TRUE(std::ranges::any_of(Functions(image), &Function::has_handler));
+        // The functions of all tables: what a client's request, the runtime or a command calls.
+        for (const std::uint64_t pointer : Pointers(image)) {
+            if ((image.Characteristics(pointer) & IMAGE_SCN_MEM_EXECUTE) != 0) {
+                EXPECT_TRUE(targets.contains(pointer)) << std::hex << pointer;
+            }
+        }
     }
 }
 
