@@ -1,4 +1,4 @@
-// Runs the product through the table of failures.
+// Runs every row of the table of failures, and requests without memory.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -37,14 +37,15 @@ int Held() {
 
 }  // namespace
 
-// Not the shared recorder: nothing may be held when the answer is sent, which may never come back.
+// Records an answer and the resources that are held while it is sent. Nothing may be held then: the
+// call may end with an exception.
 void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text) {
     g_heldAtAnswer = Held();
     g_watch.on = false;
     g_answer += (flag ? L"true " : L"false ") + std::to_wstring(number) + L" " + text;
 }
 
-// The C++ library frees with free.
+// The C++ library frees these blocks with free.
 void* operator new(std::size_t size) {
     void* block = CountedCallFails("operator new") ? nullptr : std::malloc(size);
     if (block == nullptr) {
@@ -154,7 +155,7 @@ void CleanUp() {
     DeleteFileW(L"document.txt");
 }
 
-// The notebook before each row.
+// Sets the state of the notebook before each row.
 void Arrange() {
     CleanUp();
     Store(std::wstring(kSettingsKey) + L"\\PenOption", L"ButtonAction", 5);
@@ -183,8 +184,8 @@ void RunProgram(const std::wstring& action) {
     g_watch.on = false;
 }
 
-// Of a modem command the first letters of the profiles and the states of the connections, of a
-// settings command the screen mode and colour profile (-1: none), of others what was noted.
+// The results of an action: of a modem command, the first letters of the profiles and the states of
+// the connections; of a settings command, the screen mode and colour profile (-1: none).
 std::wstring Traces(const std::wstring& action) {
     if (action.starts_with(L"MBNHELPER_")) {
         for (const wchar_t* place : {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"}) {
@@ -204,7 +205,7 @@ std::wstring Traces(const std::wstring& action) {
     return g_traces;
 }
 
-// The log without the lines of the calls themselves.
+// The log without the lines of the requests.
 std::string Logged() {
     std::string log;
     for (const std::string& line : LoggedLines()) {
@@ -254,7 +255,7 @@ TEST(FaultsTest, EveryFailureOfWindowsComesToWhatTheTableSays) {
     RegisterModem(false);
 }
 
-// The answer to a request of which one allocation fails, counted from 1 on, and its traces.
+// The answer to a request and its traces, if the allocation of that number fails (from 1 on).
 std::wstring AnswerWithout(int allocation, const std::wstring& action) {
     g_watch = {};
     Arrange();

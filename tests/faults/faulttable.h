@@ -1,4 +1,4 @@
-// Failures of Windows, one for each way that the product goes on them, and what comes of it.
+// Failures of Windows functions, and the results of each.
 #pragma once
 
 #include <windows.h>
@@ -7,24 +7,23 @@
 #include <cstdint>
 
 struct FaultRow {
-    // Which call of which function fails; 0 counts only. A name that begins with "Fail" is one of
-    // the simulated modem's, whose every call fails.
+    // The function and the number of the call that fails; 0: none fails, calls are counted. A name
+    // that begins with "Fail" is a function of the simulated modem, which fails always.
     const char* function;
     int call;
     std::intptr_t result;
     DWORD last_error;
-    // How often it is called in all: whether the failure stops what is under way. -1: not looked
-    // at.
+    // The number of calls in all, which shows whether the product goes on. -1: not compared.
     int calls;
-    // A request of flag true and number 7 with its text, by default "own text"; or the program's
-    // switch.
+    // A command, with a text other than "own text" after a blank; flag true, number 7. Or the
+    // switch of the program.
     const wchar_t* action;
-    // Flag, number and text of the one answer.
+    // Flag, number and text of the answer.
     const wchar_t* answer;
-    // The log's lines behind the request's own, each ended by ";".
+    // The lines of the log after that of the request, each ended by ";".
     const char* logged = "";
     const wchar_t* printed = L"";
-    // What it leaves behind, if looked at; see Traces in the test.
+    // Its traces, if compared; see Traces in the test.
     const wchar_t* traces = nullptr;
     // Handles, keys, objects, strings and apartments still held.
     int held = 0;
@@ -73,8 +72,8 @@ inline constexpr FaultRow kFaults[] = {
     {"DeviceIoControl", 1, 0, 31, 1, L"BLEHELPER_SETBLE", L"true 7 own text", "", L"", nullptr, 1},
     {"DeviceIoControl", 1, 0, 31, 1, L"BLEHELPER_ISBLESUPPORT", L"true 0 own text", "", L"", nullptr, 1},
 
-    // The modem: the first interface is connected and has the profiles a and b, the second is not and
-    // has the service's own, B.
+    // The modem: the first interface is connected and has the profiles a and b. The second is not
+    // connected and has the profile of the service, B.
     {"CoInitializeEx", 1, E_FAIL, 0, 1, L"MBNHELPER_CHECKSIMSTATUS", L"true 0 own text", "", L"Coinitialize failed"},
     {"CoInitializeEx", 2, E_FAIL, 0, 2, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"Coinitialize failed", L"abB 3 3"},
     {"CoInitializeEx", 6, E_FAIL, 0, 6, L"MBNHELPER_CREATEPROFILE d|apn", L"true 7 d", "", L"Coinitialize failed", L" 1 3"},
@@ -110,14 +109,14 @@ inline constexpr FaultRow kFaults[] = {
     {"OpenSCManagerW", 1, 0, 5, 1, L"-remove", L"", "", L"OpenSCManager failed w/err 0x00000005\n"},
     {"ControlService", 1, 0, 0x426, 1, L"-remove", L"", "", REMOVED},
     {"DeleteService", 1, 0, 0x430, 1, L"-remove", L"", "", STOPPED L"DeleteService failed w/err 0x00000430\n"},
-    // The states that the service goes through from the stop on: 3 is pending, 1 stopped, 4 running.
+    // The states of the service after the stop: 3 is stop-pending, 1 stopped, 4 running.
     {"Sleep", 0, 0, 0, 5, L"-remove 333331", L"", "",
         L"Stopping Tessel Service.....\nTessel Service is stopped.\n" REMOVED},
     {"Sleep", 0, 0, 0, 2, L"-remove 334", L"", "", L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
     {"QueryServiceStatus", 2, 0, 6, 2, L"-remove 333", L"", "",
         L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
 
-    // A run as the service, which is told to stop once it runs.
+    // The program runs as the service and is stopped when it runs.
     {"EventRegister", 1, 5, 0, 1, L"", L"", kStopped,
         USAGE L"Provider not registered. EventRegister failed with 5\n", L"2 work 4 3 1 "},
     {"CreateEventW", 1, 0, 8, 1, L"", L"", "", USAGE, L"threw 8"},

@@ -28,21 +28,20 @@
 
 namespace {
 
-// A request as its family's handler passed it on: with the family's table, and the values.
+// A call of AnswerCommand by the handler of a family: the family's table and the values.
 using Handled = std::tuple<const Command*, const wchar_t*, bool, long, wchar_t*>;
 std::vector<Handled> g_handled;
 
-// The blocks of a context and how often each was freed. They stay allocated, so that a second free
-// does no harm and is counted.
+// The blocks of a context and how often each was freed. They are only counted and stay allocated.
 constexpr std::size_t kBlocks = 1 + kRequestContextSlots;
 std::array<void*, kBlocks> g_watched;
 std::array<std::atomic<int>, kBlocks> g_frees;
 
-// How many slots can be filled until memory runs out, and how many were.
+// How many slots can be filled before memory runs out, and how many were filled.
 std::size_t g_slotsLeft = SIZE_MAX;
 std::size_t g_slotsGiven = 0;
 
-// Takes the place of the runtime's exception, which a test cannot catch.
+// Throws a C++ exception: a test cannot catch the exception of the RPC runtime.
 [[noreturn]] void WINAPI Raise(RPC_STATUS status) {
     throw status;
 }
@@ -61,7 +60,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return block;
 }
 
-// Gives way to other threads before it returns: a block that is freed twice is seen at once.
+// Lets other threads run before it returns, so that one that frees the same block gets its turn.
 extern "C" void free(void* block) {
     const auto watched = std::ranges::find(g_watched, block);
     if (block != nullptr && watched != g_watched.end()) {
@@ -102,7 +101,7 @@ TEST_F(RequestTest, EveryRoutedCommandReachesItsFamilyAloneWithItsValuesUnchange
         EXPECT_EQ(g_handled, std::vector{Handled(table.data(), command, true, -5, text)})
             << command;
     };
-    // protocol_document compares the tables with what the document promises.
+    // The test protocol_document compares the tables with the document.
     for (const auto& table : {kRegistryHelperCommands, kCommonHelperCommands, kMbnHelperCommands,
                               kBleHelperCommands, kUsbPathChangerCommands}) {
         for (const Command& row : table) {
@@ -170,7 +169,7 @@ class ContextTest : public RequestTest {
     }
 };
 
-// Two threads of a client may close one context: both calls get the address of the same slot.
+// Two threads of a client may close one context. Both calls get the address of the same slot.
 TEST_F(ContextTest, ConcurrentClosesFreeEveryBlockOnce) {
     for (int round = 0; round < 20; ++round) {
         REQUEST_CONTEXT_HANDLE context = Open();

@@ -20,8 +20,8 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// The calls that succeeded, in order, with their arguments: texts, numbers, and what is known of an
-// address. A descriptor is shown by its entries.
+// The successful calls in order, with their arguments. An address is shown by a name, a security
+// descriptor by its entries.
 Lines g_calls;
 DWORD g_capabilityCount = 1;
 RPC_BINDING_VECTOR g_vector = {};
@@ -62,7 +62,7 @@ RPC_STATUS Note(std::string call, Arguments... arguments) {
     return RPC_S_OK;
 }
 
-// Gives one SID of a group and as many of the capability as the test says.
+// Returns one group SID and g_capabilityCount capability SIDs.
 BOOL Derive(LPCWSTR name, PSID** groups, DWORD* group_count, PSID** sids, DWORD* count) {
     g_calls.push_back(Narrow(name));
     SimulatedDeriveCapabilitySidsFromName(name, groups, group_count, sids, count);
@@ -70,7 +70,7 @@ BOOL Derive(LPCWSTR name, PSID** groups, DWORD* group_count, PSID** sids, DWORD*
     capabilities[0] = capabilities[1] = (*sids)[0];
     *sids = capabilities;
     *count = g_capabilityCount;
-    // What is the caller's to free.
+    // The caller must free these.
     g_watch.held += 3 + static_cast<int>(g_capabilityCount);
     return TRUE;
 }
@@ -108,14 +108,14 @@ namespace {
 
 constexpr wchar_t kPackage[] = L"BRAMBLEELECTRONICSCoLtd.TesselSettings_k2m8qz4tr7vnb";
 
-// A step of the start: its function, and what is noted of it.
+// A step of the start: its function, and its text in g_calls.
 struct Step {
     const char* function;
     std::string noted;
     bool returns_status = true;
 };
 
-// Written down apart from the product, as is the package: what clients rely on.
+// Clients rely on these values, so they are not taken from the product.
 std::vector<Step> Steps() {
     const std::string capability = Narrow(DeriveCapabilitySidNames(kPackage).capability);
     const std::string entries = " D:(A;;GA;;;WD)(A;;GA;;;" + capability + ")";
@@ -134,7 +134,7 @@ std::vector<Step> Steps() {
     };
 }
 
-// What is noted of the first `count` steps.
+// The texts of the first `count` steps.
 Lines Noted(std::size_t count) {
     Lines noted;
     for (const Step& step : Steps()) {

@@ -1,4 +1,4 @@
-// What widl's server half does not have: it knows no callbacks. The stub descriptor of ours.
+// The stub descriptor for the callback. widl does not make one: it does not support callbacks.
 #include "rpc/stub/stubs.h"
 
 const MIDL_STUB_DESC kServerStubDescriptor = [] {

@@ -1,14 +1,13 @@
-// Another compiler's reading of rpc/stub/tesselservice.idl: widl's NDR 2.0 strings become ours by
-// the differences listed here and no others. widl knows no callbacks, so it takes the callback for
-// the fourth procedure, with an automatic binding; it writes neither NDR64 nor the placement of
-// ARM64.
+// Compares our NDR 2.0 strings with those that widl makes of rpc/stub/tesselservice.idl. Only the
+// differences listed here are allowed. widl does not support callbacks: it takes the callback for
+// the fourth procedure, with an automatic binding. It makes neither NDR64 nor ARM64 tables.
 #include <gtest/gtest.h>
 
 #include "rpc/stub/stubs.h"
 #include "tests/support/compared.h"
 #include "tests/support/hexbytes.h"
 
-// What widl's server stub asks for.
+// The functions that widl's server stub refers to.
 void RemoteOpen(handle_t, REQUEST_CONTEXT_HANDLE*) {}
 void RemoteClose(REQUEST_CONTEXT_HANDLE*) {}
 void RemoteRequest(REQUEST_CONTEXT_HANDLE, const wchar_t*, boolean, long, wchar_t*) {}
@@ -21,7 +20,7 @@ namespace {
 constexpr std::size_t kTypesSize = 39;
 constexpr std::size_t kProceduresSize = 193;
 
-// At `offset` of widl's string stands `widl`, where `ours` stands in ours.
+// The bytes `widl` at `offset` of widl's string are `ours` in our string.
 struct Difference {
     std::size_t offset;
     const char* widl;
@@ -66,7 +65,7 @@ const Difference kProcedures[] = {
     {190, "2400", "1800", kOneString},
 };
 
-// widl's string with the differences made, each of which must be there to make.
+// Replaces the differences in widl's string by our bytes. Every difference must be there.
 template <std::size_t count>
 std::string Ours(const unsigned char* widl,
                  std::size_t size,

@@ -41,7 +41,7 @@ namespace {
 
 constexpr char kLog[] = "C:\\TesselServicelog.txt";
 
-// Opened while the program holds it open for writing: it denies other openers nothing.
+// The program has the file open for writing and lets others open it.
 std::vector<std::string> ReadLines(const char* path = kLog) {
     std::ifstream file(path);
     std::vector<std::string> lines;
@@ -80,7 +80,7 @@ TEST(DiagnosticLogTest, LinesCarryTheLocalTimeAndConcurrentWritersNeverTearThem)
     EXPECT_EQ(std::set<std::string>(lines.begin() + 2, lines.end()), due);
 }
 
-// A console server is killed in the end.
+// A console server is ended by force.
 TEST(ConsoleTest, TextIsOutBeforeTheProgramEnds) {
     constexpr char kConsole[] = "C:\\TesselConsole.txt";
     std::fflush(stdout);

@@ -1,4 +1,4 @@
-// The service and its base class; what they report to the service manager and trace is kept.
+// The service and its base class, with their reports and tracing events recorded.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -24,7 +24,7 @@ namespace {
 
 std::mutex g_mutex;
 std::vector<SERVICE_STATUS> g_statuses;
-// Each with its level before it.
+// Each begins with its level.
 std::vector<std::wstring> g_events;
 DWORD g_firstCheckPoint = 0;
 const SERVICE_TABLE_ENTRYW* g_table = nullptr;
@@ -111,7 +111,7 @@ bool WaitFor(const std::function<bool()>& condition, int milliseconds = 5000) {
     return condition();
 }
 
-// A service whose hooks note their call and then do what the test says.
+// A service whose hooks record their call and then run the function of the test.
 class TestService : public CServiceBase {
  public:
     std::string called;
@@ -158,7 +158,7 @@ TEST_F(ServiceTest, PendingReportsCountThroughTheProcessAndSettledOnesCarryNone)
     EXPECT_EQ(statuses[5].dwWaitHint, 0U);
 }
 
-// The states that each method reports when its hook returns, or throws, from a service that runs.
+// The states that each method of a running service reports if its hook returns, and if it throws.
 struct MethodCase {
     std::wstring name;
     std::wstring verb;
@@ -215,7 +215,7 @@ TEST_F(ServiceTest, DispatcherGetsTheServiceAndControlsReachTheirHooks) {
         }
     };
     EXPECT_FALSE(CServiceBase::Run(service));
-    // The stop found the service ended by the shutdown.
+    // The shutdown came first: the stop does nothing.
     EXPECT_EQ(service.called, "start shutdown continue pause ");
 }
 
@@ -238,7 +238,7 @@ TEST_F(ServiceTest, StartHandsTheServerToAnotherThreadAndStopTearsItDown) {
               (std::vector<std::string>{"Service OnStop", "(disconnect)", "Service OnStop end"}));
 }
 
-// A start that fails at once must not let the report that the service runs come last.
+// If the server cannot start, stopped must be the last report.
 TEST_F(ServiceTest, FailedServerStartStopsTheServiceAfterItWasReportedRunning) {
     g_startStatus = RPC_S_DUPLICATE_ENDPOINT;
     for (int round = 0; round < 50; ++round) {
@@ -255,7 +255,7 @@ TEST_F(ServiceTest, FailedServerStartStopsTheServiceAfterItWasReportedRunning) {
     }
 }
 
-// Other threads may stop the service as soon as it is started, but not before it is reported.
+// A stop that comes during the start must wait until running is reported.
 TEST_F(ServiceTest, AStopDuringTheStartWaitsUntilRunningIsReported) {
     TestService service;
     std::thread stopper;
@@ -297,7 +297,7 @@ TEST_F(ServiceTest, OfTwoThreadsThatStopAtOnceOneDoesAndAStartedServiceCanBeStop
         service.called.clear();
         service.Start(0, nullptr);
         round = i;
-        // Both must be ready at the same time, which varies.
+        // Varies which thread comes first.
         for (int delay = i % 64; delay != 0; --delay) {
             YieldProcessor();
         }

@@ -1,4 +1,4 @@
-// The settings family against Wine's registry, under the real key names.
+// The settings family with Wine's registry and the real key names.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -24,7 +24,7 @@ const std::wstring kClickNoteKey = kClickNoteParent + L"\\OemCustomizationSettin
 
 using Lines = std::vector<std::string>;
 
-// The masks with which keys were opened and made.
+// The access masks with which keys were opened and created.
 std::vector<REGSAM> g_openMasks;
 std::vector<REGSAM> g_createMasks;
 
@@ -57,8 +57,8 @@ class SettingsTest : public testing::Test {
 
     void TearDown() override { EXPECT_EQ(g_watch.held, 0) << "keys left open"; }
 
-    // The answer to one command, whose strings must come back as they went: "true 7", or "" if none
-    // comes. The log has the lines of this command alone.
+    // Sends a command and returns the flag and number of the answer, as "true 7", or "" if there is
+    // none. The strings of the answer must be those of the request. Clears the log first.
     static std::wstring Ask(const std::wstring& word, bool flag, long number) {
         ClearLoggedLines();
         const std::wstring command = L"REGISTRYHELPER_" + word;
@@ -151,7 +151,7 @@ TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {
     EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true -1");
     EXPECT_EQ(LoggedLines(), Lines{"Register Query Error"});
 
-    // 200 bytes without a terminator: all of it, and nothing past it.
+    // 200 bytes without a terminator can be read.
     const std::wstring text(101, L'x');
     Store(kSettingsKey, L"Text", REG_SZ, text.data(), 200);
     const auto read = RegistryReadString(kSettingsKey.c_str(), L"Text");

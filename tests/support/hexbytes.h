@@ -1,11 +1,12 @@
-// Bytes written down as text.
+// Bytes from their text form.
 #pragma once
 
 #include <sstream>
 #include <string>
 
-// Pairs of hexadecimal digits; `*n`, n zero bytes; blanks and `|` only part. `named` gives the
-// bytes of a word that begins with `@`, which is passed without it, and where it stands.
+// Converts pairs of hexadecimal digits to bytes. `*n` means n zero bytes. Blanks and `|` are
+// ignored. For a word `@name`, calls `named` with the name and the offset, and takes the bytes it
+// returns.
 template <typename Named>
 std::string HexBytes(const std::string& text, Named named) {
     std::string bytes;

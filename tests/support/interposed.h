@@ -1,5 +1,5 @@
-// Windows functions of one test program that are counted and fail where the test wants it. What
-// they do otherwise is Windows' doing or a stand-in's.
+// Replaces Windows functions in a test program by functions that count their calls, let one call
+// fail, and otherwise call Windows or a function of the test.
 #pragma once
 
 #include <windows.h>
@@ -9,8 +9,8 @@
 
 #include "tests/support/replacedimport.h"
 
-// The one call that is to fail: the `call`-th (from 1 on; 0 for none) of `function`, which then
-// returns `result` and sets the last error.
+// The call that fails: number `call` (from 1 on; 0: none) of `function`. It returns `result` and
+// sets the last error.
 struct Fault {
     const char* function = "";
     int call = 0;
@@ -18,8 +18,8 @@ struct Fault {
     DWORD last_error = 0;
 };
 
-// What is counted while `on`: the calls of the fault's function, and what all interposed functions
-// gave out and did not take back.
+// Counts, while `on`, the calls of the fault's function and the resources that the interposed
+// functions have given and not got back.
 struct Watch {
     bool on = false;
     Fault fault;
@@ -28,17 +28,17 @@ struct Watch {
 };
 extern Watch g_watch;
 
-// What a call does to what its caller holds. A call that enters or ends something does so even when
-// it is told to fail.
+// How a call changes the number of held resources. kEnters, kEnds and kCloses call the original
+// function even if the call is to fail.
 enum class Effect { kNone, kOpensHandle, kOpensOnZero, kEnters, kEnds, kCloses };
 
-// Counts a call and tells whether it is the one that fails.
+// Counts a call and returns whether it is the one that fails.
 bool CountedCallFails(const char* function);
 
-// The function of that name in Windows' own libraries.
+// The function of that name in the libraries of Windows.
 void* WindowsFunction(const char* name);
 
-// Lets Windows act. Not a guarded local: the guard's own code calls Windows.
+// Calls Windows. No static local variable: its guard calls Windows too.
 template <typename Watched, typename Function>
 struct Windows {
     static inline Function* function = nullptr;
@@ -91,8 +91,8 @@ struct Interposed<Watched, Result(Arguments...)> {
     }
 };
 
-// At namespace scope. The plain form lets Windows act, the second one after `note` has seen the
-// arguments; with the others a function of the same type acts, or a constant is the result.
+// Use at namespace scope. INTERPOSE calls Windows, INTERPOSE_NOTED calls `note` with the arguments
+// and then Windows, INTERPOSE_BY evaluates `act`, and INTERPOSE_GIVES returns a constant.
 #define INTERPOSE_BY(function, effect, act)                                           \
     struct Watched_##function {                                                       \
         static constexpr const char* kName = #function;                               \

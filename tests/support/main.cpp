@@ -1,4 +1,4 @@
-// The entry of every test program.
+// The entry point of every test program.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -6,8 +6,8 @@
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const int code = RUN_ALL_TESTS();
-    // GoogleTest starts a thread to watch the others. A program that ends before the thread has
-    // begun crashes in ARM64 Wine now and then.
+    // GoogleTest starts a thread. If the program ends before that thread runs, it sometimes crashes
+    // in Wine for ARM64.
     constexpr DWORD kThreadBeginsMilliseconds = 200;
     Sleep(kThreadBeginsMilliseconds);
     return code;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// WriteLog: the lines since the last clear, in order. Safe to fill from several threads.
+// WriteLog: the lines since the last clear, in order, of all threads.
 std::vector<std::string> LoggedLines();
 void ClearLoggedLines();
 
@@ -31,5 +31,5 @@ struct Report {
     }
 };
 
-// The answers given since the last call, in order; forgets them.
+// The answers since the last call of this function, in order.
 std::vector<Report> TakeReports();

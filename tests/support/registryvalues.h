@@ -1,4 +1,4 @@
-// Values below HKEY_LOCAL_MACHINE, as tests arrange them and look at them.
+// Writes and reads values under HKEY_LOCAL_MACHINE.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-// Makes the key if it is missing.
+// Creates the key if it is missing.
 void Store(const std::wstring& key,
            const wchar_t* name,
            DWORD type,
@@ -17,6 +17,6 @@ void Store(const std::wstring& key, const wchar_t* name, DWORD number);
 void Store(const std::wstring& key, const wchar_t* name, const std::wstring& text);
 void Remove(const std::wstring& key, const wchar_t* name);
 
-// Nothing, or an empty text, where there is no such value of that type.
+// Nothing, or an empty text, if there is no such value of that type.
 std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* name);
 std::wstring StoredText(const std::wstring& key, const wchar_t* name);

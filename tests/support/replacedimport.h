@@ -1,6 +1,5 @@
-// Replaces a Windows function in one test program, with the linker: the program defines the import
-// pointer itself, so the import library's is never taken and every call of the product, and only in
-// this program, goes to the replacement.
+// Replaces a Windows function in one test program. The program defines the import pointer itself,
+// so the linker does not take that of the import library, and every call goes to the replacement.
 #pragma once
 
 // At namespace scope: REPLACE_IMPORT(CreateEventW, FailingCreateEvent);

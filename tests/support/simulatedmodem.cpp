@@ -15,7 +15,7 @@ namespace {
 constexpr wchar_t kModem[] = L"SOFTWARE\\Tessel Simulator\\Modem";
 LONG g_freed_strings = 0;
 
-// Kept loaded for its counts.
+// Stays loaded, so that its counters stay.
 template <typename Function>
 Function* OfModem(const char* name) {
     static const HMODULE modem = [] {

@@ -1,5 +1,5 @@
-// The simulated modem in the test's own process: its state (simulator/modem/README.md), and what
-// the product holds of it. Linking this interposes CoInitializeEx, CoUninitialize and
+// The simulated modem in the process of the test: its state (simulator/modem/README.md), and the
+// objects and strings of it that the product holds. Interposes CoInitializeEx, CoUninitialize and
 // SysFreeString.
 #pragma once
 
@@ -10,21 +10,20 @@
 // Registers the classes of the simulated modem, or removes them.
 void RegisterModem(bool present);
 
-// The objects and strings of the modem that were not given back.
+// The number of objects and strings of the modem that are not released.
 LONG HeldOfModem();
 
-// The objects that were alive when a thread left its apartment, added up while g_watch is on.
+// The sum of the objects that were alive when threads left their apartments, while g_watch is on.
 extern LONG g_aliveWhenLeft;
 
-// The key of a place of the modem: of "" itself, of "0" an interface, of "0\\Profiles\\0" a
-// profile.
+// The registry key of the modem (""), of an interface ("0") or of a profile ("0\\Profiles\\0").
 std::wstring Modem(const std::wstring& place);
 
-// Lets the modem's call named by the value fail with E_PENDING.
+// Lets the function of the modem that the value names fail with E_PENDING.
 void FailModem(const std::wstring& place, const wchar_t* name);
 
-// A modem without interfaces.
+// Removes all interfaces.
 void ClearModem();
 
-// An interface whose identity ends with its number: "iccid0".
+// Adds an interface with identities that end with its number: "iccid0".
 void AddInterface(const std::wstring& place, DWORD ready_state = 1);
