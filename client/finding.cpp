@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <iterator>
-#include <ranges>
 #include <utility>
 
-#include "client/requests/answerformat.h"
 #include "client/output.h"
+#include "client/requests/answerformat.h"
 
 namespace {
 
@@ -18,15 +17,13 @@ struct StatusNames {
 };
 
 // By Status.
-constexpr StatusNames kStatusNames[] = {
-    {L"ok", L"OK"},
-    {L"warning", L"WARNING"},
-    {L"fault", L"FAULT"},
-    {L"done", L"DONE"},
-    {L"unchanged", L"AS IS"},
-    {L"failed", L"FAILED"},
-    {L"not here", L"NOT HERE"},
-};
+constexpr StatusNames kStatusNames[] = {{L"ok", L"OK"},
+                                        {L"warning", L"WARNING"},
+                                        {L"fault", L"FAULT"},
+                                        {L"done", L"DONE"},
+                                        {L"unchanged", L"AS IS"},
+                                        {L"failed", L"FAILED"},
+                                        {L"not here", L"NOT HERE"}};
 
 std::wstring Padded(std::wstring text, std::size_t width) {
     text.resize(std::max(text.size(), width), L' ');
@@ -43,8 +40,11 @@ std::wstring FormatFinding(const Finding& finding, bool json) {
                JsonText(finding.advice) + L"}";
     }
     std::wstring line = Padded(names.plain, 9) + Padded(finding.item, 18) + L"  " + finding.found;
-    for (const auto part : std::views::split(finding.advice, L'\n')) {
-        line += L"\n         -> " + std::wstring(part.begin(), part.end());
+    if (!finding.advice.empty()) {
+        line += L'\n' + finding.advice;
+    }
+    for (auto i = line.find(L'\n'); i != std::wstring::npos; i = line.find(L'\n', i + 1)) {
+        line.insert(i + 1, L"         -> ");
     }
     return line;
 }

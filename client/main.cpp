@@ -2,21 +2,20 @@
 #include <windows.h>
 #include <rpc.h>
 
-#include <functional>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
-#include "client/requests/answerformat.h"
-#include "client/requests/answers.h"
 #include "client/check/check.h"
 #include "client/check/report.h"
+#include "client/options.h"
+#include "client/output.h"
+#include "client/requests/answerformat.h"
+#include "client/requests/answers.h"
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
 #include "client/rights/grant.h"
-#include "client/options.h"
-#include "client/output.h"
 
 namespace {
 
@@ -40,9 +39,8 @@ Usage:
 The request:
   --bool true|false        its flag (false if not given)
   --int N                  its number, -2147483648 to 2147483647 (0 if not given)
-  --text TEXT              its text (empty if not given). The commands that return an
-                           identity of the modem write it over this text, cut to its length;
-                           without --text, blanks are sent to give them room.
+  --text TEXT              its text (empty if not given). For a command that returns an identity of
+                           the modem, blanks are sent as long as the longest one
   --text-file PATH         its text from a file, or from standard input for -: a password then
                            stays out of histories and lists of processes
 
@@ -60,13 +58,7 @@ Exit codes:
   0  answered              1  no answer (the command is unknown or is never answered)
   2  wrong usage           3  the service cannot be reached
   --check: 0 without a fault, 1 with, 3 as above. --grant, --revoke: 1 when a change failed.
-  --report: 0 when the file is written, else 1.
-
-Items of --check, each ok, warning, fault or not here (--grant, --revoke: done, unchanged, failed
-or not here):
-  service, service.account, .start, .path, .version, .state, .sid, .recovery; files, and
-  file PATH for one that others may change; keys, and key PATH for a registry key that is not
-  well; capability; requests.open, .answer; modem.state, .identity; device
+  --report: 1 when the file cannot be written.
 
 Examples:
   tesselctl REGISTRYHELPER_SETSCREENMODE --int 5
@@ -104,25 +96,21 @@ void PrintAnswer(const wchar_t* command, bool flag, long number, const wchar_t* 
     PrintLine(FormatAnswer(g_format, g_padding, command, flag, number, text));
 }
 
-// What one thread of a run does: the same request again and again over a connection of its own.
-struct Sender {
-    const RequestValues& request;
-    int repeat;
-    Connection connection;
-};
-
-void Send(Sender& sender) {
-    for (int i = 0; i < sender.repeat; ++i) {
-        sender.connection.Send(sender.request);
+// Sends the request `repeat` times on each of `parallel` threads, over a connection for each. Opens
+// all of them first. Adds the time of every request to `times`. False if a thread cannot be made.
+bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTimes& times) {
+    std::vector<Connection> connections(static_cast<std::size_t>(parallel));
+    for (Connection& connection : connections) {
+        connection.Open();
     }
-}
-
-// All senders at once, each on a thread of its own. False when a thread could not be made.
-bool SendInParallel(std::vector<Sender>& senders) {
     std::vector<std::thread> threads;
     try {
-        for (Sender& sender : senders) {
-            threads.emplace_back(Send, std::ref(sender));
+        for (Connection& connection : connections) {
+            threads.emplace_back([&request, &connection, repeat] {
+                for (int i = 0; i < repeat; ++i) {
+                    connection.Send(request);
+                }
+            });
         }
     } catch (const std::system_error&) {
         PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
@@ -130,27 +118,11 @@ bool SendInParallel(std::vector<Sender>& senders) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    return threads.size() == senders.size();
-}
-
-// Opens all connections before the first request and closes them after the last. Adds the time of
-// every request to `times`.
-bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTimes& times) {
-    std::vector<Sender> senders(static_cast<std::size_t>(parallel), Sender{request, repeat, {}});
-    for (Sender& sender : senders) {
-        sender.connection.Open();
+    for (Connection& connection : connections) {
+        connection.Close();
+        times.insert(times.end(), connection.times.begin(), connection.times.end());
     }
-    bool sent = true;
-    if (parallel == 1) {
-        Send(senders.front());
-    } else {
-        sent = SendInParallel(senders);
-    }
-    for (Sender& sender : senders) {
-        sender.connection.Close();
-        times.insert(times.end(), sender.connection.times.begin(), sender.connection.times.end());
-    }
-    return sent;
+    return threads.size() == connections.size();
 }
 
 int Request(const Options& options) {
@@ -194,14 +166,6 @@ int Request(const Options& options) {
     return kNoAnswer;
 }
 
-int CheckAll(const Options& options) {
-    const CheckResult result = Check(options.json, options.without, TESSEL_VERSION);
-    if (!result.reached) {
-        return kUnreachable;
-    }
-    return result.faults == 0 ? 0 : 1;
-}
-
 }  // namespace
 
 int wmain(int argc, wchar_t* argv[]) {
@@ -222,14 +186,16 @@ int wmain(int argc, wchar_t* argv[]) {
         case Options::Action::kVersion:
             PrintLine(L"tesselctl " TESSEL_VERSION);
             return kAnswered;
-        case Options::Action::kCheck:
-            return CheckAll(*options);
+        case Options::Action::kCheck: {
+            const CheckResult result = Check(options->json, options->without);
+            return !result.reached ? kUnreachable : result.faults == 0 ? 0 : 1;
+        }
         case Options::Action::kGrant:
             return Grant(options->json, !options->without.usb) == 0 ? 0 : 1;
         case Options::Action::kRevoke:
             return Revoke(options->json) == 0 ? 0 : 1;
         case Options::Action::kReport:
-            return Report(options->report, options->without, TESSEL_VERSION) ? 0 : 1;
+            return Report(options->report, options->without) ? 0 : 1;
         case Options::Action::kRequest:
             return Request(*options);
     }

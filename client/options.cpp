@@ -4,7 +4,6 @@
 #include <climits>
 #include <cwchar>
 #include <iterator>
-#include <ranges>
 #include <string_view>
 #include <vector>
 
@@ -44,9 +43,10 @@ bool StoreCount(const wchar_t* text, int maximum, int& count) {
     return number.has_value();
 }
 
-bool StoreWithout(std::wstring_view names, Without& without) {
-    for (const auto part : std::views::split(names, L',')) {
-        const std::wstring name(part.begin(), part.end());
+bool StoreWithout(std::wstring names, Without& without) {
+    names += L',';
+    for (std::size_t end = 0; (end = names.find(L',')) != std::wstring::npos;) {
+        const std::wstring name = names.substr(0, end);
         bool* place = name == L"modem"    ? &without.modem
                       : name == L"device" ? &without.device
                       : name == L"usb"    ? &without.usb
@@ -55,8 +55,9 @@ bool StoreWithout(std::wstring_view names, Without& without) {
             return false;
         }
         *place = true;
+        names.erase(0, end + 1);
     }
-    return !names.empty();
+    return true;
 }
 
 constexpr unsigned Bit(Action action) {

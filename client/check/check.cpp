@@ -14,6 +14,8 @@
 #include "rpc/endpoint.h"
 #include "win32/uniquehandle.h"
 
+using enum Status;
+
 namespace {
 
 void CheckCapability(Findings& findings) {
@@ -23,28 +25,27 @@ void CheckCapability(Findings& findings) {
                                       &capabilities.sids, &capabilities.count) ||
         capabilities.count != 1) {
         findings.Add(
-            Status::kFault, L"capability",
+            kFault, L"capability",
             std::wstring(kSettingsAppPackage) + L" gives no SID: " + ErrorText(GetLastError()),
             L"the service cannot start without it; it needs Windows 10 or later");
         return;
     }
-    findings.Add(Status::kOk, L"capability",
+    findings.Add(kOk, L"capability",
                  std::wstring(kSettingsAppPackage) + L", " + SidText(capabilities.sids[0]));
 }
 
 }  // namespace
 
-CheckResult Check(bool json, const Without& without, const wchar_t* version) {
+CheckResult Check(bool json, const Without& without) {
     Findings findings(json);
-    const Registration registration = CheckRegistration(findings, version);
+    const Registration registration = CheckRegistration(findings);
     CheckKeys(findings, registration.has_own_sid, !without.usb);
     CheckCapability(findings);
     const bool reached = CheckRequests(findings, registration.stopped, without);
     if (!json) {
         const auto count = [&](Status status) { return std::to_wstring(findings.Count(status)); };
-        PrintLine(count(Status::kOk) + L" ok, " + count(Status::kFault) + L" faults, " +
-                  count(Status::kWarning) + L" warnings, " + count(Status::kNotHere) +
-                  L" not here");
+        PrintLine(count(kOk) + L" ok, " + count(kFault) + L" faults, " + count(kWarning) +
+                  L" warnings, " + count(kNotHere) + L" not here");
     }
-    return {reached, findings.Count(Status::kFault), registration.process};
+    return {reached, findings.Count(kFault), registration.process};
 }

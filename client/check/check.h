@@ -3,14 +3,14 @@
 
 #include <optional>
 
-#include "client/check/programs.h"
+#include "client/serviceinfo.h"
 #include "client/options.h"
 
 // Checks everything that the service needs, except what `without` names, changes nothing, and
-// prints a line for each item. `version` is this program's.
+// prints a line for each item.
 struct CheckResult {
     bool reached;
     int faults;
     std::optional<ProcessFacts> process;
 };
-CheckResult Check(bool json, const Without& without, const wchar_t* version);
+CheckResult Check(bool json, const Without& without);

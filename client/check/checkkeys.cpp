@@ -11,6 +11,8 @@
 #include "service/serviceidentity.h"
 #include "win32/uniquehandle.h"
 
+using enum Status;
+
 namespace {
 
 // The SIDs that the service's process may have.
@@ -30,11 +32,11 @@ struct Tokens {
 KeyFinding AccessFinding(HKEY key, const Tokens& tokens) {
     ObjectSecurity security;
     if (const DWORD error = ReadKeySecurity(key, security); error != ERROR_SUCCESS) {
-        return {Status::kNotHere, L"its access list cannot be read: " + ErrorText(error),
+        return {kNotHere, L"its access list cannot be read: " + ErrorText(error),
                 kCheckAgainAdvice};
     }
     const auto missing = [&](const std::vector<Sid>& token) {
-        return MissingKeyRights(security.acl, security.owner, token, KEY_ALL_ACCESS);
+        return MissingKeyRights(security.acl, token, KEY_ALL_ACCESS);
     };
     const ACCESS_MASK service_lacks = missing(tokens.account_and_service);
     KeyFinding finding = RightsFinding(missing(tokens.account), service_lacks, tokens.has_own_sid);
@@ -46,12 +48,11 @@ KeyFinding AccessFinding(HKEY key, const Tokens& tokens) {
 
 // The first value that has another type than the service stores; empty if there is none.
 std::wstring WrongValue(HKEY key, const ServiceKey& expected) {
-    for (const KeyValue& value : expected.values) {
-        DWORD type = 0;
-        if (RegQueryValueExW(key, value.name.c_str(), nullptr, &type, nullptr, nullptr) ==
-                ERROR_SUCCESS &&
-            type != value.type) {
-            return value.name;
+    for (const auto& [name, stored] : expected.values) {
+        DWORD type = stored;
+        RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, nullptr);
+        if (type != stored) {
+            return name;
         }
     }
     return {};
@@ -67,17 +68,17 @@ KeyFinding FindingOf(const ServiceKey& expected, const Tokens& tokens) {
         path.resize(path.rfind(L'\\') == std::wstring::npos ? 0 : path.rfind(L'\\'));
     }
     const bool there = path == expected.path;
-    if (!there && !expected.made_by_service) {
-        return {Status::kOk, L"not there; nothing to delete in it"};
+    if (!there && expected.values.empty()) {
+        return {kOk, L"not there; nothing to delete in it"};
     }
     KeyFinding finding =
         error == ERROR_SUCCESS
             ? AccessFinding(key.get(), tokens)
-            : KeyFinding{Status::kNotHere, L"unreadable: " + ErrorText(static_cast<DWORD>(error)),
+            : KeyFinding{kNotHere, L"unreadable: " + ErrorText(static_cast<DWORD>(error)),
                          kCheckAgainAdvice};
     finding.found.insert(0, there ? L"there; " : L"not there; " + path + L" is ");
     if (!there && expected.usb && !finding.advice.empty()) {
-        finding.status = Status::kWarning;
+        finding.status = kWarning;
         finding.advice +=
             L"\non a model without the USB drivers: .\\tesselctl --check --without usb";
     }
@@ -86,7 +87,7 @@ KeyFinding FindingOf(const ServiceKey& expected, const Tokens& tokens) {
         finding.found += L"; " + wrong + L" has the wrong type";
         finding.advice += finding.advice.empty() ? L"" : L"\n";
         finding.advice += L"delete the value; the service stores it anew when it is set";
-        finding.status = finding.status == Status::kFault ? Status::kFault : Status::kWarning;
+        finding.status = finding.status == kFault ? kFault : kWarning;
     }
     return finding;
 }
@@ -97,22 +98,22 @@ KeyFinding RightsFinding(ACCESS_MASK account_lacks,
                          ACCESS_MASK service_lacks,
                          std::optional<bool> has_own_sid) {
     if ((has_own_sid.value_or(false) ? service_lacks : account_lacks) == 0) {
-        return {Status::kOk, L"open to the service"};
+        return {kOk, L"open to the service"};
     }
     if (service_lacks != 0) {
         wchar_t rights[9] = {};
         std::swprintf(rights, std::size(rights), L"%06lx", service_lacks);
-        return {Status::kFault, L"closed to the service (lacks 0x" + std::wstring(rights) + L")",
+        return {kFault, L"closed to the service (lacks 0x" + std::wstring(rights) + L")",
                 kGrantAdvice};
     }
-    return {has_own_sid ? Status::kFault : Status::kNotHere, L"open to the service's own SID"};
+    return {has_own_sid ? kFault : kNotHere, L"open to the service's own SID"};
 }
 
 void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_usb) {
     const Tokens tokens(has_own_sid);
     int keys = 0;
     int open = 0;
-    Status status = Status::kOk;
+    Status status = kOk;
     for (const ServiceKey& key : ServiceKeys()) {
         if (key.usb && !with_usb) {
             continue;
@@ -124,19 +125,18 @@ void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_us
             continue;
         }
         ++open;
-        if (finding.status != Status::kOk) {
+        if (finding.status != kOk) {
             status = finding.status;
         }
     }
     if (open != 0) {
-        findings.Add(status, L"keys",
-                     std::to_wstring(open) + L" of " + std::to_wstring(keys) +
-                         L" open to the service" +
-                         (status == Status::kOk ? L""
-                          : status == Status::kFault
-                              ? L"'s own SID, which its process does not have"
-                              : L"'s own SID; whether its process has it is not known "
-                                L"here"),
-                     status == Status::kFault ? L"see service.sid" : L"");
+        findings.Add(
+            status, L"keys",
+            std::to_wstring(open) + L" of " + std::to_wstring(keys) + L" open to the service" +
+                (status == kOk      ? L""
+                 : status == kFault ? L"'s own SID, which its process does not have"
+                                    : L"'s own SID; whether its process has it is not known "
+                                      L"here"),
+            status == kFault ? L"see service.sid" : L"");
     }
 }

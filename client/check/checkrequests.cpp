@@ -22,6 +22,8 @@
 #include "rpc/endpoint.h"
 #include "win32/uniquehandle.h"
 
+using enum Status;
+
 namespace {
 
 constexpr std::chrono::seconds kTimeLimit(30);
@@ -80,6 +82,7 @@ LONG WINAPI StopThread(EXCEPTION_POINTERS* exception) {
 // Sends the requests as g_exchange. Returns its status, or WAIT_TIMEOUT.
 DWORD CarryOut(std::vector<RequestValues> requests) {
     g_exchange = new Exchange{std::move(requests)};
+    g_exchange->connection.times.reserve(g_exchange->requests.size());
     HandleAnswers(KeepAnswer);
     SetUnhandledExceptionFilter(StopThread);
     std::future<DWORD> status = g_exchange->status.get_future();
@@ -95,7 +98,7 @@ DWORD CarryOut(std::vector<RequestValues> requests) {
 }
 
 void AddFailure(Findings& findings, const wchar_t* item, DWORD status) {
-    findings.Add(Status::kFault, item,
+    findings.Add(kFault, item,
                  status == WAIT_TIMEOUT ? L"no answer within half a minute" : ErrorText(status),
                  DescribeFailure(status).advice);
 }
@@ -109,7 +112,7 @@ void CheckEchoes(Findings& findings, std::span<const Answer> answers) {
     });
     RequestTimes times(g_exchange->connection.times.begin() + 1,
                        g_exchange->connection.times.begin() + kEchoes);
-    findings.Check(same == kEchoes, Status::kFault, L"requests.answer",
+    findings.Check(same == kEchoes, kFault, L"requests.answer",
                    std::to_wstring(same) + L" of " + std::to_wstring(kEchoes) +
                        L" answered as sent; median " + Milliseconds(Percentile(times, 50)) +
                        L", longest " + Milliseconds(Percentile(times, 100)),
@@ -124,55 +127,44 @@ struct ReadyState {
 
 // By MBN_READY_STATE.
 constexpr ReadyState kReadyStates[] = {
-    {Status::kWarning, L"off, or there is no modem",
+    {kWarning, L"off, or there is no modem",
      L"turn it on; this shows what Windows sees of it: netsh mbn show interfaces\n"
      L"on a model without a modem: .\\tesselctl --check --without modem"},
-    {Status::kOk, L"ready", L""},
-    {Status::kWarning, L"no SIM card", L"put one in"},
-    {Status::kFault, L"the SIM card is bad", L"put another one in"},
-    {Status::kFault, L"the modem has failed", L"restart the notebook"},
-    {Status::kWarning, L"not activated", L"have the network operator activate the subscription"},
-    {Status::kWarning, L"locked", L"enter the PIN of the SIM card"},
-    {Status::kFault, L"blocked", L"enter the PUK of the SIM card"},
-    {Status::kWarning, L"no profile on the eSIM", L"download one"},
+    {kOk, L"ready", L""},
+    {kWarning, L"no SIM card", L"put one in"},
+    {kFault, L"the SIM card is bad", L"put another one in"},
+    {kFault, L"the modem has failed", L"restart the notebook"},
+    {kWarning, L"not activated", L"have the network operator activate the subscription"},
+    {kWarning, L"locked", L"enter the PIN of the SIM card"},
+    {kFault, L"blocked", L"enter the PUK of the SIM card"},
+    {kWarning, L"no profile on the eSIM", L"download one"},
 };
 
-struct Identity {
-    const wchar_t* command;
-    const wchar_t* name;
+constexpr const wchar_t* kIdentities[] = {
+    L"MBNHELPER_GETSIMICCID",
+    L"MBNHELPER_GETSUBSCRIBERID",
+    L"MBNHELPER_GETHOMEPROVIDERID",
+    L"MBNHELPER_GETHOMEPROVIDERNAME",
 };
-
 const std::wstring kPadding(kPaddingLength, L' ');
-
-constexpr Identity kIdentities[] = {
-    {L"MBNHELPER_GETSIMICCID", L"number of the SIM card"},
-    {L"MBNHELPER_GETSUBSCRIBERID", L"subscriber"},
-    {L"MBNHELPER_GETHOMEPROVIDERID", L"home provider's id"},
-    {L"MBNHELPER_GETHOMEPROVIDERNAME", L"home provider's name"},
-};
 
 void CheckModem(Findings& findings, std::span<const Answer> answers) {
     const long state = answers[0].number;
     const bool known = state >= 0 && state < static_cast<long>(std::size(kReadyStates));
-    const ReadyState& ready =
-        known ? kReadyStates[state] : ReadyState{Status::kWarning, L"not known", L""};
+    const ReadyState& ready = known ? kReadyStates[state] : ReadyState{kWarning, L"not known", L""};
     findings.Add(ready.status, L"modem.state", std::to_wstring(state) + L": " + ready.words,
                  ready.advice);
     if (state == 0) {
         return;
     }
     // What they are is not shown: the findings may be passed on.
-    std::wstring read;
-    std::wstring unread;
+    std::wstring none;
     for (std::size_t i = 0; i < std::size(kIdentities); ++i) {
         const std::wstring& text = answers[i + 1].text;
-        std::wstring& list = text.empty() || text == kPadding ? unread : read;
-        list += (list.empty() ? L"" : L", ") + std::wstring(kIdentities[i].name);
+        none += text.empty() || text == kPadding ? L" " + std::wstring(kIdentities[i]) : L"";
     }
-    findings.Check(unread.empty(), Status::kWarning, L"modem.identity",
-                   (read.empty() ? L"" : L"read: " + read) +
-                       (read.empty() || unread.empty() ? L"" : L"; ") +
-                       (unread.empty() ? L"" : L"none: " + unread));
+    findings.Check(none.empty(), kWarning, L"modem.identity",
+                   none.empty() ? L"of card, subscriber and home provider" : L"none by" + none);
 }
 
 // Whether Windows shows a control device, if the service has none or was not asked.
@@ -182,22 +174,22 @@ void LookForDevice(Findings& findings, bool asked) {
     const CONFIGRET listed = CM_Get_Device_Interface_List_SizeW(
         &length, &device_class, nullptr, CM_GET_DEVICE_INTERFACE_LIST_PRESENT);
     if (listed != CR_SUCCESS) {
-        findings.Add(Status::kNotHere, L"device",
+        findings.Add(kNotHere, L"device",
                      L"not known here: configuration manager error " + std::to_wstring(listed));
         return;
     }
     // The empty list is one terminator.
     if (length <= 1) {
-        findings.Add(Status::kWarning, L"device",
+        findings.Add(kWarning, L"device",
                      L"none of the class " + GuidText(kControlDeviceClass) + L" is present",
                      L"install the driver of the control device\n"
                      L"on a model without one: .\\tesselctl --check --without device");
     } else if (asked) {
-        findings.Add(Status::kFault, L"device", L"present, but the service gets no switch from it",
+        findings.Add(kFault, L"device", L"present, but the service gets no switch from it",
                      L"look at its driver; NT AUTHORITY\\LocalService must be able to open it for "
                      L"reading and writing");
     } else {
-        findings.Add(Status::kNotHere, L"device", L"present; the service was not asked");
+        findings.Add(kNotHere, L"device", L"present; the service was not asked");
     }
 }
 
@@ -209,7 +201,7 @@ void CheckDevice(Findings& findings, std::span<const Answer> answers) {
     const long value = answers[1].number;
     const bool on = value == static_cast<long>(kControlDeviceOn);
     const bool off = value == static_cast<long>(kControlDeviceOff);
-    findings.Check(on || off, Status::kWarning, L"device",
+    findings.Check(on || off, kWarning, L"device",
                    L"present, has a switch: " + std::to_wstring(value) +
                        (on    ? L", on"
                         : off ? L", off"
@@ -230,8 +222,8 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
         {L"requests.answer", std::vector<RequestValues>(kEchoes, kEcho), CheckEchoes}};
     if (!without.modem) {
         questions.push_back({L"modem.state", {{L"MBNHELPER_CHECKINTERFACE"}}, CheckModem});
-        for (const Identity& identity : kIdentities) {
-            questions.back().requests.push_back({identity.command, false, 0, kPadding});
+        for (const wchar_t* command : kIdentities) {
+            questions.back().requests.push_back({command, false, 0, kPadding});
         }
     }
     if (!without.device) {
@@ -251,7 +243,7 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
         return false;
     }
     findings.Check(
-        !stopped, Status::kFault, L"requests.open",
+        !stopped, kFault, L"requests.open",
         kStringBinding +
             std::wstring(stopped ? L", of another process: the service is stopped" : L""),
         L"end that process: a tessel-service -console, or what should not be there");
@@ -261,7 +253,7 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
             AddFailure(findings, question.item, status);
             break;
         }
-        question.check(findings, answers);
+        question.check(findings, answers.first(question.requests.size()));
         answers = answers.subspan(question.requests.size());
     }
     return true;

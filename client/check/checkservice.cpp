@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "client/rights/accesslist.h"
-#include "client/rights/registration.h"
+#include "client/serviceinfo.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
+
+using enum Status;
 
 namespace {
 
@@ -27,24 +29,30 @@ std::wstring ProgramPath(const wchar_t* command_line) {
     return path;
 }
 
-void CheckProgram(Findings& findings,
-                  const std::wstring& command_line,
-                  const std::wstring& path,
-                  const wchar_t* version) {
+// What the checks of one service know.
+struct Look {
+    Findings& findings;
+    ServiceHandle service = {};
+    // The program's path, empty if the configuration cannot be read.
+    std::wstring path = {};
+    SERVICE_STATUS_PROCESS status = {};
+    std::optional<ProcessFacts> process = {};
+};
+
+void CheckProgram(Findings& findings, const std::wstring& path, bool quoted) {
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        findings.Add(Status::kFault, L"service.path",
-                     command_line + L": " + ErrorText(GetLastError()),
+        findings.Add(kFault, L"service.path", path + L": " + ErrorText(GetLastError()),
                      L"put tessel-service.exe there, or -remove and -install it where it is");
         return;
     }
-    const bool has_blank = path.find(L' ') != std::wstring::npos && !command_line.starts_with(L'"');
-    findings.Check(!has_blank, Status::kWarning, L"service.path",
-                   command_line + (has_blank ? L" (a blank in it, and no quotes)" : L""),
+    const bool has_blank = !quoted && path.find(L' ') != std::wstring::npos;
+    findings.Check(!has_blank, kWarning, L"service.path",
+                   path + (has_blank ? L" (a blank in it, and no quotes)" : L""),
                    L"move it: Windows tries the part before the blank first");
-    const std::wstring found = FileVersion(path);
-    const bool same = found == version;
-    findings.Check(same, Status::kWarning, L"service.version",
-                   found + (same ? L"" : L"; this is tesselctl " + std::wstring(version)),
+    const std::wstring version = FileVersion(path);
+    const std::wstring own = FileVersion(OwnPath());
+    findings.Check(version == own, kWarning, L"service.version",
+                   version + (version == own ? L"" : L"; this is tesselctl " + own),
                    L"take both programs from one release");
 }
 
@@ -69,65 +77,61 @@ void CheckFiles(Findings& findings, const std::wstring& program) {
     }
     if (!others.empty()) {
         findings.Add(
-            Status::kFault, L"files", L"may be changed: " + others,
+            kFault, L"files", L"may be changed: " + others,
             L"as an administrator, copy the programs into C:\\Windows\\Tessel and -install "
             L"them there");
     } else {
-        findings.Check(known, Status::kNotHere, L"files",
+        findings.Check(known, kNotHere, L"files",
                        known ? L"only administrators and Windows may change them"
                              : L"who may change them is not known here");
     }
 }
 
-// The program's path; empty if the configuration cannot be read.
-std::wstring CheckConfig(Findings& findings, SC_HANDLE service, const wchar_t* version) {
+void CheckConfig(Look& look) {
     std::vector<BYTE> buffer(8192);
     auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
     DWORD needed = 0;
-    if (!QueryServiceConfigW(service, config, static_cast<DWORD>(buffer.size()), &needed)) {
-        findings.AddNotHere(L"service.account", GetLastError());
-        return {};
+    if (!QueryServiceConfigW(look.service.get(), config, static_cast<DWORD>(buffer.size()),
+                             &needed)) {
+        look.findings.AddNotHere(L"service.account", GetLastError());
+        return;
     }
     const std::wstring account =
         config->lpServiceStartName != nullptr ? config->lpServiceStartName : L"";
-    findings.Check(
-        _wcsicmp(account.c_str(), kServiceAccount) == 0, Status::kWarning, L"service.account",
-        account, L"it is made for " + std::wstring(kServiceAccount) + L": -remove and -install it");
-    const bool automatic = config->dwStartType == SERVICE_AUTO_START;
+    look.findings.Check(_wcsicmp(account.c_str(), kServiceAccount) == 0, kWarning,
+                        L"service.account", account,
+                        L"it is made for NT AUTHORITY\\LocalService: -remove and -install it");
     const bool disabled = config->dwStartType == SERVICE_DISABLED;
-    findings.Check(automatic, disabled ? Status::kFault : Status::kWarning, L"service.start",
-                   automatic  ? L"automatic"
-                   : disabled ? L"disabled"
-                              : L"not automatic",
-                   L"as an administrator: sc.exe config \"Tessel Service\" start= auto");
-    std::wstring path = ProgramPath(config->lpBinaryPathName);
-    CheckProgram(findings, config->lpBinaryPathName, path, version);
-    return path;
+    const bool automatic = config->dwStartType == SERVICE_AUTO_START;
+    look.findings.Check(automatic, disabled ? kFault : kWarning, L"service.start",
+                        automatic  ? L"automatic"
+                        : disabled ? L"disabled"
+                                   : L"not automatic",
+                        L"as an administrator: sc.exe config \"Tessel Service\" start= auto");
+    look.path = ProgramPath(config->lpBinaryPathName);
+    CheckProgram(look.findings, look.path, config->lpBinaryPathName[0] == L'"');
+    CheckFiles(look.findings, look.path);
 }
 
-void CheckState(Findings& findings,
-                const SERVICE_STATUS_PROCESS& status,
-                const std::optional<ProcessFacts>& process,
-                const std::wstring& registered) {
+void CheckState(const Look& look) {
     constexpr wchar_t kItem[] = L"service.state";
-    const std::wstring id = L", process " + std::to_wstring(status.dwProcessId);
-    const DWORD error = status.dwWin32ExitCode;
-    if (status.dwCurrentState == SERVICE_RUNNING) {
-        const bool other = process && _wcsicmp(process->image.c_str(), registered.c_str()) != 0;
-        findings.Check(!other, Status::kFault, kItem,
-                       L"running" + id + (other ? L", but from " + process->image : L""),
-                       kRestartAdvice);
-    } else if (status.dwCurrentState == SERVICE_STOPPED) {
-        findings.Add(Status::kFault, kItem,
-                     error == ERROR_SUCCESS || error == ERROR_SERVICE_NEVER_STARTED
-                         ? L"stopped"
-                         : L"stopped with " + ErrorText(error),
-                     std::wstring(kStartAdvice) +
-                         L"\nif it stops again, this shows why: .\\tessel-service -console");
+    const std::wstring id = L", process " + std::to_wstring(look.status.dwProcessId);
+    const DWORD error = look.status.dwWin32ExitCode;
+    if (look.status.dwCurrentState == SERVICE_RUNNING) {
+        const bool other =
+            look.process && _wcsicmp(look.process->image.c_str(), look.path.c_str()) != 0;
+        look.findings.Check(!other, kFault, kItem,
+                            L"running" + id + (other ? L", but from " + look.process->image : L""),
+                            kRestartAdvice);
+    } else if (look.status.dwCurrentState == SERVICE_STOPPED) {
+        const bool failed = error != ERROR_SUCCESS && error != ERROR_SERVICE_NEVER_STARTED;
+        look.findings.Add(kFault, kItem, failed ? L"stopped with " + ErrorText(error) : L"stopped",
+                          kStartAdvice + std::wstring(L"\nif it stops again, this shows why: "
+                                                      L".\\tessel-service -console"));
     } else {
-        const bool stopping = status.dwCurrentState == SERVICE_STOP_PENDING;
-        findings.Add(Status::kWarning, kItem, (stopping ? L"stopping" : L"starting") + id,
-                     L"wait, and check again");
+        const bool stopping = look.status.dwCurrentState == SERVICE_STOP_PENDING;
+        look.findings.Add(kWarning, kItem, (stopping ? L"stopping" : L"starting") + id,
+                          L"wait, and check again");
     }
 }
 
@@ -144,46 +148,44 @@ std::optional<FILETIME> LastChange() {
     return changed;
 }
 
-std::optional<bool> CheckSid(Findings& findings,
-                             SC_HANDLE service,
-                             bool running,
-                             const std::optional<ProcessFacts>& process) {
+std::optional<bool> CheckSid(const Look& look) {
     constexpr wchar_t kItem[] = L"service.sid";
     const std::wstring name = SidText(ServiceSid(kServiceName).value_or(Sid{}).Get());
-    const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO);
+    const auto answer = QueryConfig(look.service.get(), SERVICE_CONFIG_SERVICE_SID_INFO);
     if (answer.empty()) {
-        findings.AddNotHere(kItem, GetLastError(), name);
+        look.findings.AddNotHere(kItem, GetLastError(), name);
         return std::nullopt;
     }
     const DWORD type = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data())->dwServiceSidType;
-    const auto has_it = HasOwnSid(
-        type, running, process ? std::optional(process->started) : std::nullopt, LastChange());
+    std::optional<FILETIME> started;
+    if (look.process) {
+        started = look.process->started;
+    }
+    const auto has_it = HasOwnSid(type, look.status.dwProcessId != 0, started, LastChange());
     if (!has_it) {
-        findings.AddNotHere(kItem, ERROR_ACCESS_DENIED, name + L", on; in the process");
+        look.findings.AddNotHere(kItem, ERROR_ACCESS_DENIED, name + L", on; in the process");
     } else if (type == SERVICE_SID_TYPE_NONE) {
-        findings.Add(Status::kWarning, kItem, name + L", not on", kGrantAdvice);
+        look.findings.Add(kWarning, kItem, name + L", not on", kGrantAdvice);
     } else {
-        findings.Check(*has_it, Status::kFault, kItem,
-                       name + (*has_it ? L", on"
-                                       : L", on, but the registration was changed after the "
-                                         L"service started"),
-                       kRestartAdvice);
+        const wchar_t* later = L", on, but the registration was changed after the service started";
+        look.findings.Check(*has_it, kFault, kItem, name + (*has_it ? L", on" : later),
+                            kRestartAdvice);
     }
     return has_it;
 }
 
-void CheckRecovery(Findings& findings, SC_HANDLE service) {
-    const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS);
+void CheckRecovery(const Look& look) {
+    const auto answer = QueryConfig(look.service.get(), SERVICE_CONFIG_FAILURE_ACTIONS);
     if (answer.empty()) {
-        findings.AddNotHere(L"service.recovery", GetLastError());
+        look.findings.AddNotHere(L"service.recovery", GetLastError());
         return;
     }
     const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(answer.data());
     const bool restarts =
         actions->cActions > 0 && actions->lpsaActions[0].Type == SC_ACTION_RESTART;
-    findings.Check(restarts, Status::kWarning, L"service.recovery",
-                   restarts ? L"restarted after a crash" : L"not restarted after a crash",
-                   kGrantAdvice);
+    look.findings.Check(restarts, kWarning, L"service.recovery",
+                        restarts ? L"restarted after a crash" : L"not restarted after a crash",
+                        kGrantAdvice);
 }
 
 }  // namespace
@@ -201,37 +203,27 @@ std::optional<bool> HasOwnSid(DWORD type,
     return CompareFileTime(&*changed, &*started) < 0;
 }
 
-Registration CheckRegistration(Findings& findings, const wchar_t* version) {
-    const ServiceHandle service = OpenRegistration(SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS);
-    if (!service) {
-        const DWORD error = GetLastError();
-        if (error != ERROR_SERVICE_DOES_NOT_EXIST) {
-            findings.AddNotHere(L"service", error);
-            return {};
-        }
-        findings.Add(Status::kFault, L"service", L"not registered",
+Registration CheckRegistration(Findings& findings) {
+    Look look = {findings, OpenRegistration(SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)};
+    if (!look.service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST) {
+        findings.Add(kFault, L"service", L"not registered",
                      L"as an administrator: .\\tessel-service -install");
         return {.stopped = true};
     }
-    findings.Add(Status::kOk, L"service", L"registered as \"" + std::wstring(kServiceName) + L"\"");
-    const std::wstring path = CheckConfig(findings, service.get(), version);
-    if (!path.empty()) {
-        CheckFiles(findings, path);
-    }
-    SERVICE_STATUS_PROCESS status = {};
     DWORD needed = 0;
-    if (!QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO,
-                              reinterpret_cast<BYTE*>(&status), sizeof(status), &needed)) {
-        findings.AddNotHere(L"service.state", GetLastError());
+    if (!look.service || !QueryServiceStatusEx(look.service.get(), SC_STATUS_PROCESS_INFO,
+                                               reinterpret_cast<BYTE*>(&look.status),
+                                               sizeof(look.status), &needed)) {
+        findings.AddNotHere(L"service", GetLastError());
         return {};
     }
-    const bool running = status.dwProcessId != 0;
-    Registration registration = {.stopped = status.dwCurrentState == SERVICE_STOPPED};
-    if (running) {
-        registration.process = ReadProcess(status.dwProcessId);
+    findings.Add(kOk, L"service", L"registered as \"" + std::wstring(kServiceName) + L"\"");
+    if (look.status.dwProcessId != 0) {
+        look.process = ReadProcess(look.status.dwProcessId);
     }
-    CheckState(findings, status, registration.process, path);
-    registration.has_own_sid = CheckSid(findings, service.get(), running, registration.process);
-    CheckRecovery(findings, service.get());
-    return registration;
+    CheckConfig(look);
+    CheckState(look);
+    const auto has_own_sid = CheckSid(look);
+    CheckRecovery(look);
+    return {look.status.dwCurrentState == SERVICE_STOPPED, has_own_sid, look.process};
 }

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "client/check/programs.h"
+#include "client/serviceinfo.h"
 #include "client/finding.h"
 
 // Whether the service's process has the service's own SID: the type is set (SERVICE_SID_TYPE_*),
@@ -24,6 +24,6 @@ struct Registration {
     std::optional<ProcessFacts> process = {};
 };
 
-// Adds what the service manager knows and what the files of the programs say; `version` is the
-// client's. Calls QueryServiceConfigW, QueryServiceConfig2W and QueryServiceStatusEx.
-Registration CheckRegistration(Findings& findings, const wchar_t* version);
+// Adds what the service manager knows and what the files of the programs say. Calls
+// QueryServiceConfigW, QueryServiceConfig2W and QueryServiceStatusEx.
+Registration CheckRegistration(Findings& findings);

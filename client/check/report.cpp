@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "client/check/check.h"
-#include "client/check/programs.h"
+#include "client/serviceinfo.h"
 #include "client/finding.h"
 #include "client/output.h"
 #include "client/textfile.h"
@@ -143,7 +143,7 @@ void PrintDumps() {
 
 }  // namespace
 
-bool Report(const std::wstring& path, const Without& without, const wchar_t* version) {
+bool Report(const std::wstring& path, const Without& without) {
     const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
@@ -152,11 +152,11 @@ bool Report(const std::wstring& path, const Without& without, const wchar_t* ver
     }
     HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
     SetStdHandle(STD_OUTPUT_HANDLE, file.get());
-    PrintLine(L"Report of tesselctl " + std::wstring(version));
+    PrintLine(L"Report of tesselctl " + FileVersion(OwnPath()));
     PrintLine(L"\n== System");
     PrintSystem();
     PrintLine(L"\n== Check");
-    const auto process = Check(false, without, version).process;
+    const auto process = Check(false, without).process;
     PrintLine(L"\n== Registration");
     PrintRegistration();
     PrintLine(L"\n== Process and programs");

@@ -8,5 +8,5 @@
 // Writes a text file for whoever helps with a device: the check without what `without` names, the
 // system, the files of the programs, the service's registration and process, the last events that
 // name the programs, and crash dumps. It holds no number of a SIM and no text of a request.
-// `version` is this program's. False if the file cannot be written. Calls EvtQuery.
-bool Report(const std::wstring& path, const Without& without, const wchar_t* version);
+// False if the file cannot be written. Calls EvtQuery.
+bool Report(const std::wstring& path, const Without& without);

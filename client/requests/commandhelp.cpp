@@ -2,26 +2,22 @@
 
 #include <algorithm>
 #include <cwctype>
-#include <numeric>
-#include <utility>
-#include <vector>
 
 namespace {
 
-// How many letters must be changed, added or left out to make `b` of `a` (Levenshtein distance).
-std::size_t Distance(std::wstring_view a, std::wstring_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0U);
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i);
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const bool same = std::towupper(a[i - 1]) == std::towupper(b[j - 1]);
-            const std::size_t changed = diagonal + (same ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
+// How many letters two words have in common at their beginnings and ends.
+std::size_t Likeness(std::wstring_view a, std::wstring_view b) {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    const auto same = [](wchar_t x, wchar_t y) { return std::towupper(x) == std::towupper(y); };
+    std::size_t begin = 0;
+    while (begin < shorter && same(a[begin], b[begin])) {
+        ++begin;
     }
-    return row.back();
+    std::size_t end = 0;
+    while (begin + end < shorter && same(a[a.size() - 1 - end], b[b.size() - 1 - end])) {
+        ++end;
+    }
+    return begin + end;
 }
 
 }  // namespace
@@ -38,13 +34,12 @@ const CommandHelp* FindCommandHelp(std::wstring_view command) {
 
 std::wstring NearestCommand(std::wstring_view command) {
     std::wstring nearest;
-    // Most of one family's commands differ in more letters.
-    std::size_t least = 7;
+    // Up to five letters are wrong.
+    std::size_t most = std::max<std::size_t>(command.size(), 6) - 6;
     for (const auto& family : kCommandHelp) {
         for (const CommandHelp& line : family) {
-            const std::size_t distance = Distance(command, line.name);
-            if (distance < least) {
-                least = distance;
+            if (Likeness(command, line.name) > most) {
+                most = Likeness(command, line.name);
                 nearest = line.name;
             }
         }

@@ -7,9 +7,11 @@
 
 namespace {
 
+using Entries = std::vector<const ACCESS_ALLOWED_ACE*>;
+
 // The entries of a list. Those that allow or deny have mask and SID in the same places.
-std::vector<const ACCESS_ALLOWED_ACE*> EntriesOf(const ACL& acl) {
-    std::vector<const ACCESS_ALLOWED_ACE*> entries(acl.AceCount);
+Entries EntriesOf(const ACL& acl) {
+    Entries entries(acl.AceCount);
     for (DWORD i = 0; i < acl.AceCount; ++i) {
         void* entry = nullptr;
         GetAce(const_cast<ACL*>(&acl), i, &entry);
@@ -64,25 +66,11 @@ DWORD ReadFileSecurity(const std::wstring& path, ObjectSecurity& security) {
                                  &security.acl, nullptr, security.descriptor.put());
 }
 
-ACCESS_MASK MissingKeyRights(const ACL* acl,
-                             PSID owner,
-                             std::span<const Sid> token,
-                             ACCESS_MASK wanted) {
-    if (acl == nullptr) {
-        return 0;
-    }
-    const Sid owner_rights = MakeSid(L"S-1-3-4");
-    const bool is_owner = owner != nullptr && Contains(token, owner);
-    bool owner_is_limited = false;
-    ACCESS_MASK missing = wanted;
+ACCESS_MASK MissingKeyRights(const ACL* acl, std::span<const Sid> token, ACCESS_MASK wanted) {
+    ACCESS_MASK missing = acl == nullptr ? 0 : wanted;
     ACCESS_MASK denied = 0;
-    for (const ACCESS_ALLOWED_ACE* entry : EntriesOf(*acl)) {
-        if (!CountsNow(*entry)) {
-            continue;
-        }
-        const bool for_owner = is_owner && EqualSid(SidOf(*entry), owner_rights.Get());
-        owner_is_limited = owner_is_limited || for_owner;
-        if (!for_owner && !Contains(token, SidOf(*entry))) {
+    for (const ACCESS_ALLOWED_ACE* entry : missing == 0 ? Entries() : EntriesOf(*acl)) {
+        if (!CountsNow(*entry) || !Contains(token, SidOf(*entry))) {
             continue;
         }
         if (entry->Header.AceType == ACCESS_ALLOWED_ACE_TYPE) {
@@ -90,9 +78,6 @@ ACCESS_MASK MissingKeyRights(const ACL* acl,
         } else {
             denied |= MaskOf(*entry, kKeyRights) & missing;
         }
-    }
-    if (is_owner && !owner_is_limited) {
-        missing &= ~static_cast<ACCESS_MASK>(READ_CONTROL | WRITE_DAC);
     }
     return missing;
 }

@@ -25,13 +25,9 @@ DWORD ReadFileSecurity(const std::wstring& path, ObjectSecurity& security);
 
 // The rights of `wanted` to a key that a process whose token holds the SIDs of `token` does not
 // get; 0 if it gets all of them. Entries count in their order, denials too. Entries that are only
-// inherited by subkeys do not count, nor do conditional ones that allow. `acl` null gives every
-// right. If the owner of the key is in the token, it may read and change the list, unless an entry
-// for OWNER RIGHTS says otherwise.
-ACCESS_MASK MissingKeyRights(const ACL* acl,
-                             PSID owner,
-                             std::span<const Sid> token,
-                             ACCESS_MASK wanted);
+// inherited by subkeys do not count, nor do conditional ones that allow, nor what an owner may do.
+// `acl` null gives every right.
+ACCESS_MASK MissingKeyRights(const ACL* acl, std::span<const Sid> token, ACCESS_MASK wanted);
 
 // Who may change a file or folder, or what is made in the folder later, apart from SYSTEM,
 // administrators, TrustedInstaller and whoever the creator will be: the owner, and every SID that

@@ -11,11 +11,13 @@
 
 #include "client/finding.h"
 #include "client/rights/accesslist.h"
-#include "client/rights/registration.h"
+#include "client/serviceinfo.h"
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
 #include "service/serviceidentity.h"
 #include "win32/uniquehandle.h"
+
+using enum Status;
 
 namespace {
 
@@ -34,11 +36,11 @@ void AddChange(Findings& findings,
                const std::wstring& state,
                const wchar_t* advice = L"") {
     if (error == ERROR_SUCCESS) {
-        findings.Add(Status::kDone, item, state, advice);
+        findings.Add(kDone, item, state, advice);
     } else if (error == ERROR_INVALID_LEVEL) {
         findings.AddNotHere(item, error);
     } else {
-        findings.Add(Status::kFailed, item, ErrorText(error),
+        findings.Add(kFailed, item, ErrorText(error),
                      error == ERROR_ACCESS_DENIED ? L"run it as an administrator" : L"");
     }
 }
@@ -57,9 +59,9 @@ void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
     }
     const wchar_t* state = grant ? L"on" : L"off";
     if (!answer.empty() && current->dwServiceSidType == SERVICE_SID_TYPE_RESTRICTED) {
-        findings.Add(Status::kUnchanged, kItem, L"restricted, by somebody else");
+        findings.Add(kUnchanged, kItem, L"restricted, by somebody else");
     } else if (!answer.empty() && current->dwServiceSidType == wanted.dwServiceSidType) {
-        findings.Add(Status::kUnchanged, kItem, state);
+        findings.Add(kUnchanged, kItem, state);
     } else {
         AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO, &wanted),
                   state, L"counts from the service's next start");
@@ -81,9 +83,9 @@ void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
     const bool is_set = !answer.empty() && current->cActions > 0;
     const wchar_t* state = grant ? L"restart after a crash: in 5 s, 5 s, 60 s" : L"none";
     if (is_set && !AreOurs(*current)) {
-        findings.Add(Status::kUnchanged, kItem, L"set by somebody else");
+        findings.Add(kUnchanged, kItem, L"set by somebody else");
     } else if (!answer.empty() && is_set == grant) {
-        findings.Add(Status::kUnchanged, kItem, state);
+        findings.Add(kUnchanged, kItem, state);
     } else {
         // An empty list, which needs an address, removes what was set.
         std::vector<SC_ACTION> wanted(std::begin(kRestarts), std::end(kRestarts));
@@ -146,7 +148,7 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, boo
                                             : grant ? L"full control for the service's own SID"
                                                     : L"nothing for the service's own SID");
     if (error == ERROR_SUCCESS && !changes) {
-        findings.Add(Status::kUnchanged, item, state);
+        findings.Add(kUnchanged, item, state);
     } else {
         AddChange(findings, item, error, state);
     }
@@ -157,15 +159,15 @@ int Apply(bool json, bool with_usb, bool grant) {
     ChangeService(findings, grant);
     const std::optional<Sid> sid = ServiceSid(kServiceName);
     if (!sid) {
-        findings.Add(Status::kFailed, L"keys", L"the service's SID cannot be made");
-        return findings.Count(Status::kFailed);
+        findings.Add(kFailed, L"keys", L"the service's SID cannot be made");
+        return findings.Count(kFailed);
     }
     for (const ServiceKey& key : ServiceKeys()) {
         if (with_usb || !key.usb) {
             ChangeKey(findings, key, *sid, grant);
         }
     }
-    return findings.Count(Status::kFailed);
+    return findings.Count(kFailed);
 }
 
 }  // namespace

@@ -5,49 +5,29 @@
 #include "settings/settingsvalues.h"
 #include "usbpath/usbfnvalues.h"
 
-namespace {
-
-ServiceKey& KeyOf(std::vector<ServiceKey>& keys, const wchar_t* path) {
-    const auto place = std::ranges::find(keys, path, &ServiceKey::path);
-    return place != keys.end() ? *place : keys.emplace_back(ServiceKey{path});
-}
-
-void AddValue(std::vector<ServiceKey>& keys, const wchar_t* path, const KeyValue& value) {
-    ServiceKey& key = KeyOf(keys, path);
-    key.made_by_service = true;
-    if (std::ranges::find(key.values, value.name, &KeyValue::name) == key.values.end()) {
-        key.values.push_back(value);
-    }
-}
-
-void AddStep(std::vector<ServiceKey>& keys, const UsbfnStep& step) {
+std::vector<ServiceKey> ServiceKeys() {
     // By UsbfnAction.
     constexpr DWORD kTypes[] = {REG_NONE, REG_DWORD, REG_SZ, REG_MULTI_SZ, REG_BINARY};
-    KeyOf(keys, step.key_path).usb = true;
-    if (step.action != UsbfnAction::kDelete) {
-        const DWORD type = kTypes[static_cast<std::size_t>(step.action)];
-        AddValue(keys, step.key_path, {step.value_name, type});
-    }
-}
-
-}  // namespace
-
-std::vector<ServiceKey> ServiceKeys() {
-    std::vector<ServiceKey> keys;
+    std::map<std::wstring, ServiceKey> found;
     for (const RegistryValue& value : kSettingsValues) {
-        AddValue(keys, value.key, {value.name, value.type});
+        found[value.key].values.emplace(value.name, value.type);
     }
-    for (const UsbfnStep& step : kCpSequence) {
-        AddStep(keys, step);
+    for (const auto& sequence : {kCpSequence, kApSequence}) {
+        for (const UsbfnStep& step : sequence) {
+            ServiceKey& key = found[step.key_path];
+            key.usb = true;
+            if (step.action != UsbfnAction::kDelete) {
+                key.values.emplace(step.value_name, kTypes[static_cast<std::size_t>(step.action)]);
+            }
+        }
     }
-    for (const UsbfnStep& step : kApSequence) {
-        AddStep(keys, step);
-    }
-    std::ranges::sort(keys, {}, &ServiceKey::path);
-    for (ServiceKey& key : keys) {
-        key.top = std::ranges::none_of(keys, [&](const ServiceKey& other) {
-            return key.path.starts_with(other.path + L"\\");
+    std::vector<ServiceKey> keys;
+    for (auto& [path, key] : found) {
+        key.path = path;
+        key.top = std::ranges::none_of(found, [&path = path](const auto& other) {
+            return path.starts_with(other.first + L"\\");
         });
+        keys.push_back(key);
     }
     return keys;
 }

@@ -139,7 +139,9 @@ TEST(OptionsTest, ATextComesFromAFileAsAnEditorOrAPowerShellWritesIt) {
 TEST(CommandHelpTest, AMisspelledCommandHasANearestOne) {
     EXPECT_EQ(NearestCommand(L"registryhelper_getscreenmod"), L"REGISTRYHELPER_GETSCREENMODE");
     EXPECT_EQ(NearestCommand(L"MBNHELPER_QUERYPROFILE"), L"MBNHELPER_QEURYPROFILE");
+    EXPECT_EQ(NearestCommand(L"REGISTRYHELPR_GETPENSETTING"), L"REGISTRYHELPER_GETPENSETTING");
     EXPECT_EQ(NearestCommand(L"REGISTRYHELPER_GETDEVICENAME"), L"");
+    EXPECT_EQ(NearestCommand(L"X"), L"");
 }
 
 TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {

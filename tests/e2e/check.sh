@@ -102,7 +102,7 @@ finds "not here" keys "15 of 15 open to the service's own SID; whether its proce
 finds ok capability S-1-15-3-1024-3841457878-1068733718-
 finds ok requests.answer "21 of 21 answered"
 finds ok modem.state "1: ready"
-finds ok modem.identity "read: number of the SIM card, subscriber, home provider's id, home provider's name"
+finds ok modem.identity "of card, subscriber and home provider"
 [ -z "$driver" ] || finds ok device "0, off"
 
 # What the report does not know here is said; no number of the SIM is in it.
