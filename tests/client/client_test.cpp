@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,43 +40,34 @@ REPLACE_IMPORT(GetConsoleMode, IsConsole);
 
 namespace {
 
-std::string Utf8(const std::wstring& text) {
-    return {text.begin(), text.end()};
-}
+std::wstring g_error;
 
-std::optional<Options> Parse(std::vector<const wchar_t*> arguments, std::wstring* error = nullptr) {
+std::optional<Options> Parse(std::vector<const wchar_t*> arguments) {
     arguments.insert(arguments.begin(), L"tesselctl");
-    std::wstring wrong;
-    auto options = ParseOptions(static_cast<int>(arguments.size()), arguments.data(), wrong);
-    EXPECT_EQ(options.has_value(), wrong.empty());
-    if (error != nullptr) {
-        *error = wrong;
-    }
+    g_error.clear();
+    auto options = ParseOptions(static_cast<int>(arguments.size()), arguments.data(), g_error);
+    EXPECT_EQ(options.has_value(), g_error.empty());
     return options;
 }
 
-TEST(OptionsTest, RequestTakesItsValuesInAnyOrder) {
+TEST(OptionsTest, RightUsageIsKept) {
     const auto options = Parse({L"--int", L"-2147483648", L"CMD", L"--bool", L"true", L"--text",
                                 L"--x", L"--json", L"--repeat", L"3", L"--parallel", L"1234"});
     ASSERT_TRUE(options);
-    EXPECT_EQ(options->command, L"CMD");
-    EXPECT_TRUE(options->flag);
+    EXPECT_TRUE(options->command == L"CMD" && options->flag == true && options->text == L"--x");
     EXPECT_EQ(options->number, -2147483647L - 1);
-    EXPECT_EQ(options->text, L"--x");
-    EXPECT_TRUE(options->json);
-    EXPECT_EQ(options->repeat, 3);
-    EXPECT_EQ(options->parallel, 1234);
-
+    EXPECT_TRUE(options->json && options->repeat == 3 && options->parallel == 1234);
     const auto plain = Parse({L""});
-    ASSERT_TRUE(plain) << "the empty command is a command";
-    EXPECT_FALSE(plain->text.has_value());
+    EXPECT_TRUE(plain && !plain->text) << "the empty command is a command";
+    const auto check = Parse({L"--json", L"--check", L"--without", L"usb,modem"});
+    ASSERT_TRUE(check && check->action == Options::Action::kCheck);
+    EXPECT_TRUE(check->without.usb && check->without.modem && !check->without.device);
+    const auto report = Parse({L"--report", L"--check"});
+    EXPECT_TRUE(report && report->report == L"--check");
 }
 
 TEST(OptionsTest, WrongUsageSaysWhatIsWrong) {
-    const struct {
-        std::vector<const wchar_t*> arguments;
-        std::wstring part_of_error;
-    } wrong[] = {
+    const std::pair<std::vector<const wchar_t*>, const wchar_t*> wrong[] = {
         {{}, L"no command"},
         {{L"A", L"5"}, L"did you mean --int 5?"},
         {{L"A", L"true"}, L"did you mean --bool true?"},
@@ -83,17 +75,13 @@ TEST(OptionsTest, WrongUsageSaysWhatIsWrong) {
         {{L"A", L"--int", L""}, L"not \"\""},
         {{L"A", L"--int", L"1x"}, L"whole number"},
         {{L"A", L"--int", L"2147483648"}, L"whole number"},
-        {{L"A", L"--int", L"99999999999999999999999"}, L"whole number"},
         {{L"A", L"--bool", L"1"}, L"true or false"},
         {{L"A", L"--repeat", L"0"}, L"at least 1"},
-        {{L"A", L"--parallel", L"0"}, L"from 1 to"},
         {{L"A", L"--parallel", L"1235"}, L"from 1 to"},
-        {{L"A", L"--nonsense"}, L"unknown option --nonsense"},
         {{L"A", L"--text-file", L"C:\\missing"}, L"file of UTF-8"},
         {{L"--check", L"--revoke"}, L"--check does not go with --revoke"},
         {{L"A", L"--check"}, L"--check takes no command"},
         {{L"--int", L"1", L"--check"}, L"--int does not go with --check"},
-        {{L"--list", L"--json"}, L"--json does not go with --list"},
         {{L"--check", L"--without", L"modem,sim"}, L"modem,device,usb"},
         {{L"A", L"--without", L"usb"}, L"--without does not go with a command"},
         {{L"--report"}, L"--report needs a value"},
@@ -101,38 +89,26 @@ TEST(OptionsTest, WrongUsageSaysWhatIsWrong) {
         {{L"COMMONHELPER_ISFILE_EXISTS", L"--int", L"1"}, L"needs a text: --text"},
         {{L"BLEHELPER_SETBLE"}, L"needs a flag: --bool"},
     };
-    for (const auto& expected : wrong) {
-        std::wstring error;
-        EXPECT_FALSE(Parse(expected.arguments, &error));
-        EXPECT_NE(error.find(expected.part_of_error), error.npos) << Utf8(error);
+    for (const auto& [arguments, part_of_error] : wrong) {
+        EXPECT_FALSE(Parse(arguments));
+        EXPECT_NE(g_error.find(part_of_error), g_error.npos) << testing::PrintToString(g_error);
     }
 }
 
-TEST(OptionsTest, ActionsTakeTheirOwnOptions) {
-    const auto check = Parse({L"--json", L"--check", L"--without", L"usb,modem"});
-    ASSERT_TRUE(check);
-    EXPECT_EQ(check->action, Options::Action::kCheck);
-    EXPECT_TRUE(check->without.usb && check->without.modem && !check->without.device);
-    const auto report = Parse({L"--report", L"--check"});
-    ASSERT_TRUE(report);
-    EXPECT_EQ(report->report, L"--check");
-}
-
 TEST(OptionsTest, ATextComesFromAFileAsAnEditorOrAPowerShellWritesIt) {
-    const std::pair<std::string, std::wstring> files[] = {
+    const std::pair<std::string, std::optional<std::wstring>> files[] = {
         {"Office|\xC3\xA9\r\n", L"Office|\xE9"},
         {"\xEF\xBB\xBFone\ntwo\n\n", L"one\ntwo\n"},
         {std::string("\xFF\xFE\xE9\0\r\0\n\0", 8), L"\xE9"},
         {"", L""},
+        // Not UTF-8.
+        {"\xE9", std::nullopt},
     };
     for (const auto& [bytes, text] : files) {
         std::ofstream("text.txt", std::ios::binary) << bytes;
         const auto options = Parse({L"A", L"--text-file", L"text.txt"});
-        ASSERT_TRUE(options);
-        EXPECT_EQ(options->text, text) << bytes;
+        EXPECT_TRUE(options ? options->text == text : !text) << bytes;
     }
-    std::ofstream("text.txt", std::ios::binary) << "\xE9";
-    EXPECT_FALSE(Parse({L"A", L"--text-file", L"text.txt"})) << "not UTF-8";
     std::remove("text.txt");
 }
 
@@ -154,30 +130,24 @@ TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
 }
 
 TEST(AnswersTest, PaddingThatComesBackWasNotOverwrittenAndAnEmptyTextWasRead) {
-    const auto shown = [](AnswerFormat format, const wchar_t* text) {
-        const std::wstring line = FormatAnswer(format, L"  ", L"C", false, 0, text);
+    const auto shown = [](AnswerFormat format, const wchar_t* padding, const wchar_t* text) {
+        const std::wstring line = FormatAnswer(format, padding, L"C", false, 0, text);
         return line.substr(line.find(L"text"));
     };
-    EXPECT_EQ(shown(AnswerFormat::kPlain, L"  "), L"text=\"\" (nothing was read)");
-    EXPECT_EQ(shown(AnswerFormat::kPlain, L""), L"text=\"\" (there is none)");
-    EXPECT_EQ(shown(AnswerFormat::kPlain, L" "), L"text=\" \"");
-    EXPECT_EQ(shown(AnswerFormat::kJson, L"  "), L"text\":\"\"}");
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, L"", L"C", false, 0, L""),
-              L"C  flag=false  number=0  text=\"\"");
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L"  ", L"  "), L"text=\"\" (nothing was read)");
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L"  ", L""), L"text=\"\" (there is none)");
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L"  ", L" "), L"text=\" \"");
+    EXPECT_EQ(shown(AnswerFormat::kJson, L"  ", L"  "), L"text\":\"\"}");
+    EXPECT_EQ(shown(AnswerFormat::kPlain, L"", L""), L"text=\"\"");
 }
 
 TEST(RequestTimesTest, PercentilesAreTimesThatWereTaken) {
     RequestTimes times;
     EXPECT_EQ(Percentile(times, 50), 0U);
-    for (std::uint32_t time = 200; time > 0; --time) {
-        times.push_back(time);
-    }
-    EXPECT_EQ(Percentile(times, 50), 100U);
-    EXPECT_EQ(Percentile(times, 99), 198U);
-    EXPECT_EQ(Percentile(times, 100), 200U);
-    times = {3, 1, 2};
-    EXPECT_EQ(Percentile(times, 50), 2U);
-    EXPECT_EQ(Milliseconds(12034), L"12.034 ms");
+    times = {30, 10, 40, 20};
+    EXPECT_EQ(Percentile(times, 50), 20U);
+    EXPECT_EQ(Percentile(times, 51), 30U);
+    EXPECT_EQ(Percentile(times, 100), 40U);
 }
 
 TEST(OutputTest, AConsoleGetsALongTextWholeInPieces) {

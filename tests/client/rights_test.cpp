@@ -10,6 +10,8 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "client/check/checkkeys.h"
@@ -58,11 +60,8 @@ TEST(ServiceSidTest, IsThePublishedHashOfTheName) {
 }
 
 TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
-    const struct {
-        const wchar_t* security;
-        ACCESS_MASK of_account;
-        ACCESS_MASK of_service;
-    } cases[] = {
+    // A list, and what the account and the service lack.
+    const std::tuple<const wchar_t*, ACCESS_MASK, ACCESS_MASK> cases[] = {
         {L"D:(A;;KA;;;LS)", 0, 0},
         {L"D:(A;;0x1;;;LS)(A;;0x2;;;WD)(A;;0x4;;;BU)(A;;0x8;;;SU)(A;;0x10;;;S-1-2-0)"
          L"(A;;0x20;;;S-1-2-1)(A;;0x10000;;;AU)(A;;0x20000;;;S-1-5-15)(A;;KA;;;BA)",
@@ -75,12 +74,11 @@ TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
     const std::vector<Sid> account = LocalServiceSids();
     std::vector<Sid> service = account;
     service.push_back(OwnSid());
-    for (const auto& expected : cases) {
-        const ObjectSecurity key = Parse(expected.security);
-        EXPECT_EQ(MissingKeyRights(key.acl, account, kAll), expected.of_account)
-            << Utf8(expected.security);
-        EXPECT_EQ(MissingKeyRights(key.acl, service, kAll), expected.of_service)
-            << Utf8(expected.security);
+    for (const auto& [list, account_lacks, service_lacks] : cases) {
+        SCOPED_TRACE(testing::PrintToString(list));
+        const ObjectSecurity key = Parse(list);
+        EXPECT_EQ(MissingKeyRights(key.acl, account, kAll), account_lacks);
+        EXPECT_EQ(MissingKeyRights(key.acl, service, kAll), service_lacks);
     }
     EXPECT_EQ(MissingKeyRights(nullptr, account, kAll), 0U) << "no list";
 }
@@ -101,23 +99,20 @@ TEST(FullControlTest, IsAddedAndRemovedAndTheOtherEntriesStay) {
 }
 
 TEST(OtherWritersTest, AreAllButTheSystemAndAdministrators) {
-    const struct {
-        const wchar_t* security;
-        std::vector<std::wstring> writers;
-    } cases[] = {
+    const std::pair<const wchar_t*, std::wstring> cases[] = {
         {L"O:S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464D:(A;;FA;;;SY)"
          L"(A;;FA;;;BA)(A;OICIIO;GA;;;CO)(A;;0x1200a9;;;BU)(A;OICIIO;GXGR;;;AC)",
-         {}},
-        {L"O:BAD:(A;OICIIO;GXGWGR;;;AU)(A;;0x1200a9;;;BU)", {L"S-1-5-11"}},
-        {L"O:BUD:(A;;FA;;;SY)", {L"S-1-5-32-545"}},
-        {L"O:SYD:(A;;DC;;;BU)(A;;WD;;;WD)(D;;FA;;;BU)", {L"S-1-5-32-545", L"S-1-1-0"}},
+         L""},
+        {L"O:BAD:(A;OICIIO;GXGWGR;;;AU)(A;;0x1200a9;;;BU)", L"S-1-5-11 "},
+        {L"O:BUD:(A;;FA;;;SY)", L"S-1-5-32-545 "},
+        {L"O:SYD:(A;;DC;;;BU)(A;;WD;;;WD)(D;;FA;;;BU)", L"S-1-5-32-545 S-1-1-0 "},
     };
-    for (const auto& expected : cases) {
-        std::vector<std::wstring> writers;
-        for (const Sid& sid : OtherWriters(Parse(expected.security))) {
-            writers.push_back(SidText(sid.Get()));
+    for (const auto& [list, writers] : cases) {
+        std::wstring found;
+        for (const Sid& sid : OtherWriters(Parse(list))) {
+            found += SidText(sid.Get()) + L" ";
         }
-        EXPECT_EQ(writers, expected.writers) << Utf8(expected.security);
+        EXPECT_EQ(found, writers) << testing::PrintToString(list);
     }
     ObjectSecurity no_list = Parse(L"O:SYD:");
     no_list.acl = nullptr;
@@ -133,19 +128,12 @@ TEST(OwnSidTest, CountsFromTheServicesStart) {
     EXPECT_EQ(HasOwnSid(kOn, true, early, late), false);
     EXPECT_EQ(HasOwnSid(kOn, true, std::nullopt, late), std::nullopt);
     EXPECT_EQ(HasOwnSid(kOn, false, std::nullopt, late), true) << "the next process will have it";
-}
 
-TEST(RightsFindingTest, TheServicesOwnSidCountsOnceTheProcessHasIt) {
-    const auto status = [](ACCESS_MASK account_lacks, ACCESS_MASK service_lacks,
-                           std::optional<bool> has_own_sid) {
-        return RightsFinding(account_lacks, service_lacks, has_own_sid).status;
-    };
-    EXPECT_EQ(status(0, 0, false), Status::kOk);
-    EXPECT_EQ(status(kAll, 0, true), Status::kOk);
-    EXPECT_EQ(status(kAll, 0, false), Status::kFault);
-    EXPECT_EQ(status(kAll, 0, {}), Status::kNotHere);
-    EXPECT_EQ(status(kAll, KEY_SET_VALUE, true), Status::kFault);
-    EXPECT_EQ(status(0, KEY_SET_VALUE, true), Status::kFault) << "a denial of its own";
+    EXPECT_EQ(RightsFinding(0, 0, false).status, Status::kOk);
+    EXPECT_EQ(RightsFinding(kAll, 0, true).status, Status::kOk);
+    EXPECT_EQ(RightsFinding(kAll, 0, false).status, Status::kFault);
+    EXPECT_EQ(RightsFinding(kAll, 0, {}).status, Status::kNotHere);
+    EXPECT_EQ(RightsFinding(0, KEY_SET_VALUE, true).status, Status::kFault) << "a denial";
 }
 
 TEST(KeySecurityTest, AProtectedListStaysProtected) {
@@ -190,19 +178,18 @@ TEST(ServiceKeysTest, AreTheDocumentedOnesWithTheTypesThatTheServiceStores) {
             L"SYSTEM\\ControlSet001\\Services\\QCUSBFNSS\\Parameters"}));
 }
 
-std::string Package(const std::string& machine) {
-    std::ifstream file("Z:" INF_DIRECTORY "/" + machine + "/tessel-service.inf", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-TEST(DriverPackageTest, TurnsTheServicesSidAndItsRestartOn) {
-    const std::string x64 = Package("x64");
+TEST(DriverPackageTest, IsTheSameForBothMachinesButForTheirNames) {
+    std::string texts[2];
+    for (const std::string machine : {"x64", "arm64"}) {
+        std::ifstream file("Z:" INF_DIRECTORY "/" + machine + "/tessel-service.inf");
+        texts[machine == "x64"] = {std::istreambuf_iterator<char>(file), {}};
+    }
+    auto& [arm64, x64] = texts;
     for (const char* line : {"\nServiceSidType = 1 ", "\nFailureActions = Recovery ",
                              "\nAction      = 1,5000", "\nAction      = 1,60000"}) {
         EXPECT_NE(x64.find(line), x64.npos) << line;
     }
-    std::string arm64 = Package("arm64");
-    EXPECT_EQ(arm64.find("[DefaultInstall]"), arm64.npos) << "Windows wants the machine behind it";
+    EXPECT_EQ(arm64.find("[DefaultInstall]"), arm64.npos) << "Windows wants the machine's name";
     for (std::size_t at = 0; (at = arm64.find("NTarm64", at)) != arm64.npos;) {
         arm64.replace(at, 7, "NTamd64");
     }
