@@ -47,17 +47,8 @@ void SetInterfaces(const std::vector<std::wstring>& paths) {
     Store(kState, L"Interfaces", REG_MULTI_SZ, list.c_str(), (list.size() + 1) * sizeof(wchar_t));
 }
 
-// The flag and number of the answer: "true 85".
-std::wstring Ask(const std::wstring& word, bool data_bool) {
-    const std::wstring command = L"BLEHELPER_" + word;
-    wchar_t text[] = L"text";
-    BleHelperCommand(nullptr, command.c_str(), data_bool, -7, text);
-    std::wstring answer;
-    for (const Report& report : TakeReports()) {
-        EXPECT_TRUE(report.command == command && report.text == L"text");
-        answer += (report.flag ? L"true " : L"false ") + std::to_wstring(report.number);
-    }
-    return answer;
+std::wstring Ask(const std::wstring& word, bool flag) {
+    return AnswerOf(BleHelperCommand, L"BLEHELPER_" + word, flag, -7);
 }
 
 class BleHelper : public testing::Test {

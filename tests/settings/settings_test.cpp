@@ -57,19 +57,11 @@ class SettingsTest : public testing::Test {
 
     void TearDown() override { EXPECT_EQ(g_watch.held, 0) << "keys left open"; }
 
-    // Sends a command and returns the flag and number of the answer, as "true 7", or "" if there is
-    // none. The strings of the answer must be those of the request. Clears the log first.
+    // Sends a command and returns the flag and number of the answer, see AnswerOf. Clears the log
+    // first.
     static std::wstring Ask(const std::wstring& word, bool flag, long number) {
         ClearLoggedLines();
-        const std::wstring command = L"REGISTRYHELPER_" + word;
-        wchar_t text[] = L"own text";
-        RegistryHelperCommand(nullptr, command.c_str(), flag, number, text);
-        std::wstring answer;
-        for (const Report& report : TakeReports()) {
-            EXPECT_TRUE(report.command == command && report.text == L"own text");
-            answer += (report.flag ? L"true " : L"false ") + std::to_wstring(report.number);
-        }
-        return answer;
+        return AnswerOf(RegistryHelperCommand, L"REGISTRYHELPER_" + word, flag, number);
     }
 
     static void StoreAndRead(const std::wstring& word,
