@@ -42,9 +42,7 @@ TEST(AppKit, TellsWhatCameOfARequest) {
     g_stub = {1726, 0, nullptr, 1, 0, 0};
     EXPECT_TRUE(tessel::Client::Connect() == 0 && g_stub.contexts == 0) << "at the second attempt";
     EXPECT_EQ(tessel::Client::Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87);
-}
-
-TEST(AppKit, IdentityIsEmptyWhenNoneWasRead) {
+    // An identity is empty when none was read.
     EXPECT_EQ(Ask(0, 0, L"8949012345678901234").text, L"8949012345678901234");
     EXPECT_EQ(Ask(0, 0, L"").text, L"");
     EXPECT_EQ(Ask(0, 0, L" ").text, L"");

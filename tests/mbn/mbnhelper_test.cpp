@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "mbn/mbnapi.h"
-#include "mbn/mbninterface.h"
 #include "rpc/stub/tesselservice.h"
 #include "tests/support/recorders.h"
 #include "tests/support/interposed.h"
@@ -150,13 +149,6 @@ TEST_F(MbnHelperTest, ReadsTheHomeProviderOnlyFromAnInitializedModem) {
     Remove(Modem(L"1"), L"FailGetReadyState");
     Store(Modem(L"1"), L"FailGetHomeProvider", S_FALSE);
     EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
-}
-
-TEST_F(MbnHelperTest, ReadsNothingForAnUnknownSelector) {
-    AddInterface(L"0");
-    BSTR text = nullptr;
-    EXPECT_EQ(QueryMbnInterface(MbnQuerySelector{4}, &text), S_OK);
-    EXPECT_EQ(text, nullptr);
 }
 
 TEST_F(MbnHelperTest, ConnectsIdleInterfacesUntilOneIsDisconnectingAndDisconnectsActiveOnes) {
