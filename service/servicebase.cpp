@@ -13,6 +13,11 @@ namespace {
 
 constexpr std::size_t kErrorTextCapacity = 260;
 
+// For the wait of BeginEnding. Not std::atomic::wait: in the library of GCC 12 for Windows a
+// wake-up can be lost.
+SRWLOCK g_startLock = SRWLOCK_INIT;
+CONDITION_VARIABLE g_startEnded = CONDITION_VARIABLE_INIT;
+
 }  // namespace
 
 CServiceBase* CServiceBase::s_service = nullptr;
@@ -65,17 +70,12 @@ BOOL CServiceBase::Run(CServiceBase& service) {
     return StartServiceCtrlDispatcherW(table);
 }
 
-void CServiceBase::SetServiceStatus(DWORD state, DWORD exit_code) {
-    m_status.dwCurrentState = state;
-    m_status.dwWin32ExitCode = exit_code;
-    m_status.dwWaitHint = 0;
-    const bool settled = state == SERVICE_RUNNING || state == SERVICE_STOPPED;
-    m_status.dwCheckPoint = settled ? 0 : s_checkPoint++;
-    ::SetServiceStatus(m_statusHandle, &m_status);
-}
-
 bool CServiceBase::BeginEnding() {
-    s_starting.wait(true);
+    AcquireSRWLockExclusive(&g_startLock);
+    while (s_starting) {
+        SleepConditionVariableSRW(&g_startEnded, &g_startLock, INFINITE, 0);
+    }
+    ReleaseSRWLockExclusive(&g_startLock);
     return !s_ending.exchange(true);
 }
 
@@ -138,8 +138,10 @@ void CServiceBase::Start(DWORD argc, wchar_t** argv) {
         RunHook(L"Service Start", L"Service failed to start.", [&] { OnStart(argc, argv); });
     SetServiceStatus(error ? SERVICE_STOPPED : SERVICE_RUNNING, error.value_or(ERROR_SUCCESS));
     // Another thread may stop the service and destroy the object as soon as it sees this.
+    AcquireSRWLockExclusive(&g_startLock);
     s_starting = false;
-    s_starting.notify_all();
+    ReleaseSRWLockExclusive(&g_startLock);
+    WakeAllConditionVariable(&g_startEnded);
 }
 
 void CServiceBase::Stop() {
@@ -183,4 +185,13 @@ void CServiceBase::Shutdown() {
     } else {
         SetServiceStatus(SERVICE_STOPPED);
     }
+}
+
+void CServiceBase::SetServiceStatus(DWORD state, DWORD exit_code) {
+    m_status.dwCurrentState = state;
+    m_status.dwWin32ExitCode = exit_code;
+    m_status.dwWaitHint = 0;
+    const bool settled = state == SERVICE_RUNNING || state == SERVICE_STOPPED;
+    m_status.dwCheckPoint = settled ? 0 : s_checkPoint++;
+    ::SetServiceStatus(m_statusHandle, &m_status);
 }

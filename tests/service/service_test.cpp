@@ -286,6 +286,11 @@ TEST_F(ServiceTest, OfTwoThreadsThatStopAtOnceOneDoesAndAStartedServiceCanBeStop
             }
         }
     };
+    const auto pause = [](int count) {
+        for (; count != 0; --count) {
+            YieldProcessor();
+        }
+    };
     std::thread other([&] {
         for (int i = 1; i <= kRounds; ++i) {
             wait_for(round, i);
@@ -295,12 +300,17 @@ TEST_F(ServiceTest, OfTwoThreadsThatStopAtOnceOneDoesAndAStartedServiceCanBeStop
     });
     for (int i = 1; i <= kRounds; ++i) {
         service.called.clear();
+        // Every second round the other thread's stop comes during the start, which it waits for.
+        service.behaviour = [&] {
+            if (i % 2 == 0 && round != i) {
+                round = i;
+                pause(i % 1024);
+            }
+        };
         service.Start(0, nullptr);
         round = i;
         // Varies which thread comes first.
-        for (int delay = i % 64; delay != 0; --delay) {
-            YieldProcessor();
-        }
+        pause(i % 64);
         service.Stop();
         wait_for(done, i);
         wrong += service.called != "start stop " ? 1 : 0;
