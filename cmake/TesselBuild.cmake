@@ -1,6 +1,9 @@
 # How every target of the project is compiled and linked.
 
-set(TESSEL_WARNINGS -Wall -Wextra -Werror)
+# They are errors in the presets: CMAKE_COMPILE_WARNING_AS_ERROR.
+set(TESSEL_WARNINGS -Wall -Wextra)
+# For what ships. In C++ gcc's -Wconversion does not include the sign, clang's does.
+set(TESSEL_PRODUCT_WARNINGS -Wshadow -Wconversion -Wno-sign-conversion)
 
 # Import libraries that the compiler lacks, from their .def files.
 foreach(name ${TESSEL_IMPORTS})
@@ -22,6 +25,10 @@ function(tessel_configure target)
   target_compile_options(${target} PRIVATE ${TESSEL_WARNINGS}
     -ffunction-sections -fdata-sections
     -fstack-protector-strong ${TESSEL_DEBUG_INFORMATION} "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE folder)
+  if(folder MATCHES "^(\\.|appkit|client|rpc|service)$")
+    target_compile_options(${target} PRIVATE ${TESSEL_PRODUCT_WARNINGS})
+  endif()
   target_compile_definitions(${target} PRIVATE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 NTDDI_VERSION=0x0A000004)
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
