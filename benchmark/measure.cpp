@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -52,7 +53,8 @@ double Now() {
 
 double Quantile(Times times, double part) {
     std::ranges::sort(times);
-    return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1) + 0.5)];
+    return times[static_cast<std::size_t>(
+        std::lround(part * static_cast<double>(times.size() - 1)))];
 }
 
 // A connection to one of the servers. If the server cannot be reached, the thread ends. Connections

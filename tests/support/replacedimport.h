@@ -3,9 +3,9 @@
 #pragma once
 
 // At namespace scope: REPLACE_IMPORT(CreateEventW, FailingCreateEvent);
-#define REPLACE_IMPORT(function, replacement)                                                   \
-    extern "C" {                                                                                \
-    extern void* const __imp_##function;                                                        \
-    __attribute__((used)) void* const __imp_##function = reinterpret_cast<void*>(&replacement); \
-    }                                                                                           \
+#define REPLACE_IMPORT(function, replacement)                                                     \
+    extern "C" {                                                                                  \
+    extern void* const __imp_##function;                                                          \
+    __attribute__((used)) void* const __imp_##function = reinterpret_cast<void*>(&(replacement)); \
+    }                                                                                             \
     static_assert(true)
