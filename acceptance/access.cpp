@@ -5,10 +5,9 @@
 
 #include <vector>
 
-#include "acceptance/child.h"
 #include "acceptance/exchange.h"
-#include "acceptance/installedservice.h"
 #include "acceptance/items.h"
+#include "acceptance/processes.h"
 #include "client/rights/servicesid.h"
 #include "rpc/endpoint.h"
 #include "settings/settingsvalues.h"
@@ -32,14 +31,9 @@ DWORD AskInContainer(const std::wstring& program, PSID container, SID_AND_ATTRIB
     UpdateProcThreadAttribute(startup.lpAttributeList, 0,
                               PROC_THREAD_ATTRIBUTE_SECURITY_CAPABILITIES, &capabilities,
                               sizeof(capabilities), nullptr, nullptr);
-    Handle process;
-    DWORD code = StartChild(program, L"ask", startup, CREATE_NO_WINDOW, process);
-    if (code == ERROR_SUCCESS &&
-        WaitForSingleObject(process.get(), kChildMilliseconds) == WAIT_OBJECT_0) {
-        GetExitCodeProcess(process.get(), &code);
-    } else if (code == ERROR_SUCCESS) {
-        code = WAIT_TIMEOUT;
-    }
+    const Handle process =
+        StartChild(L"\"" + program + L"\" --child ask", startup, CREATE_NO_WINDOW);
+    const DWORD code = process ? ExitCode(process, kChildMilliseconds) : GetLastError();
     DeleteProcThreadAttributeList(startup.lpAttributeList);
     return code;
 }
@@ -86,16 +80,16 @@ void CheckContainers(Run& run) {
     if (FAILED(result) || !CopyFileW(OwnPath().c_str(), program.c_str(), FALSE) ||
         !DeriveCapabilitySidsFromName(kSettingsAppPackage, &groups.sids, &groups.count,
                                       &capabilities.sids, &capabilities.count)) {
-        run.Add(false, L"container",
-                Format(L"cannot be made: 0x%lx, %ls", result, Outcome(GetLastError()).c_str()));
+        run.Add(false, L"container", L"cannot be made: 0x%lx, %ls", result,
+                Outcome(GetLastError()));
     } else {
         SID_AND_ATTRIBUTES capability = {capabilities.sids[0], SE_GROUP_ENABLED};
         const DWORD with = AskInContainer(program, container.get(), &capability);
-        run.Add(with == 0, L"container.with",
-                L"with the settings app's capability: " + Outcome(with));
+        run.Add(with == 0, L"container.with", L"with the settings app's capability: %ls",
+                Outcome(with));
         const DWORD without = AskInContainer(program, container.get(), nullptr);
-        run.Add(without == ERROR_ACCESS_DENIED, L"container.without",
-                L"without it: " + Outcome(without));
+        run.Add(without == ERROR_ACCESS_DENIED, L"container.without", L"without it: %ls",
+                Outcome(without));
     }
     DeleteContainer();
 }
@@ -108,7 +102,6 @@ void DeleteContainer() {
 
 void CheckRights(Run& run) {
     Session session;
-    session.Open();
     for (const Setting& setting : kSettings) {
         const std::wstring item = std::wstring(L"rights.") + setting.value.name;
         long before = 0;
@@ -123,9 +116,9 @@ void CheckRights(Run& run) {
         session.Send(stored);
         const bool same =
             ReadDirectly(setting.value, after) && after == before && read.answer.number == before;
-        run.Add(same && stored.answer.flag, item,
-                Format(L"%ld directly, %ld through the service, stored: %d, then %ld", before,
-                       read.answer.number, stored.answer.flag, after),
-                kGrantAdvice);
+        run.Check(same && stored.answer.flag, Status::kFault, item,
+                  Format(L"%ld directly, %ld through the service, stored: %d, then %ld", before,
+                         read.answer.number, stored.answer.flag, after),
+                  kGrantAdvice);
     }
 }

@@ -1,20 +1,12 @@
 #include "acceptance/exchange.h"
 
-#include <rpcndr.h>
-
-#include <algorithm>
 #include <atomic>
-#include <cwchar>
+#include <cstring>
 #include <thread>
-#include <utility>
 #include <vector>
 
-#include "acceptance/child.h"
-#include "acceptance/forcedsyntax.h"
-#include "acceptance/guardedcall.h"
 #include "acceptance/items.h"
 #include "client/requests/answers.h"
-#include "client/requests/commandhelp.h"
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
 
@@ -23,6 +15,12 @@ namespace {
 constexpr wchar_t kMark = L'#';
 
 std::atomic<Exchange*> g_exchanges[kPlaces];
+
+// CallGuarded for a function object without arguments.
+template <typename Function>
+DWORD StatusOf(Function function) {
+    return CallGuarded([](void* object) { (*static_cast<Function*>(object))(); }, &function);
+}
 
 // Every answer of this process, on a thread of the RPC runtime's choice.
 void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text) {
@@ -40,43 +38,40 @@ void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* t
 
 }  // namespace
 
-bool Exchange::IsEchoed() const {
-    return status == 0 && answers == 1 && answer.command == sent.command &&
-           answer.flag == sent.flag && answer.number == sent.number && answer.text == sent.text;
+DWORD Exchange::Result() const {
+    const bool echoed = answers == 1 && answer.command == sent.command &&
+                        answer.flag == sent.flag && answer.number == sent.number &&
+                        answer.text == sent.text;
+    return status != 0 || echoed ? status : ERROR_INVALID_DATA;
 }
 
 std::wstring Exchange::Text() const {
-    return Format(L"%ls, %d answers, flag %d, number %ld, %zu units \"%.40ls\"",
-                  Outcome(status).c_str(), answers, answer.flag, answer.number, answer.text.size(),
-                  answer.text.c_str());
+    return Format(L"%ls, %d answers, flag %d, number %ld, %zu units \"%.40ls\"", Outcome(status),
+                  answers, answer.flag, answer.number, answer.text.size(), answer.text);
 }
 
 Exchange Marked(int place, const wchar_t* command, long number, std::wstring_view text) {
-    std::wstring marked = kMark + std::to_wstring(place) + kMark;
-    marked += text;
-    return {place, {command, number % 2 != 0, number, std::move(marked)}};
+    return {
+        place,
+        {command, number % 2 != 0, number, (kMark + std::to_wstring(place) + kMark).append(text)}};
 }
 
 Exchange Echo(int place, long number, std::wstring_view text) {
     return Marked(place, L"REGISTRYHELPER_ISVZWQ", number, text);
 }
 
-Exchange Unmarked(int place, const wchar_t* command, std::wstring text) {
-    return {place, {command, true, place, std::move(text)}};
+Exchange RequestOf(int place, const Command& command) {
+    return *command.text == L'\0' ? Marked(place, command.name, 7)
+                                  : Exchange{place, {command.name, true, place, command.text}};
 }
 
-Exchange RequestOf(int place, const wchar_t* command) {
-    const std::wstring_view name = command;
-    if (name.starts_with(L"COMMONHELPER_")) {
-        return Unmarked(place, command, OwnPath());
+Session::Session(const ClientHalf& half)
+    : m_half(half),
+      m_status(
+          static_cast<DWORD>(RpcBindingFromStringBindingW(RpcText(kStringBinding), &m_binding))) {
+    if (m_status == 0) {
+        m_status = StatusOf([this] { m_half.open(m_binding, &m_context); });
     }
-    if (name == L"MBNHELPER_CREATEPROFILE") {
-        return Unmarked(place, command, L"Acceptance|internet.example|NONE|-|-|IPv4");
-    }
-    if (name == L"MBNHELPER_GETSIMICCID") {
-        return Unmarked(place, command, std::wstring(kPaddingLength, L' '));
-    }
-    return Marked(place, command, 7);
 }
 
 Session::~Session() {
@@ -88,25 +83,25 @@ Session::~Session() {
     }
 }
 
-DWORD Session::Open() {
-    const RPC_STATUS status = RpcBindingFromStringBindingW(RpcText(kStringBinding), &m_binding);
-    return status != RPC_S_OK ? static_cast<DWORD>(status)
-                              : StatusOf([this] { m_half->open(m_binding, &m_context); });
-}
-
 DWORD Session::Send(Exchange& exchange) {
     g_exchanges[exchange.place] = &exchange;
-    exchange.status = StatusOf([&] {
+    exchange.status = m_status != 0 ? m_status : StatusOf([&] {
         const RequestValues& sent = exchange.sent;
-        m_half->request(m_context, sent.command.c_str(), static_cast<boolean>(sent.flag),
-                        sent.number, const_cast<wchar_t*>(sent.text.c_str()));
+        m_half.request(m_context, sent.command.c_str(), static_cast<boolean>(sent.flag),
+                       sent.number, const_cast<wchar_t*>(sent.text.c_str()));
     });
     g_exchanges[exchange.place] = nullptr;
     return exchange.status;
 }
 
+DWORD Session::Ask() {
+    Exchange echo = Echo(kPlaces - 1);
+    Send(echo);
+    return echo.Result();
+}
+
 DWORD Session::Close() {
-    const DWORD status = StatusOf([this] { m_half->close(&m_context); });
+    const DWORD status = StatusOf([this] { m_half.close(&m_context); });
     if (m_context != nullptr) {
         // Frees this process's part of it.
         StatusOf([this] { RpcSsDestroyClientContext(&m_context); });
@@ -115,8 +110,8 @@ DWORD Session::Close() {
 }
 
 ContextBytes Session::Bytes() const {
-    ContextBytes bytes = {};
-    NDRCContextMarshall(m_context, bytes.data());
+    ContextBytes bytes;
+    NDRCContextMarshall(m_context, &bytes);
     return bytes;
 }
 
@@ -125,25 +120,14 @@ DWORD Session::CloseBytes(ContextBytes& bytes) {
     RPC_MESSAGE message = {};
     MIDL_STUB_MESSAGE stub = {};
     const DWORD status = StatusOf([&] {
-        NdrClientInitializeNew(&message, &stub, const_cast<MIDL_STUB_DESC*>(&kNdr20Descriptor),
-                               kRemoteClose);
-        NdrGetBuffer(&stub, bytes.size(), m_binding);
-        stub.Buffer = std::ranges::copy(bytes, stub.Buffer).out;
+        NdrClientInitializeNew(&message, &stub, &g_ndr20Descriptor, kRemoteClose);
+        NdrGetBuffer(&stub, sizeof(bytes), m_binding);
+        std::memcpy(stub.Buffer, &bytes, sizeof(bytes));
+        stub.Buffer += sizeof(bytes);
         NdrSendReceive(&stub, stub.Buffer);
-        std::copy_n(stub.Buffer, bytes.size(), bytes.begin());
+        std::memcpy(&bytes, stub.Buffer, sizeof(bytes));
     });
     StatusOf([&] { NdrFreeBuffer(&stub); });
-    return status;
-}
-
-DWORD OpenAll(std::vector<Session>& sessions) {
-    DWORD status = 0;
-    for (Session& session : sessions) {
-        status = session.Open();
-        if (status != 0) {
-            break;
-        }
-    }
     return status;
 }
 
@@ -157,22 +141,11 @@ void Tally::Add(const Exchange& exchange, bool right) {
 }
 
 std::wstring Tally::Text(int of) const {
-    return Format(L"%d of %d answered%ls", m_right, of, m_first.c_str());
+    return Format(L"%d of %d answered%ls", m_right, of, m_first);
 }
 
 void TakeAnswers() {
     HandleAnswers(TakeAnswer);
-}
-
-DWORD AskOnce() {
-    Session session;
-    const DWORD status = session.Open();
-    if (status != 0) {
-        return status;
-    }
-    Exchange echo = Echo(kPlaces - 1);
-    session.Send(echo);
-    return echo.IsEchoed() || echo.status != 0 ? echo.status : ERROR_INVALID_DATA;
 }
 
 void InParallel(int count, const std::function<void(int)>& work) {

@@ -3,15 +3,20 @@
 
 #include <windows.h>
 #include <rpc.h>
+#include <rpcndr.h>
 
-#include <array>
 #include <functional>
 #include <mutex>
+#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "client/requests/connection.h"
+
+// Calls function(argument). Gives 0, or the code of the structured exception that it raised: an RPC
+// or Win32 status, or what a crash gives. The frames down to here are unwound; destructors of C++
+// do not run.
+extern "C" DWORD CallGuarded(void (*function)(void*), void* argument);
 
 // Exchanges in progress at the same time have places of their own, from 0 to this.
 inline constexpr int kPlaces = 1400;
@@ -28,8 +33,8 @@ struct Exchange {
     int answers = 0;
     RequestValues answer = {};
 
-    // Whether it was answered once and as it was sent.
-    [[nodiscard]] bool IsEchoed() const;
+    // 0 if it was answered once and as it was sent, otherwise the status or ERROR_INVALID_DATA.
+    [[nodiscard]] DWORD Result() const;
     [[nodiscard]] std::wstring Text() const;
 };
 
@@ -37,17 +42,35 @@ struct Exchange {
 Exchange Marked(int place, const wchar_t* command, long number, std::wstring_view text = {});
 // One that is answered as it was sent.
 Exchange Echo(int place, long number = 7, std::wstring_view text = {});
-// One with its place in its number, for commands whose text has a meaning.
-Exchange Unmarked(int place, const wchar_t* command, std::wstring text);
 
-// One command of every family, two of the family that makes texts; none changes anything.
-inline constexpr const wchar_t* kHarmlessCommands[] = {
-    L"REGISTRYHELPER_ISVZWQ",      L"MBNHELPER_GETNETWORKMODE",
-    L"BLEHELPER_GETBLE",           L"USBPATHCHANGER_SMGETMUICSTATUS",
-    L"COMMONHELPER_ISFILE_EXISTS", L"COMMONHELPER_READEULADOCUMENT"};
+// A command with a text that it can work on, empty if any will do, and the option that allows it.
+struct Command {
+    const wchar_t* name;
+    const wchar_t* text = L"";
+    wchar_t option = L'-';
+};
+inline constexpr Command kCreateProfile = {L"MBNHELPER_CREATEPROFILE",
+                                           L"Acceptance|internet.example|NONE|-|-|IPv4", L'm'};
+inline constexpr Command kCommands[] = {
+    {L"REGISTRYHELPER_ISVZWQ"},
+    {L"MBNHELPER_GETNETWORKMODE"},
+    {L"BLEHELPER_GETBLE"},
+    {L"USBPATHCHANGER_SMGETMUICSTATUS"},
+    {L"COMMONHELPER_ISFILE_EXISTS", L"C:\\Windows\\win.ini"},
+    {L"COMMONHELPER_READEULADOCUMENT", L"C:\\Windows\\win.ini"},
+    {L"MBNHELPER_CHECKINTERFACE", L"", L'm'},
+    {L"MBNHELPER_GETSIMICCID", L"                                ", L'm'},
+    kCreateProfile,
+    {L"MBNHELPER_CONNECT", L"", L'm'},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"", L'u'},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"", L'u'},
+    {L"BLEHELPER_SETBLE", L"", L'd'},
+    {L"BLEHELPER_ISBLESUPPORT", L"", L'd'},
+};
+// One of every family, two of the family that makes texts; none changes anything.
+inline constexpr auto kHarmlessCommands = std::span(kCommands).first<6>();
 
-// The command with a text that it can work on.
-Exchange RequestOf(int place, const wchar_t* command);
+Exchange RequestOf(int place, const Command& command);
 
 // The procedures of a client half.
 struct ClientHalf {
@@ -56,21 +79,31 @@ struct ClientHalf {
     decltype(&RemoteClose) close;
 };
 inline constexpr ClientHalf kShippedHalf = {RemoteOpen, RemoteRequest, RemoteClose};
+// Halves that offer one transfer syntax. What works over one of them has gone over that syntax.
+extern const ClientHalf kNdr20Half;
+extern const ClientHalf kNdr64Half;
+// The descriptor of kNdr20Half, for calls that are put together by hand.
+extern MIDL_STUB_DESC& g_ndr20Descriptor;
 
 // A context as it goes over the wire.
-using ContextBytes = std::array<BYTE, 20>;
+struct ContextBytes {
+    ULONG attributes = 0;
+    GUID id = {};
+};
 
-// A binding to the service and a context. Calls give the code of their exception, 0 for none.
+// A binding to the service and a context, which is opened at once. Calls give the code of their
+// exception, 0 for none.
 class Session {
  public:
-    explicit Session(const ClientHalf& half = kShippedHalf) : m_half(&half) {}
+    explicit Session(const ClientHalf& half = kShippedHalf);
     Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
     ~Session();
 
-    DWORD Open();
-    // Sends the request and stores how it ended, also with the exchange.
+    // Sends the request and stores how it ended, also with the exchange. It ends with the error of
+    // the open if that failed.
     DWORD Send(Exchange& exchange);
+    // The result of one echo.
+    DWORD Ask();
     DWORD Close();
 
     [[nodiscard]] ContextBytes Bytes() const;
@@ -79,19 +112,17 @@ class Session {
     DWORD CloseBytes(ContextBytes& bytes);
 
  private:
-    const ClientHalf* m_half;
+    const ClientHalf& m_half;
     RPC_BINDING_HANDLE m_binding = nullptr;
     REQUEST_CONTEXT_HANDLE m_context = nullptr;
+    DWORD m_status;
 };
-
-// Opens all, one after the other; gives the last status.
-DWORD OpenAll(std::vector<Session>& sessions);
 
 // Counts exchanges, of any thread, that came back as they should, and keeps the first that did not.
 class Tally {
  public:
     void Add(const Exchange& exchange, bool right);
-    void Add(const Exchange& exchange) { Add(exchange, exchange.IsEchoed()); }
+    void Add(const Exchange& exchange) { Add(exchange, exchange.Result() == 0); }
     [[nodiscard]] int Right() const { return m_right; }
     [[nodiscard]] std::wstring Text(int of) const;
 
@@ -103,9 +134,6 @@ class Tally {
 
 // Takes all answers of the process from now on.
 void TakeAnswers();
-
-// One echo over a context of its own; its status.
-DWORD AskOnce();
 
 // Runs work(0) to work(count - 1), each on a thread of its own, and waits for all.
 void InParallel(int count, const std::function<void(int)>& work);

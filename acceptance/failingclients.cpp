@@ -5,10 +5,9 @@
 #include <random>
 #include <vector>
 
-#include "acceptance/child.h"
 #include "acceptance/exchange.h"
-#include "acceptance/installedservice.h"
 #include "acceptance/items.h"
+#include "acceptance/processes.h"
 #include "client/output.h"
 
 namespace {
@@ -20,7 +19,7 @@ constexpr DWORD kCodes[] = {0xC0000005, 0x20474343, 0xE06D7363, 0x80000003, 1726
                             0xC0000006, 0xC000001D, 0xC0000096, 0xC00000AA, 0xC0000194,
                             0xC0000235, 0x80000001, 0x80000002, 0xE1234567};
 
-constexpr unsigned long kCommandCount = std::size(kHarmlessCommands);
+constexpr unsigned long kCommandCount = kHarmlessCommands.size();
 
 // What became of one code.
 struct Raised {
@@ -36,7 +35,7 @@ Raised RaiseEverywhere(DWORD code) {
     Raised raised;
     for (unsigned long next = 0; next < kCommandCount;) {
         Child child(Format(L"raise %lu %lu", code, next));
-        for (std::wstring line = child.ReadLine(); !line.empty(); line = child.ReadLine()) {
+        for (std::wstring line; !(line = child.ReadLine()).empty();) {
             DWORD status = 0;
             unsigned long served = 0;
             if (std::swscanf(line.c_str(), L"%lu %lu %lu", &next, &status, &served) == 3) {
@@ -44,10 +43,10 @@ Raised RaiseEverywhere(DWORD code) {
                 raised.served += served;
             }
         }
-        const DWORD death = child.Wait(kChildMilliseconds);
+        const DWORD death = child.Wait();
         if (death != 0) {
             ++raised.deaths[death];
-            raised.served += AskOnce() == 0 ? 1 : 0;
+            raised.served += Session().Ask() == 0 ? 1 : 0;
         }
         ++next;
     }
@@ -69,7 +68,7 @@ void LetDie(int rounds) {
             Sleep(random() % 30);
             child.Kill();
         }
-        child.Wait(kChildMilliseconds);
+        child.Wait();
     }
 }
 
@@ -81,27 +80,24 @@ void CheckRaisingClients(Run& run) {
          i += static_cast<std::size_t>(run.Rounds(1, 5))) {
         const Raised raised = RaiseEverywhere(kCodes[i]);
         const DWORD after = ServiceProcessId();
-        run.Add(
-            before == after && raised.served == kCommandCount && !raised.ends.contains(0),
-            Format(L"raising.0x%lx", kCodes[i]),
-            Format(
+        run.Add(before == after && raised.served == kCommandCount && !raised.ends.contains(0),
+                Format(L"raising.0x%lx", kCodes[i]),
                 L"told%ls; its processes ended with%ls; served next: %lu of %lu; service %lu, %lu",
-                Counts(raised.ends).c_str(), Counts(raised.deaths).c_str(), raised.served,
-                kCommandCount, before, after));
+                Counts(raised.ends), Counts(raised.deaths), raised.served, kCommandCount, before,
+                after);
     }
 }
 
 DWORD RaiseInAnswers(ChildWords words) {
     const DWORD code = std::wcstoul(words[0], nullptr, 10);
     for (unsigned long i = std::wcstoul(words[1], nullptr, 10); i < kCommandCount; ++i) {
-        // A session each: some codes end a connection.
-        Session session;
         Exchange exchange = RequestOf(0, kHarmlessCommands[i]);
         exchange.in_callback = [=] { RaiseException(code, 0, 0, nullptr); };
         PrintLine(std::to_wstring(i));
-        session.Open();
+        // A session each: some codes end a connection.
+        Session session;
         session.Send(exchange);
-        PrintLine(Format(L"%lu %lu %d", i, exchange.status, AskOnce() == 0));
+        PrintLine(Format(L"%lu %lu %d", i, exchange.status, Session().Ask() == 0));
     }
     return 0;
 }
@@ -112,30 +108,27 @@ void CheckDyingClients(Run& run) {
     const DWORD process_before = ServiceProcessId();
     // What the service takes once it keeps.
     LetDie(1);
-    Usage before;
-    const bool readable = ReadSettledUsage(before, settled);
+    const Usage before = ReadUsage(settled);
     LetDie(rounds);
-    const DWORD next = AskOnce();
+    const DWORD next = Session().Ask();
     const DWORD process_after = ServiceProcessId();
     run.Add(next == 0 && process_before == process_after, L"dying.served",
-            Format(L"%d clients dead before, in and after the callback and amid requests; the next "
-                   L"request: %ls; service %lu, %lu",
-                   rounds * kMoments, Outcome(next).c_str(), process_before, process_after));
-    if (!readable) {
-        run.NotHere(L"dying.usage", L"the service's process does not open", kAdministratorAdvice);
+            L"%d clients dead before, in and after the callback and amid requests; the next "
+            L"request: %ls; service %lu, %lu",
+            rounds * kMoments, Outcome(next), process_before, process_after);
+    if (!before.readable) {
+        run.NotHere(L"dying.usage", L"the service's process does not open", kCheckAgainAdvice);
         return;
     }
-    Usage after;
-    ReadSettledUsage(after, settled);
+    const Usage after = ReadUsage(settled);
     run.Add(after.IsNear(before, static_cast<DWORD>(rounds), 2048), L"dying.usage",
-            Format(L"%ls before and %ls after %d contexts of dead clients", before.Text().c_str(),
-                   after.Text().c_str(), rounds * kMoments * kContexts));
+            L"%ls before and %ls after %d contexts of dead clients", before.Text(), after.Text(),
+            rounds * kMoments * kContexts);
 }
 
 DWORD DieAsClient(ChildWords words) {
     const unsigned long moment = std::wcstoul(words[0], nullptr, 10);
     std::vector<Session> sessions(std::wcstoul(words[1], nullptr, 10));
-    OpenAll(sessions);
     PrintLine(L"open");
     Exchange echo = Echo(0);
     if (moment == kIn) {

@@ -1,4 +1,4 @@
-#include "acceptance/guardedcall.h"
+#include "acceptance/exchange.h"
 
 #if defined(__aarch64__)
 

@@ -3,28 +3,52 @@
 
 #include <windows.h>
 
+#include <cwchar>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "client/finding.h"
 
-// What an item gets.
-struct Run {
-    Findings& findings;
+// A value as std::swprintf takes it.
+template <typename Value>
+const Value& Argument(const Value& value) {
+    return value;
+}
+inline const wchar_t* Argument(const std::wstring& text) {
+    return text.c_str();
+}
+
+// As std::swprintf formats it, up to 1023 units; %ls also takes a std::wstring.
+template <typename... Values>
+std::wstring Format(const wchar_t* format, const Values&... values) {
+    wchar_t text[1024] = {};
+    std::swprintf(text, 1024, format, Argument(values)...);
+    return text;
+}
+
+// The findings of an item and its options.
+struct Run : Findings {
     // The letters of the options in main.cpp.
     std::wstring options;
 
+    explicit Run(std::wstring letters)
+        : Findings(letters.find(L'j') != letters.npos), options(std::move(letters)) {}
     [[nodiscard]] bool Has(wchar_t option) const { return options.find(option) != options.npos; }
     // How often something is done; less with --quick.
     [[nodiscard]] int Rounds(int full, int few) const { return Has(L'q') ? few : full; }
 
-    void Add(bool ok, const std::wstring& item, std::wstring found, std::wstring advice = {}) const;
+    using Findings::Add;
+    template <typename... Values>
+    void Add(bool ok, std::wstring item, const wchar_t* format, const Values&... values) {
+        Check(ok, Status::kFault, std::move(item), Format(format, values...));
+    }
     // Something that this machine does not have or let be done.
-    void NotHere(const std::wstring& item, std::wstring why, std::wstring advice = {}) const;
+    void NotHere(std::wstring item, std::wstring why, std::wstring advice = {}) {
+        Add(Status::kNotHere, std::move(item), std::move(why), std::move(advice));
+    }
 };
 
-// As std::swprintf formats it, up to 1023 units.
-std::wstring Format(const wchar_t* format, ...);
 // " 0x5 3 times" and so on, for codes and how often there were.
 std::wstring Counts(const std::map<DWORD, int>& codes);
 // "done" for 0, otherwise the error.

@@ -2,7 +2,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdarg>
 #include <cwchar>
 #include <iterator>
 #include <string>
@@ -10,11 +9,11 @@
 #include <thread>
 #include <utility>
 
-#include "acceptance/child.h"
 #include "acceptance/exchange.h"
-#include "acceptance/installedservice.h"
 #include "acceptance/items.h"
+#include "acceptance/processes.h"
 #include "client/output.h"
+#include "client/rights/registration.h"
 
 namespace {
 
@@ -48,18 +47,23 @@ struct ChildKind {
     DWORD (*run)(ChildWords words);
 };
 
-// The faults of one item, which is the first word; the second has the options.
+// The row of the name; null if there is none.
+template <typename Row, std::size_t count>
+const Row* Named(const Row (&rows)[count], std::wstring_view name) {
+    const Row* row =
+        std::ranges::find_if(rows, [=](const Row& known) { return known.name == name; });
+    return row != std::end(rows) ? row : nullptr;
+}
+
+// An item's exit code is the number of its faults and so many times that of "not here".
+constexpr DWORD kNotHereFactor = 1024;
+
+// The first word is the item's name, the second has the options.
 DWORD RunItem(ChildWords words) {
-    constexpr int kMost = 200;
-    const std::wstring options = words[1];
-    Findings findings(options.find(L'j') != std::wstring::npos);
-    Run run = {findings, options};
-    for (const Item& item : kItems) {
-        if (std::wcscmp(item.name, words[0]) == 0) {
-            item.check(run);
-        }
-    }
-    return static_cast<DWORD>(std::min(findings.Count(Status::kFault), kMost));
+    Run run(words[1]);
+    Named(kItems, words[0])->check(run);
+    return static_cast<DWORD>(std::min(run.Count(Status::kFault), 200)) +
+           kNotHereFactor * static_cast<DWORD>(run.Count(Status::kNotHere));
 }
 
 // Waits for this program to end, then takes back what an item that was ended half-way has left.
@@ -67,13 +71,13 @@ DWORD Guard(ChildWords /*words*/) {
     if (!WaitForParent()) {
         StopTracing();
         DeleteContainer();
-        StartAndAnswer(OpenInstalledService(SERVICE_START | SERVICE_QUERY_STATUS).get());
+        StartAndAnswer(OpenRegistration(SERVICE_START | SERVICE_QUERY_STATUS).get());
     }
     return 0;
 }
 
 constexpr ChildKind kChildren[] = {
-    {L"ask", [](ChildWords) { return AskOnce(); }},
+    {L"ask", [](ChildWords) { return Session().Ask(); }},
     {L"context", HoldContext},
     {L"die", DieAsClient},
     {L"guard", Guard},
@@ -83,15 +87,14 @@ constexpr ChildKind kChildren[] = {
     {L"syntax", AskInSyntax},
 };
 
-DWORD RunChild(ChildWords words) {
-    // A crash that is wanted shows no window.
-    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-    for (const ChildKind& kind : kChildren) {
-        if (std::wcscmp(kind.name, words[0]) == 0) {
-            return kind.run(words + 1);
-        }
+// Lets this process open those of other accounts, if it is an administrator's.
+void EnableDebugPrivilege() {
+    Handle token;
+    TOKEN_PRIVILEGES wanted = {1, {{{}, SE_PRIVILEGE_ENABLED}}};
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.put()) &&
+        LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &wanted.Privileges[0].Luid)) {
+        AdjustTokenPrivileges(token.get(), FALSE, &wanted, 0, nullptr, nullptr);
     }
-    return kUsage;
 }
 
 constexpr wchar_t kHelp[] =
@@ -114,15 +117,9 @@ Exit codes: 0 nothing is wrong, 1 a fault, 2 wrong usage, 3 the service cannot b
 
 Items:)";
 
-struct Switch {
-    const wchar_t* name;
-    wchar_t letter;
-};
-
-constexpr Switch kSwitches[] = {
-    {L"--json", L'j'}, {L"--quick", L'q'},  {L"--modem", L'm'},
-    {L"--usb", L'u'},  {L"--device", L'd'},
-};
+// Each is known by the first letter of its name.
+constexpr std::wstring_view kSwitches[] = {L"--json", L"--quick", L"--modem", L"--usb",
+                                           L"--device"};
 
 struct Options {
     // The letters of the switches.
@@ -136,16 +133,11 @@ struct Options {
 bool ParseOptions(wchar_t** words, Options& options) {
     for (; *words != nullptr; ++words) {
         const std::wstring_view word = *words;
-        const auto* option = std::ranges::find_if(
-            kSwitches, [=](const Switch& known) { return known.name == word; });
-        if (option != std::end(kSwitches)) {
-            options.letters += option->letter;
+        if (std::ranges::find(kSwitches, word) != std::end(kSwitches)) {
+            options.letters += word[2];
         } else if (word == L"--report" && words[1] != nullptr) {
             options.report = *++words;
-        } else if (word == L"--only" && words[1] != nullptr &&
-                   std::ranges::any_of(kItems, [=](const Item& item) {
-                       return std::wstring_view(item.name) == words[1];
-                   })) {
+        } else if (word == L"--only" && words[1] != nullptr && Named(kItems, words[1]) != nullptr) {
             options.items += *++words + std::wstring(L" ");
         } else {
             return false;
@@ -154,43 +146,28 @@ bool ParseOptions(wchar_t** words, Options& options) {
     return true;
 }
 
-// What and where this is; `tesselctl --report` says more of the machine.
-std::wstring SystemText() {
-    SYSTEM_INFO system = {};
-    GetNativeSystemInfo(&system);
-    const bool arm64 = system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64;
-    return Format(L"tessel-acceptance " TESSEL_VERSION L", %ls on %ls, %lu processors%ls",
-                  IsWine() ? L"Wine" : L"Windows", arm64 ? L"ARM64" : L"x64",
-                  system.dwNumberOfProcessors,
-                  OpenInstalledService(SERVICE_STOP) ? L", as an administrator" : L"");
-}
-
 // Runs the item in a process of its own, which it cannot keep or break for the others, and hands
-// its lines on. Gives the number of its faults.
-DWORD RunInTime(const Item& item, const Run& run, int& not_here) {
-    Child child(Format(L"item %ls %ls", item.name, run.options.c_str()));
+// its lines on. Gives the exit code.
+DWORD RunInTime(const Item& item, Run& run) {
+    Child child(Format(L"item %ls %ls", item.name, run.options));
     std::thread reader([&] {
-        for (std::wstring line = child.ReadLine(); !line.empty(); line = child.ReadLine()) {
+        for (std::wstring line; !(line = child.ReadLine()).empty();) {
             PrintLine(line);
-            not_here +=
-                line.starts_with(L"NOT HERE") || line.find(L"\"status\":\"not here\"") != line.npos
-                    ? 1
-                    : 0;
         }
     });
     const DWORD code = child.Wait(item.seconds * 1000);
     child.Kill();
     reader.join();
-    if (code < STILL_ACTIVE) {
+    // Those of crashes are greater.
+    if (code != STILL_ACTIVE && code < 100 * kNotHereFactor) {
         return code;
     }
-    run.Add(false, item.name,
-            code == STILL_ACTIVE ? Format(L"did not end within %lu s", item.seconds)
-                                 : Format(L"ended with 0x%lx", code));
+    run.Add(false, item.name, L"ended with 0x%lx, or 0x103 for not within %lu s", code,
+            item.seconds);
     return 1;
 }
 
-DWORD RunAll(const Options& options) {
+ExitCode RunAll(const Options& options) {
     const FileHandle file(CreateFileW(options.report.c_str(), GENERIC_WRITE, FILE_SHARE_READ,
                                       nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
@@ -198,53 +175,41 @@ DWORD RunAll(const Options& options) {
         return kUsage;
     }
     KeepLinesIn(file.get());
-    const bool json = options.letters.find(L'j') != std::wstring::npos;
-    Findings findings(json);
-    const Run run = {findings, options.letters};
-    run.Add(true, L"system", SystemText());
-    const DWORD reached = AskOnce();
-    run.Add(reached == 0, L"service", L"a request: " + Outcome(reached),
-            L"tesselctl --check says more");
+    Run run(options.letters);
+    SYSTEM_INFO system = {};
+    GetNativeSystemInfo(&system);
+    const bool arm64 = system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64;
+    run.Add(true, L"system",
+            L"tessel-acceptance " TESSEL_VERSION L", %ls on %ls, %lu processors%ls",
+            IsWine() ? L"Wine" : L"Windows", arm64 ? L"ARM64" : L"x64", system.dwNumberOfProcessors,
+            OpenRegistration(SERVICE_STOP) ? L", as an administrator" : L"");
+    const DWORD reached = Session().Ask();
+    run.Check(reached == 0, Status::kFault, L"service", L"a request: " + Outcome(reached),
+              L"tesselctl --check says more");
     if (reached != 0) {
         return kUnreachable;
     }
     Child guard(L"guard", DETACHED_PROCESS);
     DWORD faults = 0;
-    int not_here = 0;
+    DWORD not_here = 0;
     for (const Item& item : kItems) {
         if (options.items == L" " ||
-            options.items.find(L" " + std::wstring(item.name) + L" ") != std::wstring::npos) {
-            faults += RunInTime(item, run, not_here);
+            options.items.find(Format(L" %ls ", item.name)) != options.items.npos) {
+            const DWORD code = RunInTime(item, run);
+            faults += code % kNotHereFactor;
+            not_here += code / kNotHereFactor;
         }
     }
     guard.GoOn();
-    guard.Wait(kChildMilliseconds);
-    if (!json) {
-        PrintLine(Format(L"%lu faults, %d not here; kept in %ls", faults, not_here,
-                         options.report.c_str()));
+    guard.Wait();
+    if (!run.Has(L'j')) {
+        PrintLine(
+            Format(L"%lu faults, %lu not here; kept in %ls", faults, not_here, options.report));
     }
     return faults == 0 ? kNothingWrong : kFaults;
 }
 
 }  // namespace
-
-void Run::Add(bool ok, const std::wstring& item, std::wstring found, std::wstring advice) const {
-    findings.Add(ok ? Status::kOk : Status::kFault, item, std::move(found),
-                 ok ? std::wstring() : std::move(advice));
-}
-
-void Run::NotHere(const std::wstring& item, std::wstring why, std::wstring advice) const {
-    findings.Add(Status::kNotHere, item, std::move(why), std::move(advice));
-}
-
-std::wstring Format(const wchar_t* format, ...) {
-    wchar_t text[1024] = {};
-    va_list arguments;
-    va_start(arguments, format);
-    std::vswprintf(text, std::size(text), format, arguments);
-    va_end(arguments);
-    return text;
-}
 
 std::wstring Counts(const std::map<DWORD, int>& codes) {
     std::wstring text;
@@ -262,8 +227,11 @@ int wmain(int argc, wchar_t** argv) {
     const std::wstring_view first = argc > 1 ? argv[1] : L"";
     TakeAnswers();
     EnableDebugPrivilege();
-    if (first == L"--child" && argc > 2) {
-        EndProcess(RunChild(argv + 2));
+    const ChildKind* child = first == L"--child" && argc > 2 ? Named(kChildren, argv[2]) : nullptr;
+    if (child != nullptr) {
+        // A crash that is wanted shows no window.
+        SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+        EndProcess(child->run(argv + 3));
     }
     Options options;
     if (first == L"--help") {
@@ -281,5 +249,5 @@ int wmain(int argc, wchar_t** argv) {
         PrintErrorLine(L"tessel-acceptance: wrong usage\nTry: tessel-acceptance --help");
         return kUsage;
     }
-    return static_cast<int>(RunAll(options));
+    return RunAll(options);
 }

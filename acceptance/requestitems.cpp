@@ -1,117 +1,48 @@
 // Requests, their callbacks and contexts.
 #include <algorithm>
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
-#include "acceptance/child.h"
 #include "acceptance/exchange.h"
-#include "acceptance/forcedsyntax.h"
-#include "acceptance/installedservice.h"
 #include "acceptance/items.h"
+#include "acceptance/processes.h"
 #include "client/output.h"
 
 namespace {
 
-void CheckEchoes(Run& run) {
-    constexpr int kThreads = 8;
-    const int each = run.Rounds(2500, 250);
-    Tally tally;
-    const ULONGLONG start = GetTickCount64();
-    std::vector<Session> sessions(kThreads);
-    OpenAll(sessions);
-    InParallel(kThreads, [&](int thread) {
-        for (int i = 0; i < each; ++i) {
-            // Numbers of both signs, the lowest first, and texts of many lengths.
-            const auto number =
-                static_cast<long>(0x80000000U + static_cast<unsigned>(i) * 0x9E3779B9U);
-            Exchange echo =
-                Echo(thread, number, std::wstring(i % 300, static_cast<wchar_t>(32 + i)));
-            sessions[static_cast<std::size_t>(thread)].Send(echo);
-            tally.Add(echo);
-        }
-    });
-    run.Add(tally.Right() == kThreads * each, L"requests.echo",
-            Format(L"%ls, %d threads, %llu ms", tally.Text(kThreads * each).c_str(), kThreads,
-                   GetTickCount64() - start));
-}
-
-void CheckTexts(Run& run) {
-    Session session;
-    session.Open();
-    for (const std::size_t units : {0, 1, 65535, 1000000}) {
-        Exchange echo = Unmarked(0, L"REGISTRYHELPER_ISVZWQ", std::wstring(units, 0x65E5));
-        session.Send(echo);
-        run.Add(
-            echo.IsEchoed(), L"requests.text",
-            Format(L"%zu units: %ls", units, echo.IsEchoed() ? L"came back" : echo.Text().c_str()));
-    }
-}
-
-// Every session is open before the first request.
-void CheckConnections(Run& run) {
-    const int count = run.Rounds(1234, 64);
-    std::vector<Session> sessions(static_cast<std::size_t>(count));
-    const DWORD status = OpenAll(sessions);
-    Tally tally;
-    InParallel(count, [&](int i) {
-        Exchange echo = Echo(i, i);
-        sessions[static_cast<std::size_t>(i)].Send(echo);
-        tally.Add(echo);
-    });
-    run.Add(tally.Right() == count, L"requests.connections",
-            Format(L"%ls at once; the last connection: %ls", tally.Text(count).c_str(),
-                   Outcome(status).c_str()));
-}
-
-std::wstring Hex(const ContextBytes& bytes) {
-    std::wstring text;
-    for (const BYTE byte : bytes) {
-        text += Format(L"%02x", byte);
-    }
-    return text;
-}
-
-ContextBytes FromHex(const std::wstring& text) {
-    ContextBytes bytes = {};
-    for (std::size_t i = 0; i < bytes.size() && text.size() == 2 * bytes.size(); ++i) {
-        bytes[i] = static_cast<BYTE>(std::stoul(text.substr(2 * i, 2), nullptr, 16));
-    }
-    return bytes;
-}
-
 // The call must have failed, and the service must still serve.
 void AddRefusal(Run& run, const wchar_t* item, const wchar_t* what, DWORD status) {
-    const DWORD next = AskOnce();
-    run.Add(status != 0 && next == 0, item,
-            Format(L"%ls: %ls; the next request: %ls", what, Outcome(status).c_str(),
-                   Outcome(next).c_str()));
+    const DWORD next = Session().Ask();
+    run.Add(status != 0 && next == 0, item, L"%ls: %ls; the next request: %ls", what,
+            Outcome(status), Outcome(next));
 }
 
 void CheckForeignContexts(Run& run) {
-    Session none;
     Exchange echo = Echo(0);
-    AddRefusal(run, L"contexts.null", L"a request on null", none.Send(echo));
-    AddRefusal(run, L"contexts.null", L"a close of null", none.Close());
-
     Session session;
-    session.Open();
     const ContextBytes closed = session.Bytes();
     ContextBytes bytes = closed;
     const DWORD status = session.CloseBytes(bytes);
-    run.Add(status == 0 && bytes == ContextBytes(), L"contexts.closed",
-            L"the first close: " + Outcome(status));
+    run.Add(status == 0 && bytes.id == GUID(), L"contexts.closed", L"the first close: %ls",
+            Outcome(status));
     AddRefusal(run, L"contexts.closed", L"a request on it", session.Send(echo));
     bytes = closed;
     AddRefusal(run, L"contexts.closed", L"a second close", session.CloseBytes(bytes));
 
+    session.Close();
+    AddRefusal(run, L"contexts.null", L"a request on null", session.Send(echo));
+    AddRefusal(run, L"contexts.null", L"a close of null", session.Close());
+
     Child other(L"context");
-    bytes = FromHex(other.ReadLine());
+    bytes = {};
+    CLSIDFromString(other.ReadLine().c_str(), &bytes.id);
     AddRefusal(run, L"contexts.foreign", L"the close of another process's",
                session.CloseBytes(bytes));
     other.GoOn();
-    const DWORD code = other.Wait(kChildMilliseconds);
-    run.Add(code == 0, L"contexts.foreign", L"its own request after that: " + Outcome(code));
+    const DWORD code = other.Wait();
+    run.Add(code == 0, L"contexts.foreign", L"its own request after that: %ls", Outcome(code));
 }
 
 // Each round, two threads close one context at the same time. The service may refuse one of them.
@@ -119,40 +50,36 @@ void CheckRacingCloses(Run& run) {
     const int rounds = run.Rounds(5000, 300);
     int refusals[3] = {};
     Session session;
-    session.Open();
-    ContextBytes bytes = {};
-    std::atomic<int> turn = 0;
-    std::atomic<int> done = 0;
+    ContextBytes bytes;
+    std::atomic<int> arrived = 0;
     std::atomic<int> refused = 0;
     // Threads that spin towards the same moment meet more often than those that are woken.
-    const auto await = [](const std::atomic<int>& value, int wanted) {
-        while (value < wanted) {
+    const auto meet = [&](int meeting) {
+        for (++arrived; arrived < 2 * meeting;) {
             SwitchToThread();
         }
     };
-    InParallel(3, [&](int thread) {
-        for (int round = 1; round <= rounds; ++round) {
-            if (thread != 0) {
-                await(turn, round);
-                ContextBytes own = bytes;
-                refused += session.CloseBytes(own) != 0 ? 1 : 0;
-                ++done;
-                continue;
+    InParallel(2, [&](int thread) {
+        for (int round = 0; round < rounds; ++round) {
+            const auto raced = thread == 0 ? std::make_unique<Session>() : nullptr;
+            if (raced) {
+                bytes = raced->Bytes();
+                refused = 0;
             }
-            Session raced;
-            raced.Open();
-            bytes = raced.Bytes();
-            refused = 0;
-            turn = round;
-            await(done, 2 * round);
-            ++refusals[refused];
+            meet(2 * round + 1);
+            ContextBytes own = bytes;
+            refused += session.CloseBytes(own) != 0 ? 1 : 0;
+            meet(2 * round + 2);
+            if (raced) {
+                ++refusals[refused];
+            }
         }
     });
-    const DWORD next = AskOnce();
+    const DWORD next = Session().Ask();
     run.Add(refusals[2] == 0 && next == 0, L"contexts.race",
-            Format(L"%d times closed twice at once; refused: both %d times, one %d times, none %d "
-                   L"times; the next request: %ls",
-                   rounds, refusals[2], refusals[1], refusals[0], Outcome(next).c_str()));
+            L"%d times closed twice at once; refused: both %d times, one %d times, none %d times; "
+            L"the next request: %ls",
+            rounds, refusals[2], refusals[1], refusals[0], Outcome(next));
 }
 
 // A context is closed while a request on it is in its callback, which does not wait for the end of
@@ -163,7 +90,6 @@ void CheckCloseInProgress(Run& run) {
     int closed = 0;
     for (int i = 0; i < rounds; ++i) {
         Session session;
-        session.Open();
         ContextBytes bytes = session.Bytes();
         std::thread closer;
         Exchange echo = Echo(0);
@@ -178,8 +104,7 @@ void CheckCloseInProgress(Run& run) {
         tally.Add(echo);
     }
     run.Add(tally.Right() == rounds && closed == rounds, L"contexts.in_progress",
-            Format(L"%ls while their context was closed, %d closed", tally.Text(rounds).c_str(),
-                   closed));
+            L"%ls while their context was closed, %d closed", tally.Text(rounds), closed);
 }
 
 // Each callback sends the next request, all on one context or each on its own.
@@ -188,7 +113,6 @@ void CheckNesting(Run& run, bool one_context) {
     Session sessions[kDepth];
     std::vector<Exchange> echoes;
     for (int i = 0; i < kDepth; ++i) {
-        sessions[i].Open();
         echoes.push_back(Echo(i, i));
     }
     for (std::size_t i = 1; i < kDepth; ++i) {
@@ -199,29 +123,62 @@ void CheckNesting(Run& run, bool one_context) {
     for (const Exchange& echo : echoes) {
         tally.Add(echo);
     }
-    run.Add(
-        tally.Right() == kDepth, L"contexts.nested",
-        Format(L"%ls, each sent in the callback before it, over %ls", tally.Text(kDepth).c_str(),
-               one_context ? L"one context" : L"contexts of their own"));
+    run.Add(tally.Right() == kDepth, L"contexts.nested",
+            L"%ls, each sent in the callback before it, over %ls", tally.Text(kDepth),
+            one_context ? L"one context" : L"contexts of their own");
 }
 
 // What a child prints that speaks the syntax: a line per call.
 std::vector<std::wstring> LinesInSyntax(const std::wstring& syntax, DWORD& ended) {
     Child child(L"syntax " + syntax);
     std::vector<std::wstring> lines;
-    for (std::wstring line = child.ReadLine(); !line.empty(); line = child.ReadLine()) {
+    for (std::wstring line; !(line = child.ReadLine()).empty();) {
         lines.push_back(line);
     }
-    ended = child.Wait(kChildMilliseconds);
+    ended = child.Wait();
     return lines;
 }
 
 }  // namespace
 
 void CheckRequests(Run& run) {
-    CheckEchoes(run);
-    CheckTexts(run);
-    CheckConnections(run);
+    constexpr int kThreads = 8;
+    const int each = run.Rounds(2500, 250);
+    Tally echoes;
+    const ULONGLONG start = GetTickCount64();
+    std::vector<Session> clients(kThreads);
+    InParallel(kThreads, [&](int thread) {
+        for (int i = 0; i < each; ++i) {
+            // Numbers of both signs, the lowest first, and texts of many lengths.
+            const auto number =
+                static_cast<long>(0x80000000U + static_cast<unsigned>(i) * 0x9E3779B9U);
+            Exchange echo =
+                Echo(thread, number, std::wstring(i % 300, static_cast<wchar_t>(32 + i)));
+            clients[static_cast<std::size_t>(thread)].Send(echo);
+            echoes.Add(echo);
+        }
+    });
+    run.Add(echoes.Right() == kThreads * each, L"requests.echo", L"%ls, %d threads, %llu ms",
+            echoes.Text(kThreads * each), kThreads, GetTickCount64() - start);
+
+    for (const std::size_t units : {0, 1, 65535, 1000000}) {
+        Exchange echo = {0, {L"REGISTRYHELPER_ISVZWQ", true, 0, std::wstring(units, 0x65E5)}};
+        clients[0].Send(echo);
+        const bool same = echo.Result() == 0;
+        run.Add(same, L"requests.text", L"%zu units: %ls", units,
+                same ? L"came back" : echo.Text());
+    }
+
+    // Every session is open before the first request.
+    const int count = run.Rounds(1234, 64);
+    std::vector<Session> sessions(static_cast<std::size_t>(count));
+    Tally tally;
+    InParallel(count, [&](int i) {
+        Exchange echo = Echo(i, i);
+        sessions[static_cast<std::size_t>(i)].Send(echo);
+        tally.Add(echo);
+    });
+    run.Add(tally.Right() == count, L"requests.connections", L"%ls at once", tally.Text(count));
 }
 
 void CheckContexts(Run& run) {
@@ -240,8 +197,7 @@ void CheckSyntaxes(Run& run) {
     DWORD ended = 0;
     const std::vector<std::wstring> shipped = LinesInSyntax(L"both", ended);
     run.Add(ended == 0, L"syntaxes.both",
-            Format(L"%zu calls of a client that offers both, which ended with %lu", shipped.size(),
-                   ended));
+            L"%zu calls of a client that offers both, which ended with %lu", shipped.size(), ended);
     for (const std::wstring syntax : {L"ndr20", L"ndr64"}) {
         if (IsWine() && syntax == L"ndr64") {
             run.NotHere(L"syntaxes.ndr64", L"Wine's RPC runtime speaks NDR 2.0 only");
@@ -249,12 +205,10 @@ void CheckSyntaxes(Run& run) {
         }
         const std::vector<std::wstring> lines = LinesInSyntax(syntax, ended);
         const auto other = std::ranges::mismatch(lines, shipped).in1;
-        run.Add(
-            ended == 0 && lines == shipped, L"syntaxes." + syntax,
-            Format(
-                L"%zu calls over it alone, the client ended with %lu; the first other answer: %ls",
-                lines.size(), ended, other == lines.end() ? L"none" : other->c_str()),
-            L"its tables do not fit the RPC runtime: rpc/stub/ndrtables.h");
+        run.Check(ended == 0 && lines == shipped, Status::kFault, L"syntaxes." + syntax,
+                  Format(L"%zu calls over it alone, ended with %lu; the first other answer: %ls",
+                         lines.size(), ended, other == lines.end() ? L"none" : other->c_str()),
+                  L"its tables do not fit the RPC runtime: rpc/stub/ndrtables.h");
     }
 }
 
@@ -263,18 +217,17 @@ DWORD AskInSyntax(ChildWords words) {
     Session session(syntax == L"ndr20"   ? kNdr20Half
                     : syntax == L"ndr64" ? kNdr64Half
                                          : kShippedHalf);
-    DWORD status = session.Open();
-    PrintLine(L"open: " + Outcome(status));
+    DWORD status = 0;
     for (unsigned i = 0; i < 100 && status == 0; ++i) {
         Exchange echo = Echo(0, static_cast<long>(i * 0x12345678U), std::wstring(i * i, 0x65E5));
         session.Send(echo);
-        status = echo.IsEchoed() ? 0 : ERROR_INVALID_DATA;
-        PrintLine(Format(L"echo %u: ", i) + (status == 0 ? L"as sent" : echo.Text()));
+        status = echo.Result();
+        PrintLine(Format(L"echo %u: %lu, %ls", i, status, echo.Text()));
     }
-    for (const wchar_t* command : kHarmlessCommands) {
+    for (const Command& command : kHarmlessCommands) {
         Exchange exchange = RequestOf(0, command);
         session.Send(exchange);
-        PrintLine(Format(L"%ls: %ls, %zx", command, exchange.Text().c_str(),
+        PrintLine(Format(L"%ls: %ls, %zx", command.name, exchange.Text(),
                          std::hash<std::wstring>()(exchange.answer.text)));
     }
     const DWORD close = session.Close();
@@ -284,10 +237,7 @@ DWORD AskInSyntax(ChildWords words) {
 
 DWORD HoldContext(ChildWords /*words*/) {
     Session session;
-    session.Open();
-    PrintLine(Hex(session.Bytes()));
-    Exchange echo = Echo(0);
+    PrintLine(GuidText(session.Bytes().id));
     WaitForParent();
-    session.Send(echo);
-    return echo.IsEchoed() || echo.status != 0 ? echo.status : ERROR_INVALID_DATA;
+    return session.Ask();
 }

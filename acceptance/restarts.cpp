@@ -3,18 +3,18 @@
 #include <evntrace.h>
 #include <evntcons.h>
 
-#include <atomic>
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <set>
 #include <thread>
 #include <vector>
 
-#include "acceptance/child.h"
 #include "acceptance/exchange.h"
-#include "acceptance/installedservice.h"
 #include "acceptance/items.h"
+#include "acceptance/processes.h"
 #include "client/output.h"
+#include "client/rights/registration.h"
 #include "service/serviceidentity.h"
 
 namespace {
@@ -23,17 +23,24 @@ constexpr DWORD kStateMilliseconds = 60000;
 
 // The service, to be started and stopped; null after a finding that says why not.
 ServiceHandle OpenForRestarts(Run& run, const wchar_t* item) {
-    ServiceHandle service = OpenInstalledService(SERVICE_START | SERVICE_STOP |
-                                                 SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG);
+    ServiceHandle service = OpenRegistration(SERVICE_START | SERVICE_STOP | SERVICE_QUERY_STATUS |
+                                             SERVICE_QUERY_CONFIG);
     if (!service) {
-        run.NotHere(item, Outcome(GetLastError()), kAdministratorAdvice);
+        run.AddNotHere(item, GetLastError());
     }
     return service;
 }
 
-Handle OpenServiceProcess(DWORD access) {
-    return Handle(OpenProcess(access | SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE,
-                              ServiceProcessId()));
+Handle OpenServiceProcess() {
+    return Handle(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION,
+                              FALSE, ServiceProcessId()));
+}
+
+// The state as the service manager shows it.
+const wchar_t* StateText(SC_HANDLE service) {
+    constexpr const wchar_t* kNames[] = {L"not known",    L"stopped", L"start pending",
+                                         L"stop pending", L"running", L"another"};
+    return kNames[std::min(ServiceStatus(service).dwCurrentState, 5UL)];
 }
 
 // Asks for the stop and tells what the call gave, when, and which state is shown then.
@@ -41,7 +48,7 @@ std::wstring AskToStop(SC_HANDLE service) {
     SERVICE_STATUS status = {};
     const ULONGLONG start = GetTickCount64();
     const DWORD error = ControlService(service, SERVICE_CONTROL_STOP, &status) ? 0 : GetLastError();
-    return Format(L"the stop's call: %ls after %llu ms, then %ls", Outcome(error).c_str(),
+    return Format(L"the stop's call: %ls after %llu ms, then %ls", Outcome(error),
                   GetTickCount64() - start, StateText(service));
 }
 
@@ -50,18 +57,15 @@ bool AwaitEnd(SC_HANDLE service, const Handle& process, std::wstring& text) {
     const ULONGLONG start = GetTickCount64();
     const bool stopped = AwaitState(service, SERVICE_STOPPED, kStateMilliseconds);
     text += Format(L"; %ls after %llu ms", StateText(service), GetTickCount64() - start);
-    DWORD code = 0;
-    if (WaitForSingleObject(process.get(), kStateMilliseconds / 6) == WAIT_OBJECT_0) {
-        GetExitCodeProcess(process.get(), &code);
-        text += Format(L", its process ended with %lu", code);
-    } else if (IsWine()) {
+    const DWORD code = ExitCode(process, kStateMilliseconds / 6);
+    if (code == STILL_ACTIVE && IsWine()) {
         // Wine hangs now and then in the end of a process with threads amid RPC.
         TerminateProcess(process.get(), 0);
     } else {
-        text += L", its process did not end";
-        return false;
+        text += Format(L", its process ended with %lu (259: not at all)", code);
     }
-    return stopped && code == 0 && ServiceStatus(service).dwWin32ExitCode == NO_ERROR;
+    return stopped && (code == 0 || (code == STILL_ACTIVE && IsWine())) &&
+           ServiceStatus(service).dwWin32ExitCode == NO_ERROR;
 }
 
 // Each stop is asked for until it is taken, which is while the start is in progress or just done.
@@ -73,7 +77,7 @@ void CheckStartsStoppedAtOnce(Run& run, SC_HANDLE service) {
         while (!StartServiceW(service, 0, nullptr)) {
             Sleep(10);
         }
-        const Handle process = OpenServiceProcess(PROCESS_TERMINATE);
+        const Handle process = OpenServiceProcess();
         SERVICE_STATUS status = {};
         // The reply of a service that ends at once may be lost: the next attempt finds it stopped.
         while (!ControlService(service, SERVICE_CONTROL_STOP, &status) &&
@@ -82,8 +86,8 @@ void CheckStartsStoppedAtOnce(Run& run, SC_HANDLE service) {
         text.clear();
         ok = AwaitEnd(service, process, text);
     }
-    run.Add(done == rounds, L"stopping.at_once",
-            Format(L"%d of %d starts, each stopped at once%ls", done, rounds, text.c_str()));
+    run.Add(done == rounds, L"stopping.at_once", L"%d of %d starts, each stopped at once%ls", done,
+            rounds, text);
 }
 
 void CheckStopUnderLoad(Run& run, SC_HANDLE service) {
@@ -93,9 +97,8 @@ void CheckStopUnderLoad(Run& run, SC_HANDLE service) {
     std::wstring text;
     bool stopped = false;
     StartAndAnswer(service);
-    const Handle process = OpenServiceProcess(PROCESS_TERMINATE);
+    const Handle process = OpenServiceProcess();
     std::vector<Session> sessions(static_cast<std::size_t>(clients));
-    OpenAll(sessions);
     InParallel(clients + 1, [&](int i) {
         if (i == clients) {
             Sleep(500);
@@ -109,15 +112,14 @@ void CheckStopUnderLoad(Run& run, SC_HANDLE service) {
         const std::lock_guard guard(lock);
         ++ends[echo.status];
     });
-    run.Add(stopped, L"stopping.busy",
-            Format(L"%d clients at work; ", clients) + text + L"; the clients were told" +
-                Counts(ends));
+    run.Add(stopped, L"stopping.busy", L"%d clients at work; %ls; the clients were told%ls",
+            clients, text, Counts(ends));
 }
 
 // A client stands in its callback. What the service manager shows meanwhile is Windows' own.
 void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
     StartAndAnswer(service);
-    const Handle process = OpenServiceProcess(PROCESS_TERMINATE);
+    const Handle process = OpenServiceProcess();
     Child client(L"hold");
     client.ReadLine();
     std::wstring text = L"a client stands in its callback; " + AskToStop(service);
@@ -125,33 +127,31 @@ void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
     text += Format(L", later %ls; the client ", StateText(service));
     if (goes_on) {
         client.GoOn();
-        text += L"goes on: " + Outcome(client.Wait(kChildMilliseconds));
+        text += L"goes on: " + Outcome(client.Wait());
     } else {
         client.Kill();
         text += L"is ended";
     }
     const bool ended = AwaitEnd(service, process, text);
-    run.Add(ended, goes_on ? L"stopping.goes_on" : L"stopping.ended", text,
-            L"INSTALL.md, If it does not stop");
+    run.Check(ended, Status::kFault, goes_on ? L"stopping.goes_on" : L"stopping.ended", text,
+              L"INSTALL.md, If it does not stop");
 }
 
 constexpr wchar_t kTraceName[] = L"tessel-acceptance";
 
 struct TraceProperties {
-    EVENT_TRACE_PROPERTIES properties;
-    wchar_t name[64];
-};
+    EVENT_TRACE_PROPERTIES properties = {};
+    wchar_t name[64] = {};
 
-TraceProperties NewTraceProperties() {
-    TraceProperties trace = {};
-    trace.properties.Wnode.BufferSize = sizeof(trace);
-    trace.properties.Wnode.Flags = WNODE_FLAG_TRACED_GUID;
-    trace.properties.Wnode.ClientContext = 1;
-    trace.properties.LogFileMode = EVENT_TRACE_REAL_TIME_MODE;
-    trace.properties.FlushTimer = 1;
-    trace.properties.LoggerNameOffset = offsetof(TraceProperties, name);
-    return trace;
-}
+    TraceProperties() {
+        properties.Wnode.BufferSize = sizeof(*this);
+        properties.Wnode.Flags = WNODE_FLAG_TRACED_GUID;
+        properties.Wnode.ClientContext = 1;
+        properties.LogFileMode = EVENT_TRACE_REAL_TIME_MODE;
+        properties.FlushTimer = 1;
+        properties.LoggerNameOffset = sizeof(properties);
+    }
+};
 
 // Texts with their levels.
 struct Events {
@@ -180,12 +180,11 @@ void CheckStopping(Run& run) {
     CheckStopWithHeldAnswer(run, service.get(), false);
     CheckStartsStoppedAtOnce(run, service.get());
     const DWORD error = StartAndAnswer(service.get());
-    run.Add(error == 0, L"stopping.next_start", Outcome(error));
+    run.Add(error == 0, L"stopping.next_start", L"%ls", Outcome(error));
 }
 
 DWORD HoldAnswer(ChildWords /*words*/) {
     Session session;
-    session.Open();
     Exchange echo = Echo(0);
     echo.in_callback = [] {
         PrintLine(L"in");
@@ -199,7 +198,7 @@ void CheckTracing(Run& run) {
     if (!service) {
         return;
     }
-    TraceProperties trace = NewTraceProperties();
+    TraceProperties trace;
     TRACEHANDLE session = 0;
     DWORD error = StartTraceW(&session, kTraceName, &trace.properties);
     if (error == ERROR_SUCCESS) {
@@ -214,7 +213,7 @@ void CheckTracing(Run& run) {
     source.Context = &events;
     TRACEHANDLE reading = OpenTraceW(&source);
     std::thread reader([&] { ProcessTrace(&reading, 1, nullptr, nullptr); });
-    const Handle process = OpenServiceProcess(PROCESS_TERMINATE);
+    const Handle process = OpenServiceProcess();
     std::wstring text = AskToStop(service.get());
     AwaitEnd(service.get(), process, text);
     StartAndAnswer(service.get());
@@ -231,36 +230,34 @@ void CheckTracing(Run& run) {
                       events.texts.contains(L"CppWindowsService in OnStart (4)") &&
                       events.texts.contains(L"Starting Rpc Server.. (4)");
     if (error == ERROR_ACCESS_DENIED) {
-        run.NotHere(L"tracing", Outcome(error), kAdministratorAdvice);
+        run.AddNotHere(L"tracing", error);
     } else if (events.texts.empty() && IsWine()) {
         run.NotHere(L"tracing", L"Wine takes events and keeps none");
     } else {
-        run.Add(seen, L"tracing", error == ERROR_SUCCESS ? text : Outcome(error));
+        run.Check(seen, Status::kFault, L"tracing", error == ERROR_SUCCESS ? text : Outcome(error));
     }
 }
 
 void StopTracing() {
-    TraceProperties trace = NewTraceProperties();
+    TraceProperties trace;
     ControlTraceW(0, kTraceName, &trace.properties, EVENT_TRACE_CONTROL_STOP);
 }
 
 void CheckRecovery(Run& run) {
     const ServiceHandle service = OpenForRestarts(run, L"recovery");
-    BYTE buffer[8192] = {};
-    DWORD needed = 0;
     if (!service) {
         return;
     }
-    QueryServiceConfig2W(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS, buffer, sizeof(buffer),
-                         &needed);
-    const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(buffer);
-    if (actions->cActions == 0 || actions->lpsaActions[0].Type != SC_ACTION_RESTART) {
+    const std::vector<BYTE> config = QueryConfig(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS);
+    const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(config.data());
+    if (config.empty() || actions->cActions == 0 ||
+        actions->lpsaActions[0].Type != SC_ACTION_RESTART) {
         run.NotHere(L"recovery", L"the service is not restarted after a crash", kGrantAdvice);
         return;
     }
     const DWORD before = ServiceProcessId();
-    if (!TerminateProcess(OpenServiceProcess(PROCESS_TERMINATE).get(), 1)) {
-        run.NotHere(L"recovery", Outcome(GetLastError()), kAdministratorAdvice);
+    if (!TerminateProcess(OpenServiceProcess().get(), 1)) {
+        run.AddNotHere(L"recovery", GetLastError());
         return;
     }
     const ULONGLONG start = GetTickCount64();
@@ -268,7 +265,7 @@ void CheckRecovery(Run& run) {
     const bool runs = AwaitState(service.get(), SERVICE_RUNNING, 2 * kStateMilliseconds);
     const DWORD after = ServiceProcessId();
     run.Add(runs && after != before, L"recovery",
-            Format(L"%ls %llu ms after its process was ended; process %lu, then %lu",
-                   StateText(service.get()), GetTickCount64() - start, before, after));
+            L"%ls %llu ms after its process was ended; process %lu, then %lu",
+            StateText(service.get()), GetTickCount64() - start, before, after);
     StartAndAnswer(service.get());
 }

@@ -1,0 +1,208 @@
+#include "acceptance/processes.h"
+
+#include <psapi.h>
+#include <tlhelp32.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "acceptance/items.h"
+#include "client/rights/registration.h"
+
+namespace {
+
+constexpr DWORD kStartMilliseconds = 30000;
+constexpr DWORD kPollMilliseconds = 50;
+
+// The job of all children: they end when the last handle to it is closed, which is this process's.
+HANDLE ChildrenJob() {
+    static const HANDLE job = [] {
+        HANDLE made = CreateJobObjectW(nullptr, nullptr);
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits, sizeof(limits));
+        return made;
+    }();
+    return job;
+}
+
+// A pipe of which only the child's end is inherited.
+void MakePipe(Handle& read, Handle& write, const Handle& childs) {
+    CreatePipe(read.put(), write.put(), nullptr, 0);
+    SetHandleInformation(childs.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+}
+
+Usage ReadOnce() {
+    Usage usage;
+    const DWORD process_id = ServiceProcessId();
+    const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    PROCESS_MEMORY_COUNTERS_EX memory = {};
+    usage.readable =
+        process && GetProcessHandleCount(process.get(), &usage.handles) &&
+        K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
+                                sizeof(memory));
+    // Wine tells the second alone.
+    usage.private_kilobytes = std::max(memory.PrivateUsage, memory.PagefileUsage) / 1024;
+    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
+         more = Process32NextW(snapshot.get(), &entry)) {
+        usage.threads += entry.th32ProcessID == process_id ? entry.cntThreads : 0;
+    }
+    return usage;
+}
+
+}  // namespace
+
+std::wstring OwnPath() {
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, std::size(path));
+    return path;
+}
+
+Handle StartChild(std::wstring command_line, STARTUPINFOEXW& startup, DWORD flags) {
+    startup.StartupInfo.cb = sizeof(startup);
+    PROCESS_INFORMATION started = {};
+    if (CreateProcessW(nullptr, command_line.data(), nullptr, nullptr,
+                       startup.StartupInfo.hStdInput != nullptr,
+                       flags | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &startup.StartupInfo,
+                       &started)) {
+        CloseHandle(started.hThread);
+        if ((flags & DETACHED_PROCESS) == 0) {
+            AssignProcessToJobObject(ChildrenJob(), started.hProcess);
+        }
+    }
+    return Handle(started.hProcess);
+}
+
+DWORD ExitCode(const Handle& process, DWORD milliseconds) {
+    DWORD code = STILL_ACTIVE;
+    if (WaitForSingleObject(process.get(), milliseconds) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(process.get(), &code);
+    }
+    return code;
+}
+
+Child::Child(const std::wstring& words, DWORD flags) {
+    Handle childs_output;
+    Handle childs_input;
+    MakePipe(m_output, childs_output, childs_output);
+    MakePipe(childs_input, m_input, childs_input);
+    STARTUPINFOEXW startup = {};
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = childs_input.get();
+    startup.StartupInfo.hStdOutput = childs_output.get();
+    startup.StartupInfo.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    m_process = StartChild(L"\"" + OwnPath() + L"\" --child " + words, startup, flags);
+    m_error = GetLastError();
+}
+
+std::wstring Child::ReadLine() {
+    std::string bytes;
+    char byte = 0;
+    DWORD read = 0;
+    while (ReadFile(m_output.get(), &byte, 1, &read, nullptr) && read == 1 && byte != '\n') {
+        bytes += byte;
+    }
+    const int size = static_cast<int>(bytes.size());
+    std::wstring line(bytes.size(), L'\0');
+    line.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, bytes.data(), size, line.data(), size)));
+    return line;
+}
+
+void Child::GoOn() {
+    DWORD written = 0;
+    WriteFile(m_input.get(), "", 1, &written, nullptr);
+}
+
+DWORD Child::Wait(DWORD milliseconds) {
+    return m_process ? ExitCode(m_process, milliseconds) : m_error;
+}
+
+void Child::Kill() {
+    if (m_process && Wait(0) == STILL_ACTIVE) {
+        TerminateProcess(m_process.get(), ERROR_PROCESS_ABORTED);
+        Wait(INFINITE);
+    }
+}
+
+bool WaitForParent() {
+    char unit = 0;
+    DWORD read = 0;
+    return ReadFile(GetStdHandle(STD_INPUT_HANDLE), &unit, 1, &read, nullptr) && read == 1;
+}
+
+void EndProcess(DWORD code) {
+    TerminateProcess(GetCurrentProcess(), code);
+    Sleep(INFINITE);
+    __builtin_unreachable();
+}
+
+SERVICE_STATUS_PROCESS ServiceStatus(SC_HANDLE service) {
+    SERVICE_STATUS_PROCESS status = {};
+    DWORD needed = 0;
+    QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                         sizeof(status), &needed);
+    return status;
+}
+
+DWORD ServiceProcessId() {
+    return ServiceStatus(OpenRegistration(SERVICE_QUERY_STATUS).get()).dwProcessId;
+}
+
+DWORD StartAndAnswer(SC_HANDLE service) {
+    const ULONGLONG start = GetTickCount64();
+    DWORD error = ERROR_SUCCESS;
+    do {
+        if (ServiceStatus(service).dwCurrentState == SERVICE_RUNNING) {
+            // By another process: connections of this one may be those of the last start.
+            error = Child(L"ask").Wait();
+            if (error == ERROR_SUCCESS) {
+                return error;
+            }
+        } else {
+            // Fails while a stop or a start is in progress.
+            error = StartServiceW(service, 0, nullptr) ? ERROR_SUCCESS : GetLastError();
+        }
+        Sleep(kPollMilliseconds);
+    } while (GetTickCount64() - start < kStartMilliseconds);
+    return error != ERROR_SUCCESS ? error : ERROR_SERVICE_REQUEST_TIMEOUT;
+}
+
+bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds) {
+    const ULONGLONG start = GetTickCount64();
+    while (ServiceStatus(service).dwCurrentState != state) {
+        if (GetTickCount64() - start > milliseconds) {
+            return false;
+        }
+        Sleep(kPollMilliseconds);
+    }
+    return true;
+}
+
+std::wstring Usage::Text() const {
+    // Wine tells no handles.
+    return Format(L"%lu handles, %lu threads, %zu kB", handles, threads, private_kilobytes);
+}
+
+bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
+    return handles <= other.handles + more && threads <= other.threads + more &&
+           private_kilobytes <= other.private_kilobytes + kilobytes;
+}
+
+Usage ReadUsage(int settled_seconds) {
+    Usage usage = ReadOnce();
+    int same = 0;
+    for (int i = 0; i < 30 && same < settled_seconds && usage.readable; ++i) {
+        Sleep(1000);
+        const Usage last = std::exchange(usage, ReadOnce());
+        same = last.handles == usage.handles && last.threads == usage.threads ? same + 1 : 0;
+    }
+    return usage;
+}
+
+bool IsWine() {
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
