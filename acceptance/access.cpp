@@ -3,11 +3,7 @@
 #include <securitybaseapi.h>
 #include <userenv.h>
 
-#include <vector>
-
-#include "acceptance/exchange.h"
 #include "acceptance/items.h"
-#include "acceptance/processes.h"
 #include "client/rights/servicesid.h"
 #include "rpc/endpoint.h"
 #include "settings/settingsvalues.h"
@@ -39,17 +35,12 @@ DWORD AskInContainer(const std::wstring& program, PSID container, SID_AND_ATTRIB
 }
 
 struct Setting {
-    const wchar_t* get;
-    const wchar_t* set;
+    const wchar_t* command;
     const RegistryValue& value;
 };
-
-constexpr Setting kSettings[] = {
-    {L"REGISTRYHELPER_GETPENSETTING", L"REGISTRYHELPER_SETPENSETTING", kButtonAction},
-    {L"REGISTRYHELPER_GETPENCLICKSETTING", L"REGISTRYHELPER_SETPENCLICKSETTING", kClickAction},
-    {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY", L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY",
-     kPressureThreshold},
-};
+constexpr Setting kSettings[] = {{L"PENSETTING", kButtonAction},
+                                 {L"PENCLICKSETTING", kClickAction},
+                                 {L"PENPRESSURESENSITIVITY", kPressureThreshold}};
 
 bool ReadDirectly(const RegistryValue& value, long& number) {
     DWORD size = sizeof(number);
@@ -110,8 +101,8 @@ void CheckRights(Run& run) {
             run.NotHere(item, L"nothing is stored, so nothing can be stored again");
             continue;
         }
-        Exchange read = Marked(0, setting.get, 0);
-        Exchange stored = Marked(0, setting.set, before);
+        Exchange read = Marked(0, Format(L"REGISTRYHELPER_GET%ls", setting.command), 0);
+        Exchange stored = Marked(0, Format(L"REGISTRYHELPER_SET%ls", setting.command), before);
         session.Send(read);
         session.Send(stored);
         const bool same =

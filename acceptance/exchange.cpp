@@ -3,10 +3,8 @@
 #include <atomic>
 #include <cstring>
 #include <thread>
-#include <vector>
 
 #include "acceptance/items.h"
-#include "client/requests/answers.h"
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
 
@@ -22,7 +20,8 @@ DWORD StatusOf(Function function) {
     return CallGuarded([](void* object) { (*static_cast<Function*>(object))(); }, &function);
 }
 
-// Every answer of this process, on a thread of the RPC runtime's choice.
+}  // namespace
+
 void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text) {
     const long place = text[0] == kMark ? std::wcstol(text + 1, nullptr, 10) : number;
     Exchange* exchange = place >= 0 && place < kPlaces ? g_exchanges[place].load() : nullptr;
@@ -36,8 +35,6 @@ void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* t
     }
 }
 
-}  // namespace
-
 DWORD Exchange::Result() const {
     const bool echoed = answers == 1 && answer.command == sent.command &&
                         answer.flag == sent.flag && answer.number == sent.number &&
@@ -50,10 +47,9 @@ std::wstring Exchange::Text() const {
                   answers, answer.flag, answer.number, answer.text.size(), answer.text);
 }
 
-Exchange Marked(int place, const wchar_t* command, long number, std::wstring_view text) {
-    return {
-        place,
-        {command, number % 2 != 0, number, (kMark + std::to_wstring(place) + kMark).append(text)}};
+Exchange Marked(int place, std::wstring command, long number, std::wstring_view text) {
+    std::wstring marked = kMark + std::to_wstring(place) + kMark;
+    return {place, {std::move(command), number % 2 != 0, number, marked.append(text)}};
 }
 
 Exchange Echo(int place, long number, std::wstring_view text) {
@@ -142,10 +138,6 @@ void Tally::Add(const Exchange& exchange, bool right) {
 
 std::wstring Tally::Text(int of) const {
     return Format(L"%d of %d answered%ls", m_right, of, m_first);
-}
-
-void TakeAnswers() {
-    HandleAnswers(TakeAnswer);
 }
 
 void InParallel(int count, const std::function<void(int)>& work) {

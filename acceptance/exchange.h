@@ -39,7 +39,7 @@ struct Exchange {
 };
 
 // A request with its place in its text, followed by `text`.
-Exchange Marked(int place, const wchar_t* command, long number, std::wstring_view text = {});
+Exchange Marked(int place, std::wstring command, long number, std::wstring_view text = {});
 // One that is answered as it was sent.
 Exchange Echo(int place, long number = 7, std::wstring_view text = {});
 
@@ -132,8 +132,8 @@ class Tally {
     std::wstring m_first;
 };
 
-// Takes all answers of the process from now on.
-void TakeAnswers();
+// Takes an answer of this process, on a thread of the RPC runtime's choice.
+void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text);
 
 // Runs work(0) to work(count - 1), each on a thread of its own, and waits for all.
 void InParallel(int count, const std::function<void(int)>& work);

@@ -1,14 +1,8 @@
 // Clients that raise in their callbacks, and clients that die.
-#include <cwchar>
 #include <iterator>
-#include <map>
 #include <random>
-#include <vector>
 
-#include "acceptance/exchange.h"
 #include "acceptance/items.h"
-#include "acceptance/processes.h"
-#include "client/output.h"
 
 namespace {
 

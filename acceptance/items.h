@@ -7,8 +7,12 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "acceptance/exchange.h"
+#include "acceptance/processes.h"
 #include "client/finding.h"
+#include "client/output.h"
 
 // A value as std::swprintf takes it.
 template <typename Value>
@@ -31,6 +35,8 @@ std::wstring Format(const wchar_t* format, const Values&... values) {
 struct Run : Findings {
     // The letters of the options in main.cpp.
     std::wstring options;
+    // The service, to be asked and, for items that restart it, to be started and stopped.
+    ServiceHandle service;
 
     explicit Run(std::wstring letters)
         : Findings(letters.find(L'j') != letters.npos), options(std::move(letters)) {}
@@ -54,18 +60,9 @@ std::wstring Counts(const std::map<DWORD, int>& codes);
 // "done" for 0, otherwise the error.
 std::wstring Outcome(DWORD status);
 
-void CheckRequests(Run& run);
-void CheckSyntaxes(Run& run);
-void CheckRaisingClients(Run& run);
-void CheckContexts(Run& run);
-void CheckDyingClients(Run& run);
-void CheckStopping(Run& run);
-void CheckContainers(Run& run);
-void CheckRights(Run& run);
-void CheckTracing(Run& run);
-void CheckRecovery(Run& run);
-void CheckLoad(Run& run);
-void CheckBench(Run& run);
+using ItemCheck = void(Run& run);
+ItemCheck CheckRequests, CheckSyntaxes, CheckRaisingClients, CheckContexts, CheckDyingClients,
+    CheckStopping, CheckContainers, CheckRights, CheckTracing, CheckRecovery, CheckLoad, CheckBench;
 
 // Take back what an item that was ended half-way has left.
 void DeleteContainer();
@@ -73,8 +70,5 @@ void StopTracing();
 
 // Children. `words` are those of the command line after the child's name; the last one is null.
 using ChildWords = const wchar_t* const*;
-DWORD AskInSyntax(ChildWords words);
-DWORD RaiseInAnswers(ChildWords words);
-DWORD HoldContext(ChildWords words);
-DWORD HoldAnswer(ChildWords words);
-DWORD DieAsClient(ChildWords words);
+using ChildRun = DWORD(ChildWords words);
+ChildRun AskInSyntax, RaiseInAnswers, HoldContext, HoldAnswer, DieAsClient;

@@ -1,15 +1,8 @@
 // Many requests at once, and what a device on the bench allows besides.
 #include <algorithm>
 #include <iterator>
-#include <map>
-#include <mutex>
-#include <span>
-#include <string>
-#include <vector>
 
-#include "acceptance/exchange.h"
 #include "acceptance/items.h"
-#include "acceptance/processes.h"
 #include "client/requests/requesttimes.h"
 #include "usbpath/usbfnvalues.h"
 

@@ -1,18 +1,11 @@
 // tessel-acceptance: tries the installed service on the machine where it is to run.
-#include <windows.h>
 
 #include <algorithm>
-#include <cwchar>
 #include <iterator>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <utility>
 
-#include "acceptance/exchange.h"
 #include "acceptance/items.h"
-#include "acceptance/processes.h"
-#include "client/output.h"
+#include "client/requests/answers.h"
 #include "client/rights/registration.h"
 
 namespace {
@@ -21,10 +14,11 @@ enum ExitCode { kNothingWrong = 0, kFaults = 1, kUsage = 2, kUnreachable = 3 };
 
 struct Item {
     const wchar_t* name;
-    void (*check)(Run& run);
+    ItemCheck* check;
     // How long it may take.
     DWORD seconds;
     const wchar_t* help;
+    bool restarts = false;
 };
 
 constexpr Item kItems[] = {
@@ -33,18 +27,18 @@ constexpr Item kItems[] = {
     {L"raising", CheckRaisingClients, 900, L"clients whose callbacks raise"},
     {L"contexts", CheckContexts, 300, L"null, closed, foreign, closed twice at once"},
     {L"dying", CheckDyingClients, 900, L"clients that are killed, and what they leave"},
-    {L"stopping", CheckStopping, 900, L"stops among clients at work, and at once"},
+    {L"stopping", CheckStopping, 900, L"stops among clients at work, and at once", true},
     {L"container", CheckContainers, 120, L"app containers with and without the capability"},
     {L"rights", CheckRights, 30, L"settings, stored again as they are"},
-    {L"tracing", CheckTracing, 180, L"the events of a restart"},
-    {L"recovery", CheckRecovery, 180, L"the start after a crash"},
+    {L"tracing", CheckTracing, 180, L"the events of a restart", true},
+    {L"recovery", CheckRecovery, 180, L"the start after a crash", true},
     {L"load", CheckLoad, 1800, L"300,000 requests of 32 clients"},
     {L"bench", CheckBench, 300, L"what --modem, --usb and --device allow"},
 };
 
 struct ChildKind {
     const wchar_t* name;
-    DWORD (*run)(ChildWords words);
+    ChildRun* run;
 };
 
 // The row of the name; null if there is none.
@@ -61,7 +55,14 @@ constexpr DWORD kNotHereFactor = 1024;
 // The first word is the item's name, the second has the options.
 DWORD RunItem(ChildWords words) {
     Run run(words[1]);
-    Named(kItems, words[0])->check(run);
+    const Item& item = *Named(kItems, words[0]);
+    run.service = OpenRegistration(SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG | SERVICE_START |
+                                   SERVICE_STOP);
+    if (item.restarts && !run.service) {
+        run.AddNotHere(item.name, GetLastError());
+    } else {
+        item.check(run);
+    }
     return static_cast<DWORD>(std::min(run.Count(Status::kFault), 200)) +
            kNotHereFactor * static_cast<DWORD>(run.Count(Status::kNotHere));
 }
@@ -225,7 +226,7 @@ std::wstring Outcome(DWORD status) {
 
 int wmain(int argc, wchar_t** argv) {
     const std::wstring_view first = argc > 1 ? argv[1] : L"";
-    TakeAnswers();
+    HandleAnswers(TakeAnswer);
     EnableDebugPrivilege();
     const ChildKind* child = first == L"--child" && argc > 2 ? Named(kChildren, argv[2]) : nullptr;
     if (child != nullptr) {

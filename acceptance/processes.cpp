@@ -95,7 +95,6 @@ Child::Child(const std::wstring& words, DWORD flags) {
     startup.StartupInfo.hStdOutput = childs_output.get();
     startup.StartupInfo.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     m_process = StartChild(L"\"" + OwnPath() + L"\" --child " + words, startup, flags);
-    m_error = GetLastError();
 }
 
 std::wstring Child::ReadLine() {
@@ -118,7 +117,7 @@ void Child::GoOn() {
 }
 
 DWORD Child::Wait(DWORD milliseconds) {
-    return m_process ? ExitCode(m_process, milliseconds) : m_error;
+    return m_process ? ExitCode(m_process, milliseconds) : ERROR_CANNOT_MAKE;
 }
 
 void Child::Kill() {
@@ -153,33 +152,27 @@ DWORD ServiceProcessId() {
 }
 
 DWORD StartAndAnswer(SC_HANDLE service) {
-    const ULONGLONG start = GetTickCount64();
-    DWORD error = ERROR_SUCCESS;
-    do {
+    DWORD error = ERROR_TIMEOUT;
+    for (const ULONGLONG start = GetTickCount64();
+         error != 0 && GetTickCount64() - start < kStartMilliseconds; Sleep(kPollMilliseconds)) {
         if (ServiceStatus(service).dwCurrentState == SERVICE_RUNNING) {
             // By another process: connections of this one may be those of the last start.
             error = Child(L"ask").Wait();
-            if (error == ERROR_SUCCESS) {
-                return error;
-            }
         } else {
             // Fails while a stop or a start is in progress.
-            error = StartServiceW(service, 0, nullptr) ? ERROR_SUCCESS : GetLastError();
+            error = StartServiceW(service, 0, nullptr) ? ERROR_TIMEOUT : GetLastError();
         }
-        Sleep(kPollMilliseconds);
-    } while (GetTickCount64() - start < kStartMilliseconds);
-    return error != ERROR_SUCCESS ? error : ERROR_SERVICE_REQUEST_TIMEOUT;
+    }
+    return error;
 }
 
 bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds) {
     const ULONGLONG start = GetTickCount64();
-    while (ServiceStatus(service).dwCurrentState != state) {
-        if (GetTickCount64() - start > milliseconds) {
-            return false;
-        }
+    while (ServiceStatus(service).dwCurrentState != state &&
+           GetTickCount64() - start < milliseconds) {
         Sleep(kPollMilliseconds);
     }
-    return true;
+    return ServiceStatus(service).dwCurrentState == state;
 }
 
 std::wstring Usage::Text() const {
@@ -188,8 +181,10 @@ std::wstring Usage::Text() const {
 }
 
 bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
+    // The stack of a thread may be 1 MB.
     return handles <= other.handles + more && threads <= other.threads + more &&
-           private_kilobytes <= other.private_kilobytes + kilobytes;
+           private_kilobytes <= other.private_kilobytes + kilobytes +
+                                    1024 * (std::max(threads, other.threads) - other.threads);
 }
 
 Usage ReadUsage(int settled_seconds) {

@@ -34,12 +34,11 @@ class Child {
     std::wstring ReadLine();
     // Lets the child's WaitForParent return true.
     void GoOn();
-    // As ExitCode; the error if the process did not start.
+    // As ExitCode; ERROR_CANNOT_MAKE if the process did not start.
     DWORD Wait(DWORD milliseconds = kChildMilliseconds);
     void Kill();
 
  private:
-    DWORD m_error = 0;
     Handle m_process;
     Handle m_output;
     Handle m_input;

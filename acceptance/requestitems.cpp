@@ -3,12 +3,8 @@
 #include <atomic>
 #include <memory>
 #include <thread>
-#include <vector>
 
-#include "acceptance/exchange.h"
 #include "acceptance/items.h"
-#include "acceptance/processes.h"
-#include "client/output.h"
 
 namespace {
 

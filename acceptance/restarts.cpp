@@ -4,16 +4,10 @@
 #include <evntcons.h>
 
 #include <algorithm>
-#include <map>
-#include <mutex>
 #include <set>
 #include <thread>
-#include <vector>
 
-#include "acceptance/exchange.h"
 #include "acceptance/items.h"
-#include "acceptance/processes.h"
-#include "client/output.h"
 #include "client/rights/registration.h"
 #include "service/serviceidentity.h"
 
@@ -21,26 +15,14 @@ namespace {
 
 constexpr DWORD kStateMilliseconds = 60000;
 
-// The service, to be started and stopped; null after a finding that says why not.
-ServiceHandle OpenForRestarts(Run& run, const wchar_t* item) {
-    ServiceHandle service = OpenRegistration(SERVICE_START | SERVICE_STOP | SERVICE_QUERY_STATUS |
-                                             SERVICE_QUERY_CONFIG);
-    if (!service) {
-        run.AddNotHere(item, GetLastError());
-    }
-    return service;
-}
-
 Handle OpenServiceProcess() {
     return Handle(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION,
                               FALSE, ServiceProcessId()));
 }
 
-// The state as the service manager shows it.
-const wchar_t* StateText(SC_HANDLE service) {
-    constexpr const wchar_t* kNames[] = {L"not known",    L"stopped", L"start pending",
-                                         L"stop pending", L"running", L"another"};
-    return kNames[std::min(ServiceStatus(service).dwCurrentState, 5UL)];
+// The state as the service manager numbers it.
+DWORD State(SC_HANDLE service) {
+    return ServiceStatus(service).dwCurrentState;
 }
 
 // Asks for the stop and tells what the call gave, when, and which state is shown then.
@@ -48,24 +30,24 @@ std::wstring AskToStop(SC_HANDLE service) {
     SERVICE_STATUS status = {};
     const ULONGLONG start = GetTickCount64();
     const DWORD error = ControlService(service, SERVICE_CONTROL_STOP, &status) ? 0 : GetLastError();
-    return Format(L"the stop's call: %ls after %llu ms, then %ls", Outcome(error),
-                  GetTickCount64() - start, StateText(service));
+    return Format(L"the stop's call: %ls after %llu ms, then state %lu", Outcome(error),
+                  GetTickCount64() - start, State(service));
 }
 
 // Waits for the end of a stopping service and of its process, and tells how that went.
 bool AwaitEnd(SC_HANDLE service, const Handle& process, std::wstring& text) {
     const ULONGLONG start = GetTickCount64();
     const bool stopped = AwaitState(service, SERVICE_STOPPED, kStateMilliseconds);
-    text += Format(L"; %ls after %llu ms", StateText(service), GetTickCount64() - start);
-    const DWORD code = ExitCode(process, kStateMilliseconds / 6);
+    text += Format(L"; state %lu after %llu ms", State(service), GetTickCount64() - start);
+    DWORD code = ExitCode(process, kStateMilliseconds / 6);
     if (code == STILL_ACTIVE && IsWine()) {
         // Wine hangs now and then in the end of a process with threads amid RPC.
         TerminateProcess(process.get(), 0);
-    } else {
-        text += Format(L", its process ended with %lu (259: not at all)", code);
+        code = 0;
     }
-    return stopped && (code == 0 || (code == STILL_ACTIVE && IsWine())) &&
-           ServiceStatus(service).dwWin32ExitCode == NO_ERROR;
+    text += code == STILL_ACTIVE ? L", its process did not end"
+                                 : Format(L", its process ended with %lu", code);
+    return stopped && code == 0 && ServiceStatus(service).dwWin32ExitCode == NO_ERROR;
 }
 
 // Each stop is asked for until it is taken, which is while the start is in progress or just done.
@@ -124,7 +106,7 @@ void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
     client.ReadLine();
     std::wstring text = L"a client stands in its callback; " + AskToStop(service);
     Sleep(static_cast<DWORD>(run.Rounds(3000, 300)));
-    text += Format(L", later %ls; the client ", StateText(service));
+    text += Format(L", later state %lu; the client ", State(service));
     if (goes_on) {
         client.GoOn();
         text += L"goes on: " + Outcome(client.Wait());
@@ -171,15 +153,11 @@ void WINAPI TakeEvent(EVENT_RECORD* record) {
 }  // namespace
 
 void CheckStopping(Run& run) {
-    const ServiceHandle service = OpenForRestarts(run, L"stopping");
-    if (!service) {
-        return;
-    }
-    CheckStopUnderLoad(run, service.get());
-    CheckStopWithHeldAnswer(run, service.get(), true);
-    CheckStopWithHeldAnswer(run, service.get(), false);
-    CheckStartsStoppedAtOnce(run, service.get());
-    const DWORD error = StartAndAnswer(service.get());
+    CheckStopUnderLoad(run, run.service.get());
+    CheckStopWithHeldAnswer(run, run.service.get(), true);
+    CheckStopWithHeldAnswer(run, run.service.get(), false);
+    CheckStartsStoppedAtOnce(run, run.service.get());
+    const DWORD error = StartAndAnswer(run.service.get());
     run.Add(error == 0, L"stopping.next_start", L"%ls", Outcome(error));
 }
 
@@ -194,10 +172,6 @@ DWORD HoldAnswer(ChildWords /*words*/) {
 }
 
 void CheckTracing(Run& run) {
-    const ServiceHandle service = OpenForRestarts(run, L"tracing");
-    if (!service) {
-        return;
-    }
     TraceProperties trace;
     TRACEHANDLE session = 0;
     DWORD error = StartTraceW(&session, kTraceName, &trace.properties);
@@ -214,9 +188,9 @@ void CheckTracing(Run& run) {
     TRACEHANDLE reading = OpenTraceW(&source);
     std::thread reader([&] { ProcessTrace(&reading, 1, nullptr, nullptr); });
     const Handle process = OpenServiceProcess();
-    std::wstring text = AskToStop(service.get());
-    AwaitEnd(service.get(), process, text);
-    StartAndAnswer(service.get());
+    std::wstring text = AskToStop(run.service.get());
+    AwaitEnd(run.service.get(), process, text);
+    StartAndAnswer(run.service.get());
     // Buffers come each second.
     Sleep(static_cast<DWORD>(run.Rounds(3000, 0)));
     StopTracing();
@@ -244,11 +218,7 @@ void StopTracing() {
 }
 
 void CheckRecovery(Run& run) {
-    const ServiceHandle service = OpenForRestarts(run, L"recovery");
-    if (!service) {
-        return;
-    }
-    const std::vector<BYTE> config = QueryConfig(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS);
+    const std::vector<BYTE> config = QueryConfig(run.service.get(), SERVICE_CONFIG_FAILURE_ACTIONS);
     const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(config.data());
     if (config.empty() || actions->cActions == 0 ||
         actions->lpsaActions[0].Type != SC_ACTION_RESTART) {
@@ -261,11 +231,11 @@ void CheckRecovery(Run& run) {
         return;
     }
     const ULONGLONG start = GetTickCount64();
-    AwaitState(service.get(), SERVICE_STOPPED, 5000);
-    const bool runs = AwaitState(service.get(), SERVICE_RUNNING, 2 * kStateMilliseconds);
+    AwaitState(run.service.get(), SERVICE_STOPPED, 5000);
+    const bool runs = AwaitState(run.service.get(), SERVICE_RUNNING, 2 * kStateMilliseconds);
     const DWORD after = ServiceProcessId();
     run.Add(runs && after != before, L"recovery",
-            L"%ls %llu ms after its process was ended; process %lu, then %lu",
-            StateText(service.get()), GetTickCount64() - start, before, after);
-    StartAndAnswer(service.get());
+            L"state %lu %llu ms after its process was ended; process %lu, then %lu",
+            State(run.service.get()), GetTickCount64() - start, before, after);
+    StartAndAnswer(run.service.get());
 }
