@@ -6,7 +6,6 @@
 
 #include "acceptance/items.h"
 #include "client/requests/answers.h"
-#include "client/rights/registration.h"
 
 namespace {
 

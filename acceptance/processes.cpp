@@ -4,10 +4,8 @@
 #include <tlhelp32.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "acceptance/items.h"
-#include "client/rights/registration.h"
 
 namespace {
 
@@ -54,12 +52,6 @@ Usage ReadOnce() {
 }
 
 }  // namespace
-
-std::wstring OwnPath() {
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, path, std::size(path));
-    return path;
-}
 
 Handle StartChild(std::wstring command_line, STARTUPINFOEXW& startup, DWORD flags) {
     startup.StartupInfo.cb = sizeof(startup);

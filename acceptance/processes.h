@@ -6,13 +6,11 @@
 
 #include <string>
 
+#include "client/serviceinfo.h"
 #include "win32/uniquehandle.h"
 
 // How long a child that is about to end may take.
 inline constexpr DWORD kChildMilliseconds = 60000;
-
-// The full path of this program.
-std::wstring OwnPath();
 
 // Starts a process with the standard handles and attributes of `startup`. Null on failure, with the
 // last error. Calls CreateProcessW.

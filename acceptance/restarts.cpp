@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "acceptance/items.h"
-#include "client/rights/registration.h"
 #include "service/serviceidentity.h"
 
 namespace {
