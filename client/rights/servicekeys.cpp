@@ -24,8 +24,8 @@ std::vector<ServiceKey> ServiceKeys() {
     std::vector<ServiceKey> keys;
     for (auto& [path, key] : found) {
         key.path = path;
-        key.top = std::ranges::none_of(found, [&path = path](const auto& other) {
-            return path.starts_with(other.first + L"\\");
+        key.top = std::ranges::none_of(found, [&own = path](const auto& other) {
+            return own.starts_with(other.first + L"\\");
         });
         keys.push_back(key);
     }
