@@ -12,8 +12,8 @@
 #include <numeric>
 #include <span>
 #include <string>
-#include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "bledevice/blehelper.h"
@@ -22,6 +22,7 @@
 #include "rpc/command.h"
 #include "rpc/stub/tesselservice.h"
 #include "settings/registryhelper.h"
+#include "tests/support/race.h"
 #include "tests/support/recorders.h"
 #include "tests/support/replacedimport.h"
 #include "usbpath/usbpathchanger.h"
@@ -33,7 +34,7 @@ using Handled = std::tuple<const Command*, const wchar_t*, bool, long, wchar_t*>
 std::vector<Handled> g_handled;
 
 // The blocks of a context and how often each was freed. They are only counted and stay allocated.
-constexpr std::size_t kBlocks = 1 + kRequestContextSlots;
+constexpr int kBlocks = 1 + kRequestContextSlots;
 std::array<void*, kBlocks> g_watched;
 std::array<std::atomic<int>, kBlocks> g_frees;
 
@@ -60,12 +61,10 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return block;
 }
 
-// Lets other threads run before it returns, so that one that frees the same block gets its turn.
 extern "C" void free(void* block) {
     const auto watched = std::ranges::find(g_watched, block);
     if (block != nullptr && watched != g_watched.end()) {
         ++g_frees[watched - g_watched.begin()];
-        SwitchToThread();
     } else if (block != nullptr && std::realloc(block, 0) != nullptr) {
         std::abort();
     }
@@ -81,116 +80,79 @@ void AnswerCommand(std::span<const Command> table,
 
 namespace {
 
-void Send(const std::wstring& command, boolean flag, long number, std::wstring text) {
-    RemoteRequest(nullptr, command.c_str(), flag, number, text.data());
-}
-
-class RequestTest : public testing::Test {
- protected:
-    void SetUp() override {
+// Samples: the document's test compares the families' tables with what it promises.
+TEST(RequestTest, ACommandReachesItsFamilyAloneAndAnyOtherIsOnlyLogged) {
+    const std::pair<std::wstring, std::span<const Command>> rows[] = {
+        {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", kRegistryHelperCommands},
+        {L"COMMONHELPER_ISFILE_EXISTS", kCommonHelperCommands},
+        {L"MBNHELPER_QEURYPROFILE", kMbnHelperCommands},
+        {L"BLEHELPER_ISBLESUPPORT", kBleHelperCommands},
+        {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", kUsbPathChangerCommands},
+        {L"", {}},
+        {L"REGISTRYHELPER_GETDEVICENAME", {}},
+        {L"registryhelper_getpensetting", {}},
+        {L"REGISTRYHELPER_GETPENSETTIN", {}},
+        {L"REGISTRYHELPER_GETPENSETTING ", {}},
+        {L"MBNHELPER_QUERYPROFILE", {}},
+        {std::wstring(1 << 20, L'A'), {}},
+    };
+    for (const auto& [command, table] : rows) {
+        const std::string name(command.begin(), command.end());
+        SCOPED_TRACE(name.substr(0, 100));
+        wchar_t text[] = L"\x2603\xE9|\n";
+        std::vector<Handled> due;
+        if (!table.empty()) {
+            due.emplace_back(table.data(), command.c_str(), true, LONG_MIN, text);
+        }
         g_handled.clear();
         ClearLoggedLines();
-    }
-};
-
-TEST_F(RequestTest, EveryRoutedCommandReachesItsFamilyAloneWithItsValuesUnchanged) {
-    const auto expect_routed = [](const wchar_t* command, std::span<const Command> table) {
-        wchar_t text[] = L"text";
-        g_handled.clear();
-        RemoteRequest(nullptr, command, 2, -5, text);
-        EXPECT_EQ(g_handled, std::vector{Handled(table.data(), command, true, -5, text)})
-            << command;
-    };
-    // The test protocol_document compares the tables with the document.
-    for (const auto& table : {kRegistryHelperCommands, kCommonHelperCommands, kMbnHelperCommands,
-                              kBleHelperCommands, kUsbPathChangerCommands}) {
-        for (const Command& row : table) {
-            if (row.routed) {
-                expect_routed(row.name, table);
-            }
-        }
-    }
-    expect_routed(L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", kRegistryHelperCommands);
-    expect_routed(L"REGISTRYHELPER_SETDIMMINGTIME", kRegistryHelperCommands);
-    expect_routed(L"COMMONHELPER_ISFILE_EXISTS", kCommonHelperCommands);
-    expect_routed(L"MBNHELPER_QEURYPROFILE", kMbnHelperCommands);
-    expect_routed(L"BLEHELPER_ISBLESUPPORT", kBleHelperCommands);
-    expect_routed(L"USBPATHCHANGER_CHANGEUSBPATHTOAP", kUsbPathChangerCommands);
-}
-
-TEST_F(RequestTest, EverythingElseReachesNoFamilyButIsLogged) {
-    const std::vector<std::wstring> unknown = {L"",
-                                               L"REGISTRYHELPER_GETDEVICENAME",
-                                               L"registryhelper_getpensetting",
-                                               L"REGISTRYHELPER_GETPENSETTIN",
-                                               L"REGISTRYHELPER_GETPENSETTING ",
-                                               L"MBNHELPER_QUERYPROFILE",
-                                               L"BLEHELPER_",
-                                               std::wstring(1 << 20, L'A')};
-    for (const std::wstring& command : unknown) {
-        Send(command, 0, 0, L"");
-    }
-    EXPECT_TRUE(g_handled.empty());
-    const auto lines = LoggedLines();
-    ASSERT_EQ(lines.size(), unknown.size());
-    EXPECT_EQ(lines[0],
-              "Data Recieved requestString :  / data_bool : false / data_int : 0 / data_string : ");
-    EXPECT_GT(lines.back().size(), std::size_t{1} << 20);
-}
-
-TEST_F(RequestTest, LogLineShowsTheFourValuesInTheirNarrowForm) {
-    Send(L"BLEHELPER_GETBLE", 0xFF, INT_MIN, L"\x2603\xE9|\n");
-    Send(L"BLEHELPER_GETBLE", 0, INT_MAX, L"x");
-    EXPECT_EQ(LoggedLines(),
-              (std::vector<std::string>{
-                  "Data Recieved requestString : BLEHELPER_GETBLE / data_bool : true / data_int : "
-                  "-2147483648 / data_string : \x03\xE9|\n",
-                  "Data Recieved requestString : BLEHELPER_GETBLE / data_bool : false / data_int : "
-                  "2147483647 / data_string : x"}));
-}
-
-class ContextTest : public RequestTest {
- protected:
-    // A new context whose blocks are watched.
-    static REQUEST_CONTEXT_HANDLE Open() {
-        REQUEST_CONTEXT_HANDLE context = nullptr;
-        RemoteOpen(nullptr, &context);
-        g_watched = {context};
-        std::ranges::copy(static_cast<RequestContext*>(context)->slots, g_watched.begin() + 1);
-        std::ranges::fill(g_frees, 0);
-        return context;
-    }
-
-    static void ExpectFreedOnce() {
-        for (std::size_t i = 0; i < kBlocks; ++i) {
-            EXPECT_NE(g_watched[i], nullptr);
-            EXPECT_EQ(g_frees[i], 1) << "block " << i;
-        }
-    }
-};
-
-// Two threads of a client may close one context. Both calls get the address of the same slot.
-TEST_F(ContextTest, ConcurrentClosesFreeEveryBlockOnce) {
-    for (int round = 0; round < 20; ++round) {
-        REQUEST_CONTEXT_HANDLE context = Open();
-        std::atomic<int> waiting = 4;
-        std::vector<std::thread> closers;
-        for (int i = waiting; i != 0; --i) {
-            closers.emplace_back([&] {
-                for (--waiting; waiting != 0;) {
-                }
-                RemoteClose(&context);
-            });
-        }
-        for (std::thread& closer : closers) {
-            closer.join();
-        }
-        ExpectFreedOnce();
-        EXPECT_EQ(context, nullptr);
+        RemoteRequest(nullptr, command.c_str(), 2, LONG_MIN, text);
+        EXPECT_EQ(g_handled, due);
+        RemoteRequest(nullptr, command.c_str(), 0, 7, text + 3);
+        EXPECT_EQ(LoggedLines(),
+                  (std::vector{"Data Recieved requestString : " + name +
+                                   " / data_bool : true / data_int : -2147483648 / data_string : "
+                                   "\x03\xE9|\n",
+                               "Data Recieved requestString : " + name +
+                                   " / data_bool : false / data_int : 7 / data_string : \n"}));
     }
 }
 
-TEST_F(ContextTest, WithoutMemoryOpenRaisesAndFreesWhatItHas) {
+// A new context whose blocks are watched.
+REQUEST_CONTEXT_HANDLE Open() {
+    REQUEST_CONTEXT_HANDLE context = nullptr;
+    RemoteOpen(nullptr, &context);
+    g_watched = {context};
+    std::ranges::copy(static_cast<RequestContext*>(context)->slots, g_watched.begin() + 1);
+    std::ranges::fill(g_frees, 0);
+    return context;
+}
+
+void ExpectFreedOnce() {
+    for (int i = 0; i < kBlocks; ++i) {
+        EXPECT_NE(g_watched[i], nullptr);
+        EXPECT_EQ(g_frees[i], 1) << "block " << i;
+    }
+}
+
+// Two threads of a client may close one context: both calls get the address of the same slot.
+TEST(ContextTest, ConcurrentClosesFreeEveryBlockOnce) {
+    REQUEST_CONTEXT_HANDLE context = nullptr;
+    const int wrong = WrongRounds(
+        20000, 3,
+        [&] {
+            ClearLoggedLines();
+            context = Open();
+        },
+        [&] { RemoteClose(&context); },
+        [&] {
+            return context == nullptr &&
+                   std::ranges::all_of(g_frees, [](int frees) { return frees == 1; });
+        });
+    EXPECT_EQ(wrong, 0) << "rounds";
+}
+
+TEST(ContextTest, WithoutMemoryOpenRaisesAndFreesWhatItHas) {
     for (std::size_t slots = 0; slots < kRequestContextSlots; ++slots) {
         g_watched = {};
         std::ranges::fill(g_frees, 0);
@@ -210,27 +172,20 @@ TEST_F(ContextTest, WithoutMemoryOpenRaisesAndFreesWhatItHas) {
     }
 }
 
-TEST_F(ContextTest, ARundownFreesAnOpenContextAndNothingAfterAClose) {
-    REQUEST_CONTEXT_HANDLE_rundown(Open());
-    ExpectFreedOnce();
-
+TEST(ContextTest, ACloseAndARundownFreeOnceAndLogWhenThereIsNothingToFree) {
+    ClearLoggedLines();
     REQUEST_CONTEXT_HANDLE context = Open();
     RemoteClose(&context);
+    RemoteClose(&context);
+    RemoteClose(nullptr);
     REQUEST_CONTEXT_HANDLE_rundown(context);
     ExpectFreedOnce();
-}
-
-TEST_F(ContextTest, ACloseOfNothingIsLoggedAsSuch) {
-    const std::vector<std::string> lines = {"RemoteClose", "pphContext == nullptr"};
-    REQUEST_CONTEXT_HANDLE none = nullptr;
-    RemoteClose(&none);
-    EXPECT_EQ(LoggedLines(), lines);
-    ClearLoggedLines();
-    RemoteClose(nullptr);
-    EXPECT_EQ(LoggedLines(), lines);
-    ClearLoggedLines();
-    RemoteClose(&(none = Open()));
-    EXPECT_EQ(LoggedLines(), (std::vector<std::string>{"RemoteOpen", "RemoteClose"}));
+    REQUEST_CONTEXT_HANDLE_rundown(Open());
+    ExpectFreedOnce();
+    const std::string none = "pphContext == nullptr";
+    EXPECT_EQ(LoggedLines(), (std::vector<std::string>{"RemoteOpen", "RemoteClose", "RemoteClose",
+                                                       none, "RemoteClose", none, "RemoteClose",
+                                                       none, "RemoteOpen", "RemoteClose"}));
 }
 
 }  // namespace
