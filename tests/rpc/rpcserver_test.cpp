@@ -148,67 +148,52 @@ Lines Noted(std::size_t count) {
     return noted;
 }
 
-class RpcServerTest : public testing::Test {
- protected:
-    void SetUp() override {
-        g_watch = {true, {}};
-        g_capabilityCount = 1;
-        RpcServerDisconnect();
-        Forget();
-    }
-
-    void TearDown() override { EXPECT_EQ(g_watch.held, 0) << "not freed"; }
-
-    static void Forget() {
-        g_calls.clear();
-        ClearLoggedLines();
-    }
-};
-
-TEST_F(RpcServerTest, StartTakesEveryStepInOrderUnderOneDescriptor) {
-    EXPECT_EQ(RpcServerStart(), RPC_S_OK);
-    EXPECT_EQ(g_calls, Noted(Steps().size()));
-    EXPECT_EQ(LoggedLines(), Lines{"RpcServerStart"});
-
-    g_watch.fault = {"RpcServerListen", 1, RPC_S_ALREADY_LISTENING};
-    EXPECT_EQ(RpcServerStart(), RPC_S_OK) << "another listener of the process";
+// Starts the server anew, which must free what it was given.
+RPC_STATUS Start(const Fault& fault, DWORD capability_count = 1) {
+    RpcServerDisconnect();
+    g_calls.clear();
+    ClearLoggedLines();
+    g_capabilityCount = capability_count;
+    g_watch = {true, fault};
+    const RPC_STATUS status = RpcServerStart();
+    EXPECT_EQ(g_watch.held, 0) << "not freed";
+    return status;
 }
 
-TEST_F(RpcServerTest, FirstFailingStepIsTheResultAndWhatWasBuiltIsReleased) {
-    const std::vector<Step> steps = Steps();
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        SCOPED_TRACE(steps[i].function);
-        SetUp();
-        const long failure = 1000 + static_cast<long>(i);
-        g_watch.fault = {steps[i].function, 1, steps[i].returns_status ? failure : 0,
-                         static_cast<DWORD>(failure)};
-        EXPECT_EQ(RpcServerStart(), failure);
-        Lines noted = Noted(i);
-        if (steps[i].function == std::string("RpcEpRegisterW")) {
+TEST(RpcServerTest, StartTakesEveryStepInOrderUntilOneFails) {
+    EXPECT_EQ(Start({}), RPC_S_OK);
+    EXPECT_EQ(g_calls, Noted(SIZE_MAX));
+    EXPECT_EQ(LoggedLines(), Lines{"RpcServerStart"});
+    EXPECT_EQ(Start({"RpcServerListen", 1, RPC_S_ALREADY_LISTENING}), RPC_S_OK);
+
+    for (const DWORD count : {0, 2}) {
+        EXPECT_EQ(Start({}, count), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(g_calls, Noted(1));
+    }
+
+    RPC_STATUS failure = 1000;
+    for (std::size_t passed = 0; const Step& step : Steps()) {
+        SCOPED_TRACE(step.function);
+        ++failure;
+        EXPECT_EQ(Start({step.function, 1, step.returns_status ? failure : 0,
+                         static_cast<DWORD>(failure)}),
+                  failure);
+        Lines noted = Noted(passed++);
+        if (step.function == std::string("RpcEpRegisterW")) {
             noted.emplace_back("RpcBindingVectorFree bindings");
         }
         EXPECT_EQ(g_calls, noted);
-        TearDown();
     }
 }
 
-TEST_F(RpcServerTest, AnyCountOfCapabilitySidsButOneIsRefusedBeforeRpcIsTouched) {
-    for (const DWORD count : {0, 2}) {
-        SetUp();
-        g_capabilityCount = count;
-        EXPECT_EQ(RpcServerStart(), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(g_calls, Noted(1));
-        TearDown();
-    }
-}
-
-TEST_F(RpcServerTest, DisconnectLogsItsStepsAndFreesTheBindingsOnce) {
+TEST(RpcServerTest, DisconnectLogsItsStepsAndFreesTheBindingsOnce) {
     // A stop comes while the thread of the start listens.
     g_duringListen = [] {
-        Forget();
+        g_calls.clear();
+        ClearLoggedLines();
         RpcServerDisconnect();
     };
-    RpcServerStart();
+    Start({});
     g_duringListen = [] {};
     EXPECT_EQ(g_calls,
               (Lines{"RpcServerUnregisterIf interface null 0",
@@ -217,7 +202,8 @@ TEST_F(RpcServerTest, DisconnectLogsItsStepsAndFreesTheBindingsOnce) {
                     "RpcServerDisconnect end"};
     EXPECT_EQ(LoggedLines(), logged);
 
-    Forget();
+    g_calls.clear();
+    ClearLoggedLines();
     g_watch.fault = {"RpcServerUnregisterIf", 1, RPC_S_UNKNOWN_IF};
     RpcServerDisconnect();
     EXPECT_EQ(g_calls, Lines{}) << "nothing is registered that could be unregistered";
