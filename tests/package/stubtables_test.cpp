@@ -6,7 +6,6 @@
 #include <set>
 
 #include "tests/package/image.h"
-#include "tests/support/compared.h"
 #include "tests/support/hexbytes.h"
 
 namespace {
@@ -161,7 +160,7 @@ class Tables {
         }
         EXPECT_EQ((characteristics & IMAGE_SCN_MEM_WRITE) != 0, name == "unused_binding") << name;
         const std::string expected = Expected(name, address);
-        EXPECT_PRED_FORMAT2(SameBytes, m_image.Bytes(address, expected.size()), expected) << name;
+        EXPECT_EQ(HexLines(m_image.Bytes(address, expected.size())), HexLines(expected)) << name;
     }
 
     const Image& m_image;

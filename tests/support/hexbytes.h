@@ -1,6 +1,7 @@
 // Bytes from their text form.
 #pragma once
 
+#include <iomanip>
 #include <sstream>
 #include <string>
 
@@ -30,4 +31,18 @@ std::string HexBytes(const std::string& text, Named named) {
 
 inline std::string HexBytes(const std::string& text) {
     return HexBytes(text, [](const std::string&, std::size_t) { return std::string(); });
+}
+
+// The bytes as hexadecimal digits, in lines of 16 that begin with their offset, so that a failed
+// comparison shows where they differ.
+inline std::string HexLines(const std::string& bytes) {
+    std::ostringstream lines;
+    lines << std::hex << std::setfill('0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (i % 16 == 0) {
+            lines << "\n" << std::setw(4) << i << ":";
+        }
+        lines << " " << std::setw(2) << int{static_cast<unsigned char>(bytes[i])};
+    }
+    return lines.str();
 }

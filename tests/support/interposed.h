@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <initializer_list>
+#include <string_view>
 #include <type_traits>
 
 #include "tests/support/replacedimport.h"
@@ -26,17 +28,38 @@ struct Watch {
     int calls = 0;
     int held = 0;
 };
-extern Watch g_watch;
+inline Watch g_watch;
 
-// How a call changes the number of held resources. kEnters, kEnds and kCloses call the original
-// function even if the call is to fail.
-enum class Effect { kNone, kOpensHandle, kOpensOnZero, kEnters, kEnds, kCloses };
+// How a call changes the number of held resources. kEnters calls the original function even if the
+// call is to fail.
+enum class Effect { kNone, kOpensHandle, kOpensOnZero, kEnters, kCloses };
 
 // Counts a call and returns whether it is the one that fails.
-bool CountedCallFails(const char* function);
+inline bool CountedCallFails(std::string_view function) {
+    return g_watch.on && function == g_watch.fault.function &&
+           ++g_watch.calls == g_watch.fault.call;
+}
+
+inline void CountHeld(Effect effect, std::intptr_t result) {
+    if (g_watch.on && effect == Effect::kCloses) {
+        --g_watch.held;
+    } else if (g_watch.on &&
+               (effect == Effect::kEnters || (effect == Effect::kOpensOnZero && result == 0) ||
+                (effect == Effect::kOpensHandle && result != 0 && result != -1))) {
+        ++g_watch.held;
+    }
+}
 
 // The function of that name in the libraries of Windows.
-void* WindowsFunction(const char* name);
+inline void* WindowsFunction(const char* name) {
+    for (const wchar_t* library :
+         {L"kernel32", L"advapi32", L"ole32", L"oleaut32", L"rpcrt4", L"msvcrt", L"ucrtbase"}) {
+        if (const FARPROC function = GetProcAddress(LoadLibraryW(library), name)) {
+            return reinterpret_cast<void*>(function);
+        }
+    }
+    return nullptr;
+}
 
 // Calls Windows. No static local variable: its guard calls Windows too.
 template <typename Watched, typename Function>
@@ -58,35 +81,21 @@ struct Interposed;
 template <typename Watched, typename Result, typename... Arguments>
 struct Interposed<Watched, Result(Arguments...)> {
     static Result WINAPI Call(Arguments... arguments) {
-        constexpr bool kActsAnyway = Watched::kEffect >= Effect::kEnters;
         const bool fails = CountedCallFails(Watched::kName);
         if constexpr (std::is_void_v<Result>) {
-            CountHeld(true);
+            CountHeld(Watched::kEffect, 0);
             Watched::Act(arguments...);
         } else {
             Result result = {};
-            if (!fails || kActsAnyway) {
+            if (!fails || Watched::kEffect == Effect::kEnters) {
                 result = Watched::Act(arguments...);
-                CountHeld(Watched::kEffect != Effect::kOpensHandle
-                              ? (std::intptr_t)result == 0
-                              : (std::intptr_t)result != 0 && (std::intptr_t)result != -1);
+                CountHeld(Watched::kEffect, (std::intptr_t)result);
             }
             if (fails) {
                 SetLastError(g_watch.fault.last_error);
                 result = (Result)g_watch.fault.result;
             }
             return result;
-        }
-    }
-
- private:
-    static void CountHeld(bool opened) {
-        const bool opens =
-            Watched::kEffect == Effect::kOpensHandle || Watched::kEffect == Effect::kOpensOnZero;
-        if (g_watch.on && ((opens && opened) || Watched::kEffect == Effect::kEnters)) {
-            ++g_watch.held;
-        } else if (g_watch.on && Watched::kEffect == Effect::kCloses) {
-            --g_watch.held;
         }
     }
 };

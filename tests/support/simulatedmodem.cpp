@@ -40,7 +40,7 @@ INTERPOSE_BY(CoUninitialize,
              ((g_aliveWhenLeft += g_watch.on ? LiveObjects() : 0),
               Windows<Watched_CoUninitialize, decltype(CoUninitialize)>::Act()));
 INTERPOSE_BY(SysFreeString,
-             kEnds,
+             kNone,
              (InterlockedExchangeAdd(&g_freed_strings, (... && (arguments != nullptr)) ? 1 : 0),
               Windows<Watched_SysFreeString, decltype(SysFreeString)>::Act(arguments...)));
 
