@@ -140,7 +140,7 @@ TEST(ContextTest, ConcurrentClosesFreeEveryBlockOnce) {
     REQUEST_CONTEXT_HANDLE context = nullptr;
     const int wrong = WrongRounds(
         20000, 3,
-        [&] {
+        [&](int /*round*/, const auto& /*begin*/) {
             ClearLoggedLines();
             context = Open();
         },

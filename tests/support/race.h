@@ -7,7 +7,8 @@
 
 // Calls `before`, then `act` in that many threads at once, and counts the rounds after which
 // `is_right` does not hold. The calling thread is one of them: it starts some nanoseconds earlier
-// or later in each round.
+// or later in each round. `before` gets the number of the round and a function that lets the other
+// threads begin before it returns.
 template <typename Before, typename Act, typename IsRight>
 int WrongRounds(int rounds, int threads, Before before, Act act, IsRight is_right) {
     std::atomic<int> round = 0;
@@ -31,12 +32,15 @@ int WrongRounds(int rounds, int threads, Before before, Act act, IsRight is_righ
     }
     int wrong = 0;
     for (int i = 1; i <= rounds; ++i) {
-        before();
         done = 1;
-        round = i;
-        for (volatile int delay = i % 400; delay != 0;) {
-            delay = delay - 1;
-        }
+        const auto begin = [&] {
+            round = i;
+            for (volatile int delay = i % 400; delay != 0;) {
+                delay = delay - 1;
+            }
+        };
+        before(i, begin);
+        begin();
         act();
         wait_for(done, threads);
         wrong += is_right() ? 0 : 1;
