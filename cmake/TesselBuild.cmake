@@ -20,11 +20,14 @@ add_custom_target(import_libraries DEPENDS ${TESSEL_IMPORT_LIBRARIES})
 set(TESSEL_WINDOWS_LIBRARIES
     ${TESSEL_IMPORT_LIBRARIES} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
 
-# Warnings, include root and the flags that keep paths of the build machine out of the programs.
+# Warnings, include root, and the flags that make every path of the programs and their symbols one from the top folder.
 function(tessel_configure target)
+  # As Ninja names them, from the build folder.
+  file(RELATIVE_PATH sources ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}/)
   target_compile_options(${target} PRIVATE ${TESSEL_WARNINGS}
     -ffunction-sections -fdata-sections
-    -fstack-protector-strong ${TESSEL_DEBUG_INFORMATION} "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+    -fstack-protector-strong ${TESSEL_DEBUG_INFORMATION}
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${sources}=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=.")
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE folder)
   if(folder MATCHES "^(\\.|appkit|client|rpc|service)$")
     target_compile_options(${target} PRIVATE ${TESSEL_PRODUCT_WARNINGS})
