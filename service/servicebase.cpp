@@ -13,8 +13,7 @@ namespace {
 
 constexpr std::size_t kErrorTextCapacity = 260;
 
-// For the wait of BeginEnding. Not std::atomic::wait: in the library of GCC 12 for Windows a
-// wake-up can be lost.
+// For BeginEnding. With GCC 12 for Windows, std::atomic::wait can lose a wake-up.
 SRWLOCK g_startLock = SRWLOCK_INIT;
 CONDITION_VARIABLE g_startEnded = CONDITION_VARIABLE_INIT;
 
@@ -75,8 +74,9 @@ bool CServiceBase::BeginEnding() {
     while (s_starting) {
         SleepConditionVariableSRW(&g_startEnded, &g_startLock, INFINITE, 0);
     }
+    const bool claimed = !s_ending.exchange(true);
     ReleaseSRWLockExclusive(&g_startLock);
-    return !s_ending.exchange(true);
+    return claimed;
 }
 
 void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
