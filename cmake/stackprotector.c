@@ -1,5 +1,5 @@
-/* GCC's stack protector for x64. Its own library loads three more of Windows' DLLs at each start, for its random
- * number, and ends a damaged program without a crash report. */
+/* GCC's stack protector for x64. Its own library loads three more of Windows' DLLs at each start,
+ * for its random number, and ends a damaged program without a crash report. */
 #define _CRT_RAND_S
 #include <stdint.h>
 #include <stdlib.h>
@@ -16,7 +16,8 @@ __attribute__((constructor(101))) static void Init(void) {
     }
 }
 
-/* Ends the program at once, with the crash report of a damaged stack (0xC0000409): __fastfail, which these headers lack. */
+/* Ends the program at once, with the crash report of a damaged stack (0xC0000409): __fastfail,
+ * which these headers lack. */
 __attribute__((noreturn)) void __stack_chk_fail(void) {
     __asm__ volatile("int $0x29" : : "c"(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE));
     __builtin_unreachable();

@@ -54,4 +54,4 @@ tessel_service -remove >/dev/null
 notebook_modem_remove
 [ -z "$driver" ] || notebook_control_device_unload
 echo "acceptance: $failures failed"
-[ $failures -eq 0 ]
+[ "$failures" -eq 0 ]
