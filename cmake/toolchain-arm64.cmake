@@ -31,7 +31,7 @@ set(TESSEL_NATIVE OFF)
 # The smaller code: nothing here waits for the processor.
 set(TESSEL_OPTIMISATION -Os)
 # The symbols go into a .pdb. The program knows it by its bare name, and no command line goes into it.
-set(TESSEL_DEBUG_INFORMATION -gcodeview -gno-codeview-command-line
+set(TESSEL_DEBUG_INFORMATION -g -gcodeview -gno-codeview-command-line
   "SHELL:-Xclang -gsrc-hash=sha256")
 # The versions are those that Microsoft's linker writes for ARM64.
 set(TESSEL_LINK_OPTIONS
