@@ -42,7 +42,11 @@ expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"77 dire
 for _ in $(seq 300); do
     [ "$(service_state)" = "1 STOPPED 0" ] && break
 done
-notebook_quiet taskkill /f /im tessel-acceptance.exe
+# Not with taskkill: that ends its guard too, which has the same name and starts the service again.
+for process in /proc/[0-9]*; do
+    line=$({ tr '\0' ' ' <"$process/cmdline"; } 2>/dev/null)
+    [[ $line != *'tessel-acceptance.exe --quick --only stopping '* ]] || kill -KILL "${process##*/}"
+done
 wait
 for _ in $(seq 100); do [ "$(service_state)" = "4 RUNNING 0" ] && break; sleep 0.1; done
 wait_for_service
