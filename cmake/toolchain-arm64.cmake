@@ -36,7 +36,7 @@ set(TESSEL_DEBUG_INFORMATION -g -gcodeview -gno-codeview-command-line
 # The versions are those that Microsoft's linker writes for ARM64.
 set(TESSEL_LINK_OPTIONS
   -Wl,--major-os-version=6,--minor-os-version=2,--major-subsystem-version=6,--minor-subsystem-version=2
-  -Wl,--pdb= -Wl,-Xlink=-pdbaltpath:%_PDB% -Wl,-Xlink=-brepro -Wl,--icf=safe)
+  -Wl,--pdb= -Wl,-Xlink=-pdbaltpath:%_PDB% -Wl,-Xlink=-pdbsourcepath:. -Wl,-Xlink=-brepro -Wl,--icf=safe)
 # For __try.
 set(TESSEL_TRY_OPTIONS -fms-extensions)
 set(TESSEL_WINDRES llvm-windres-19 --target=aarch64-w64-mingw32 -O coff)
