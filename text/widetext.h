@@ -1,29 +1,65 @@
 // Wide text made of the bytes of a text file.
 #pragma once
 
+#include <algorithm>
 #include <memory>
-#include <string>
+#include <string_view>
 
-// Reads `bytes` as the C runtime's text mode does: CR LF is LF, and Ctrl-Z ends the text. The
-// result ends with a zero. Throws std::bad_alloc.
+// Converts bytes as the C runtime's text mode does: CR LF is LF, and Ctrl-Z ends the text.
 //
 // Kept: a last line without a line break gets one.
 // Kept: each byte is sign-extended to one UTF-16 code unit, with no code page: a byte from 0x80 on
 // becomes U+FF80 to U+FFFF.
-inline std::unique_ptr<wchar_t[]> WideText(const std::string& bytes) {
-    constexpr char kCtrlZ = 0x1A;
-    // One more for the last line's break, and one for the zero.
-    auto text = std::make_unique_for_overwrite<wchar_t[]>(bytes.size() + 2);
-    wchar_t* end = text.get();
-    for (std::size_t i = 0; i < bytes.size() && bytes[i] != kCtrlZ; ++i) {
-        // A string has a zero after its last byte.
-        if (bytes[i] != '\r' || bytes[i + 1] != '\n') {
-            *end++ = static_cast<wchar_t>(static_cast<signed char>(bytes[i]));
+class WideText {
+ public:
+    // Allocates memory for `size` bytes. Throws std::bad_alloc.
+    explicit WideText(std::size_t size) : capacity_(size + kEnd), text_(Allocate(capacity_)) {}
+
+    // Appends the next bytes of the file, and allocates more memory if they need it. Returns false
+    // at a Ctrl-Z. Throws std::bad_alloc.
+    bool Append(std::string_view bytes) {
+        constexpr char kCtrlZ = 0x1A;
+        if (capacity_ - length_ < bytes.size() + kEnd) {
+            capacity_ = 2 * (length_ + bytes.size() + kEnd);
+            auto larger = Allocate(capacity_);
+            std::copy_n(text_.get(), length_, larger.get());
+            text_ = std::move(larger);
         }
+        bool ended = false;
+        wchar_t* end = &text_[length_];
+        for (const char byte : bytes) {
+            if (byte == '\n') {
+                if (end != text_.get() && end[-1] == L'\r') {
+                    --end;
+                }
+            } else if (byte == kCtrlZ) {
+                ended = true;
+                break;
+            }
+            *end++ = static_cast<wchar_t>(static_cast<signed char>(byte));
+        }
+        length_ = end - text_.get();
+        return !ended;
     }
-    if (end != text.get() && end[-1] != L'\n') {
-        *end++ = L'\n';
+
+    // Ends the last line and the text, and hands it over.
+    std::unique_ptr<wchar_t[]> Finish() {
+        if (length_ > 0 && text_[length_ - 1] != L'\n') {
+            text_[length_++] = L'\n';
+        }
+        text_[length_] = L'\0';
+        return std::move(text_);
     }
-    *end = L'\0';
-    return text;
-}
+
+ private:
+    // Units for the last line's break and the zero.
+    static constexpr std::size_t kEnd = 2;
+
+    static std::unique_ptr<wchar_t[]> Allocate(std::size_t units) {
+        return std::make_unique_for_overwrite<wchar_t[]>(units);
+    }
+
+    std::size_t capacity_;
+    std::size_t length_ = 0;
+    std::unique_ptr<wchar_t[]> text_;
+};
