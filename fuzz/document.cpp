@@ -1,4 +1,4 @@
-// The text of a document, against a plain model, and the narrow form of a path.
+// Compares the text of a document with a plain model, and checks the narrow form of a path.
 #include <cwchar>
 
 #include "fuzz/input.h"

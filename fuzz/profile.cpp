@@ -1,4 +1,4 @@
-// The fields of a profile request and the profile document, against a plain model of both.
+// Compares the fields of a profile request and the profile document with a plain model of both.
 #include <cwchar>
 #include <string>
 #include <vector>
@@ -8,6 +8,7 @@
 
 namespace {
 
+// Splits at "|" and line feed. Delimiters in a row count as one.
 std::vector<std::wstring> Tokens(const std::wstring& text) {
     std::vector<std::wstring> tokens;
     std::size_t start = text.find_first_not_of(L"|\n");
@@ -30,20 +31,17 @@ bool IsNone(std::wstring text) {
     return text == L"NONE";
 }
 
-std::wstring Model(const std::wstring (&field)[kApnFieldCount],
-                   const std::wstring& icc_id,
-                   const std::wstring& provider,
-                   const std::wstring& subscriber) {
+std::wstring Model(const std::wstring (&field)[kApnFieldCount], const SimIdentity& sim) {
     const bool none = IsNone(field[kApnAuthProtocol]);
     std::wstring document =
         L"<?xml version=\"1.0\"?><MBNProfileExt "
         L"xmlns=\"http://www.microsoft.com/networking/WWAN/profile/v4\">" +
         Element(L"Name", L"Bramble Profile") + Element(L"Description", field[kApnDescription]) +
         Element(L"IsDefault", L"true") + Element(L"ProfileCreationType", L"UserProvisioned") +
-        Element(L"SubscriberID", subscriber) + Element(L"SimIccID", icc_id) +
-        Element(L"HomeProviderName", provider) + Element(L"AutoConnectOnInternet", L"true") +
-        Element(L"ConnectionMode", L"auto-home") + L"<Context>" +
-        Element(L"AccessString", field[kApnAccessString]) +
+        Element(L"SubscriberID", sim.subscriber_id) + Element(L"SimIccID", sim.icc_id) +
+        Element(L"HomeProviderName", sim.home_provider_name) +
+        Element(L"AutoConnectOnInternet", L"true") + Element(L"ConnectionMode", L"auto-home") +
+        L"<Context>" + Element(L"AccessString", field[kApnAccessString]) +
         Element(L"Compression",
                 field[kApnCompression].empty() ? L"DISABLE" : field[kApnCompression]) +
         Element(L"AuthProtocol", field[kApnAuthProtocol]) +
@@ -55,16 +53,22 @@ std::wstring Model(const std::wstring (&field)[kApnFieldCount],
 
 }  // namespace
 
+// The input holds the request and the values of the SIM, each ended by a zero.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::vector<std::wstring> strings = Strings(data, size);
-    strings.resize(4);
-    const std::vector<std::wstring> tokens = Tokens(strings[0]);
+    std::wstring input = Units(data, size);
+    std::wstring strings[4];
+    for (std::wstring& text : strings) {
+        text = input.c_str();
+        input.erase(0, text.size() + 1);
+    }
+    const auto& [request, icc_id, provider, subscriber] = strings;
+    const std::vector<std::wstring> tokens = Tokens(request);
 
     // As long as its text, so that the sanitizer sees every access past its end.
-    std::vector<wchar_t> request(strings[0].begin(), strings[0].end());
-    request.push_back(L'\0');
+    std::vector<wchar_t> split(request.begin(), request.end());
+    split.push_back(L'\0');
     ApnFields fields;
-    const std::size_t excess = SplitApnFields(request.data(), fields);
+    const std::size_t excess = SplitApnFields(split.data(), fields);
     Require(excess == (tokens.size() > kApnFieldCount ? tokens.size() - kApnFieldCount : 0));
     std::wstring field[kApnFieldCount];
     for (std::size_t i = 0; i < kApnFieldCount; ++i) {
@@ -72,13 +76,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(field[i] == fields.text[i]);
     }
     // Only terminators were written.
-    for (std::size_t i = 0; i < strings[0].size(); ++i) {
-        Require(request[i] == strings[0][i] ||
-                (request[i] == L'\0' && (strings[0][i] == L'|' || strings[0][i] == L'\n')));
+    for (std::size_t i = 0; i < request.size(); ++i) {
+        Require(split[i] == request[i] ||
+                (split[i] == L'\0' && (request[i] == L'|' || request[i] == L'\n')));
     }
 
-    const ProfileDocument document = AssembleProfileDocument(
-        fields, {strings[1].c_str(), strings[2].c_str(), strings[3].c_str()});
-    Require(document.text == Model(field, strings[1], strings[2], strings[3]));
+    const SimIdentity sim = {icc_id.c_str(), provider.c_str(), subscriber.c_str()};
+    Require(AssembleProfileDocument(fields, sim).text == Model(field, sim));
     return 0;
 }
