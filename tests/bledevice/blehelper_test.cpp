@@ -8,8 +8,8 @@
 
 #include "bledevice/controldevice.h"
 #include "simulator/wine/deviceinterfaces.h"
+#include "tests/support/answers.h"
 #include "tests/support/interposed.h"
-#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 
 namespace {

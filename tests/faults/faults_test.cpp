@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
-#include <evntprov.h>
 #include <oleauto.h>
 #include <winioctl.h>
 #include <winsvc.h>
@@ -14,21 +13,17 @@
 #include <tuple>
 
 #include "rpc/stub/tesselservice.h"
-#include "service/servicebase.h"
-#include "simulator/wine/capability.h"
+#include "service/serviceinstall.h"
 #include "tests/faults/faulttable.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 
-int wmain(int argc, wchar_t* argv[]);
-
 namespace {
 
 std::wstring g_answer;
 int g_heldAtAnswer = 0;
-std::wstring g_traces;
 const wchar_t* g_states = L"";
 
 int Held() {
@@ -74,24 +69,8 @@ BOOL GiveStatus(SC_HANDLE, SERVICE_STATUS* status) {
     return TRUE;
 }
 
-BOOL RunService(const SERVICE_TABLE_ENTRYW* table) {
-    table[0].lpServiceProc(0, nullptr);
-    CServiceBase::ServiceCtrlHandler(SERVICE_CONTROL_STOP);
-    return TRUE;
-}
-
-BOOL NoteState(SERVICE_STATUS_HANDLE, SERVICE_STATUS* status) {
-    g_traces += std::to_wstring(status->dwCurrentState) + L" ";
-    return TRUE;
-}
-
-void NoteWork(PTP_WORK work) {
-    g_traces += work == nullptr ? L"null work " : L"work ";
-}
-
 }  // namespace
 
-REPLACE_IMPORT(DeriveCapabilitySidsFromName, SimulatedDeriveCapabilitySidsFromName);
 INTERPOSE(RegOpenKeyExW, kOpensOnZero);
 INTERPOSE(RegCreateKeyExW, kOpensOnZero);
 INTERPOSE(RegCloseKey, kCloses);
@@ -121,15 +100,6 @@ INTERPOSE_GIVES(DeleteService, kNone, 1);
 INTERPOSE_BY(Sleep,
              kNone,
              (g_watch.on ? void() : Windows<Watched_Sleep, decltype(Sleep)>::Act(arguments...)));
-INTERPOSE_BY(StartServiceCtrlDispatcherW, kNone, RunService(arguments...));
-INTERPOSE_GIVES(RegisterServiceCtrlHandlerW, kNone, 4);
-INTERPOSE_BY(SetServiceStatus, kNone, NoteState(arguments...));
-INTERPOSE(EventRegister, kNone);
-INTERPOSE(CreateEventW, kOpensHandle);
-INTERPOSE_GIVES(CreateThreadpoolWork, kNone, 5);
-INTERPOSE_BY(SubmitThreadpoolWork, kNone, NoteWork(arguments...));
-INTERPOSE_GIVES(RpcServerUnregisterIf, kNone, 0);
-INTERPOSE_GIVES(RpcEpUnregister, kNone, 0);
 
 namespace {
 
@@ -170,45 +140,46 @@ void Arrange() {
     std::ofstream("document.txt") << "line";
 }
 
-void RunProgram(const std::wstring& action) {
-    std::wstring program = L"tessel-service";
-    std::wstring name = action.substr(0, action.find(L' '));
-    wchar_t* argv[] = {program.data(), name.data(), nullptr};
-    g_states = action == name ? L"331" : action.c_str() + name.size() + 1;
-    g_watch.on = true;
-    try {
-        EXPECT_EQ(wmain(name.empty() ? 1 : 2, argv), 0);
-    } catch (DWORD error) {
-        g_traces += L"threw " + std::to_wstring(error);
+// Carries out a command, installs the service, or removes it. The states of the service that is
+// removed come after a blank.
+void Act(const std::wstring& action) {
+    g_states = action.size() > 8 && action[0] == L'-' ? action.c_str() + 8 : L"331";
+    g_watch.on = action[0] == L'-';
+    if (action == L"-install") {
+        InstallService();
+    } else if (action[0] == L'-') {
+        RemoveService();
+    } else {
+        Request(action);
     }
     g_watch.on = false;
 }
 
-// The results of an action: of a modem command, the first letters of the profiles and the states of
-// the connections; of a settings command, the screen mode and colour profile (-1: none).
+// What an action has done: a modem command to the first letters of the profiles and the states of
+// the connections, a settings command to the screen mode and the colour profile (-1: none).
 std::wstring Traces(const std::wstring& action) {
+    std::wstring traces;
+    const auto add = [&](const std::wstring& key, const wchar_t* name) {
+        traces += L" " + std::to_wstring(StoredNumber(key, name).value_or(-1));
+    };
     if (action.starts_with(L"MBNHELPER_")) {
         for (const wchar_t* place : {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"}) {
-            g_traces += StoredText(Modem(place), L"Name").substr(0, 1);
+            traces += StoredText(Modem(place), L"Name").substr(0, 1);
         }
-        for (const wchar_t* place : {L"0", L"1"}) {
-            g_traces +=
-                L" " + std::to_wstring(StoredNumber(Modem(place), L"ActivationState").value_or(-1));
-        }
+        add(Modem(L"0"), L"ActivationState");
+        add(Modem(L"1"), L"ActivationState");
     }
     if (action.starts_with(SETTINGS)) {
-        for (const wchar_t* name : {L"ScreenMode", L"ColorProfile"}) {
-            g_traces += (g_traces.empty() ? L"" : L" ") +
-                        std::to_wstring(StoredNumber(kSettingsKey, name).value_or(-1));
-        }
+        add(kSettingsKey, L"ScreenMode");
+        add(kSettingsKey, L"ColorProfile");
     }
-    return g_traces;
+    return traces;
 }
 
 // The log without the lines of the requests.
 std::string Logged() {
     std::string log;
-    for (const std::string& line : LoggedLines()) {
+    for (const std::string& line : TakeLog()) {
         if (!line.starts_with("Data Recieved ")) {
             log += line + ";";
         }
@@ -227,20 +198,15 @@ TEST(FaultsTest, EveryFailureOfWindowsComesToWhatTheTableSays) {
             const std::string_view name = row.function;
             FailModem(L"", std::wstring(name.begin(), name.end()).c_str());
         }
-        ClearLoggedLines();
-        ClearPrintedText();
+        TakeLog();
+        TakePrinted();
         g_answer.clear();
-        g_traces.clear();
         g_heldAtAnswer = row.held;
         g_watch = {false, {row.function, row.call, row.result, row.last_error}};
-        if (action.empty() || action[0] == L'-') {
-            RunProgram(action);
-        } else {
-            Request(action);
-        }
+        Act(action);
         EXPECT_EQ(g_answer, row.answer);
         EXPECT_EQ(Logged(), row.logged);
-        EXPECT_EQ(PrintedText(), row.printed);
+        EXPECT_EQ(TakePrinted(), row.printed);
         EXPECT_EQ(Held(), row.held);
         EXPECT_EQ(g_heldAtAnswer, row.held);
         if (row.calls >= 0) {
@@ -260,23 +226,22 @@ std::wstring AnswerWithout(int allocation, const std::wstring& action) {
     g_watch = {};
     Arrange();
     g_answer.clear();
-    g_traces.clear();
     g_watch = {false, {"operator new", allocation}};
     Request(action);
-    return g_answer + L" / " + Traces(action);
+    return g_answer + Traces(action);
 }
 
 // Without memory a line of the log is lost or a document cannot be read, and nothing else.
 TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
     const std::pair<std::wstring, std::wstring> actions[] = {
-        {SETTINGS L"GETPENSETTING", L"true 5 own text / -1 -1"},
-        {SETTINGS L"GETPENCLICKSETTING", L"true -100 own text / -1 -1"},
-        {SETTINGS L"GETPENPRESSURESENSITIVITY", L"true -1 own text / -1 -1"},
-        {SETTINGS L"SETSCREENMODE", L"true 7 own text / 7 7"},
-        {SETTINGS L"GETSCREENMODE", L"true 99 own text / 99 3"},
-        {SETTINGS L"CHECKADDTIONALPENSETTING", L"true 7 own text / -1 -1"},
-        {L"COMMONHELPER_ISFILE_EXISTS .\\.\\.\\document.txt", L"true 7  / "},
-        {L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 line\n / "},
+        {SETTINGS L"GETPENSETTING", L"true 5 own text -1 -1"},
+        {SETTINGS L"GETPENCLICKSETTING", L"true -100 own text -1 -1"},
+        {SETTINGS L"GETPENPRESSURESENSITIVITY", L"true -1 own text -1 -1"},
+        {SETTINGS L"SETSCREENMODE", L"true 7 own text 7 7"},
+        {SETTINGS L"GETSCREENMODE", L"true 99 own text 99 3"},
+        {SETTINGS L"CHECKADDTIONALPENSETTING", L"true 7 own text -1 -1"},
+        {L"COMMONHELPER_ISFILE_EXISTS .\\.\\.\\document.txt", L"true 7 "},
+        {L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 line\n"},
     };
     for (const auto& [action, answer] : actions) {
         SCOPED_TRACE(testing::PrintToString(action));
@@ -288,7 +253,7 @@ TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
             if (action.starts_with(SETTINGS)) {
                 EXPECT_EQ(given, answer);
             } else {
-                EXPECT_TRUE(given == answer || given == L"true 7  / " || given == L"false 7  / ");
+                EXPECT_TRUE(given == answer || given == L"true 7 " || given == L"false 7 ");
             }
         }
     }

@@ -15,8 +15,8 @@ struct FaultRow {
     DWORD last_error;
     // The number of calls in all, which shows whether the product goes on. -1: not compared.
     int calls;
-    // A command, with a text other than "own text" after a blank; flag true, number 7. Or the
-    // switch of the program.
+    // A command, with a text other than "own text" after a blank; flag true, number 7. Or
+    // the switch of the program.
     const wchar_t* action;
     // Flag, number and text of the answer.
     const wchar_t* answer;
@@ -30,31 +30,24 @@ struct FaultRow {
 };
 
 #define SETTINGS L"REGISTRYHELPER_"
-#define USAGE \
-    L"Parameters:\n -install  to install the service.\n -remove   to remove the service.\n"
 #define STOPPED L"Stopping Tessel Service..\nTessel Service is stopped.\n"
 #define REMOVED L"Tessel Service is removed.\n"
 #define NO_PROFILE_MANAGER L"CoCreateInstance CLSID_MbnConnectionProfileManager error"
 
 inline constexpr const char kReadFailed[] = "Register Open Error;Register Query Error;";
-inline constexpr const char kStopped[] =
-    "Service OnStop;RpcServerDisconnect;Rpc Server Unregister Success;RpcEpUnregister;"
-    "RpcServerDisconnect end;Service OnStop end;";
-
 // clang-format off
 inline constexpr FaultRow kFaults[] = {
     // The settings: the registry holds ButtonAction 5 and nothing else.
     {"RegOpenKeyExW", 1, 5, 0, 1, SETTINGS L"GETPENSETTING", L"true -1 own text", kReadFailed},
     {"RegQueryValueExW", 1, 2, 0, 1, SETTINGS L"GETPENCLICKSETTING", L"true -100 own text", "Register Query Error;"},
     {"RegCreateKeyExW", 1, 5, 0, 2, SETTINGS L"GETSCREENMODE", L"true 99 own text",
-        "Register Query Error;RegCreateKeyEx Error - 5;GetScreenMode : 99;", L"", L"-1 3"},
+        "Register Query Error;RegCreateKeyEx Error - 5;GetScreenMode : 99;", L"", L" -1 3"},
     {"RegCreateKeyExW", 1, 5, 0, 1, SETTINGS L"SETPENSETTING", L"false 7 own text", "RegCreateKeyEx Error - 5;"},
-    {"RegCreateKeyExW", 1, 5, 0, 1, SETTINGS L"SETPENCLICKSETTING", L"false 7 own text", "RegCreateKeyEx Error - 5;"},
     {"RegCreateKeyExW", 1, 5, 0, 1, SETTINGS L"SETPENPRESSURESENSITIVITY", L"true 7 own text", "RegCreateKeyEx Error - 5;"},
     {"RegCreateKeyExW", 1, 5, 0, 2, SETTINGS L"SETSCREENMODE", L"false 7 own text",
-        "RegCreateKeyEx Error - 5;Set Screen Mode Failure;", L"", L"-1 7"},
+        "RegCreateKeyEx Error - 5;Set Screen Mode Failure;", L"", L" -1 7"},
     {"RegCreateKeyExW", 2, 5, 0, 2, SETTINGS L"SETSCREENMODE", L"true 7 own text",
-        "RegCreateKeyEx Error - 5;Set Screen Mode Success;", L"", L"7 -1"},
+        "RegCreateKeyEx Error - 5;Set Screen Mode Success;", L"", L" 7 -1"},
     {"RegCreateKeyExW", 1, 5, 0, 1, SETTINGS L"CHECKADDTIONALPENSETTING", L"false 7 own text", kReadFailed},
     {"RegSetValueExW", 1, -7, 0, 1, SETTINGS L"SETPENSETTING", L"false 7 own text", "RegSetValueEx Error - -7;"},
     {"RegSetValueExW", 1, 5, 0, 1, SETTINGS L"CHECKADDTIONALPENSETTING", L"false 7 own text", kReadFailed},
@@ -92,11 +85,8 @@ inline constexpr FaultRow kFaults[] = {
         L"SafeArrayGetUBound profile error", L"B 3 3"},
     {"SafeArrayGetElement", 1, E_FAIL, 0, 2, L"MBNHELPER_GETSIMICCID", L"true 7 iccid1"},
     {"FailGetSubscriberInformation", 0, 0, 0, -1, L"MBNHELPER_GETSUBSCRIBERID", L"true 7 own text"},
-    {"FailGetConnection", 0, 0, 0, -1, L"MBNHELPER_DISCONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
-    {"FailGetConnectionState", 0, 0, 0, -1, L"MBNHELPER_DISCONNECT", L"true 7 own text", "", L"", L"abB 1 3"},
     {"FailGetConnectionProfiles", 0, 0, 0, -1, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "",
         L"GetConnectionProfiles error", L"abB 3 3"},
-    {"FailDelete", 0, 0, 0, -1, L"MBNHELPER_DELETEPROFILE", L"true 7 own text", "", L"", L"abB 3 3"},
 
     // The documents: document.txt holds "line".
     {"ReadFile", 1, 0, 5, 1, L"COMMONHELPER_READEULADOCUMENT document.txt", L"true 7 "},
@@ -115,11 +105,5 @@ inline constexpr FaultRow kFaults[] = {
     {"Sleep", 0, 0, 0, 2, L"-remove 334", L"", "", L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
     {"QueryServiceStatus", 2, 0, 6, 2, L"-remove 333", L"", "",
         L"Stopping Tessel Service..\nTessel Service failed to stop.\n" REMOVED},
-
-    // The program runs as the service and is stopped when it runs.
-    {"EventRegister", 1, 5, 0, 1, L"", L"", kStopped,
-        USAGE L"Provider not registered. EventRegister failed with 5\n", L"2 work 4 3 1 "},
-    {"CreateEventW", 1, 0, 8, 1, L"", L"", "", USAGE, L"threw 8"},
-    {"RegisterServiceCtrlHandlerW", 1, 0, 1083, 1, L"", L"", "", USAGE, L"threw 1083"},
 };
 // clang-format on

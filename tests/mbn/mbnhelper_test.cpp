@@ -4,18 +4,15 @@
 
 #include <initializer_list>
 #include <string>
-#include <vector>
 
 #include "mbn/mbnapi.h"
-#include "rpc/stub/tesselservice.h"
+#include "tests/support/answers.h"
 #include "tests/support/recorders.h"
 #include "tests/support/interposed.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 
 namespace {
-
-std::vector<Report> g_reports;
 
 void ExpectNothingHeld() {
     EXPECT_EQ(HeldOfModem(), 0);
@@ -28,12 +25,6 @@ void NoteContext(REFCLSID, IUnknown*, DWORD context, REFIID, void**) {
 
 }  // namespace
 
-// Not the shared recorder: the product may hold nothing of the modem when it answers.
-void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
-    ExpectNothingHeld();
-    g_reports.push_back({command, flag != 0, number, text});
-}
-
 INTERPOSE_NOTED(CoCreateInstance, kNone, NoteContext);
 
 namespace {
@@ -45,7 +36,9 @@ class MbnHelperTest : public testing::Test {
         ClearModem();
         g_watch = {true, {"CoInitializeEx"}};
         g_aliveWhenLeft = 0;
-        ClearPrintedText();
+        TakePrinted();
+        // The product may hold nothing of the modem while it answers.
+        g_onAnswer = ExpectNothingHeld;
     }
 
     // Everything was released, and inside the apartment.
@@ -57,19 +50,8 @@ class MbnHelperTest : public testing::Test {
         RegisterModem(false);
     }
 
-    // Carries out one command and returns its one answer.
-    static Report Do(const wchar_t* command, std::wstring text = L"untouched") {
-        g_reports.clear();
-        MbnHelperCommand(nullptr, command, true, 7, text.data());
-        EXPECT_TRUE(g_reports.size() == 1 && g_reports[0].command == command);
-        return g_reports.empty() ? Report{} : g_reports[0];
-    }
-
-    // The same, of which the command may change the text alone.
-    static std::wstring TextAfter(const wchar_t* command, const wchar_t* text = L"untouched") {
-        const Report report = Do(command, text);
-        EXPECT_TRUE(report.flag && report.number == 7);
-        return report.text;
+    static std::wstring Ask(const wchar_t* command, const wchar_t* text = L"untouched") {
+        return AnswerOf(MbnHelperCommand, command, true, 7, text);
     }
 };
 
@@ -78,7 +60,7 @@ TEST_F(MbnHelperTest, AcknowledgesCommandsThatDoNotUseTheModem) {
     for (const wchar_t* command : {L"MBNHELPER_GETNETWORKMODE", L"MBNHELPER_SETNETWORKMODE",
                                    L"MBNHELPER_GETRECOMMENDPROFILE", L"MBNHELPER_QEURYPROFILE",
                                    L"MBNHELPER_UPDATEPROFILE", L"MBNHELPER_CREATEAPNDB"}) {
-        EXPECT_EQ(TextAfter(command, L"a|b"), L"a|b");
+        EXPECT_EQ(Ask(command, L"a|b"), L"true 7 a|b");
     }
     EXPECT_EQ(g_watch.calls, 0) << "an apartment was joined";
 }
@@ -86,14 +68,14 @@ TEST_F(MbnHelperTest, AcknowledgesCommandsThatDoNotUseTheModem) {
 TEST_F(MbnHelperTest, AnswersWithTheReadyStateOfTheLastInterfaceThatGivesOne) {
     for (const wchar_t* command : {L"MBNHELPER_CHECKINTERFACE", L"MBNHELPER_CHECKSIMSTATUS"}) {
         ClearModem();
-        EXPECT_EQ(Do(command), (Report{command, true, 0, L"untouched"}));
+        EXPECT_EQ(Ask(command), L"true 0 untouched");
         AddInterface(L"0", MBN_READY_STATE_NOT_ACTIVATED);
         AddInterface(L"1", MBN_READY_STATE_SIM_NOT_INSERTED);
         AddInterface(L"2", MBN_READY_STATE_BAD_SIM);
         Store(Modem(L""), L"LowerBound", static_cast<DWORD>(-2));
-        EXPECT_EQ(Do(command), (Report{command, true, 3, L"untouched"}));
+        EXPECT_EQ(Ask(command), L"true 3 untouched");
         FailModem(L"2", L"FailGetReadyState");
-        EXPECT_EQ(Do(command), (Report{command, true, 2, L"untouched"}));
+        EXPECT_EQ(Ask(command), L"true 2 untouched");
     }
 }
 
@@ -111,44 +93,44 @@ TEST_F(MbnHelperTest, AnswersWithTheTextOfTheLastInterfaceThatGivesOneCutToTheRe
     for (const auto& [command, value, failure] : kQueries) {
         SCOPED_TRACE(command);
         ClearModem();
-        EXPECT_EQ(TextAfter(command), L"untouched");
+        EXPECT_EQ(Ask(command), L"true 7 untouched");
         for (const wchar_t* place : {L"0", L"1", L"2", L"3"}) {
             AddInterface(place);
             Store(Modem(place), value, std::wstring(L"of ") + place);
         }
-        EXPECT_EQ(TextAfter(command, L"longer"), L"of 3");
-        EXPECT_EQ(TextAfter(command, L"four"), L"of 3");
-        EXPECT_EQ(TextAfter(command, L"two"), L"of ");
-        EXPECT_EQ(TextAfter(command, L""), L"");
+        EXPECT_EQ(Ask(command, L"longer"), L"true 7 of 3");
+        EXPECT_EQ(Ask(command, L"four"), L"true 7 of 3");
+        EXPECT_EQ(Ask(command, L"two"), L"true 7 of ");
+        EXPECT_EQ(Ask(command, L""), L"true 7");
         Store(Modem(L"3"), L"NullElement", 1);
-        EXPECT_EQ(TextAfter(command), L"of 2");
+        EXPECT_EQ(Ask(command), L"true 7 of 2");
         FailModem(L"2", failure);
-        EXPECT_EQ(TextAfter(command), L"of 1");
+        EXPECT_EQ(Ask(command), L"true 7 of 1");
         // Without a SIM the text is empty, which is a value. A null text is no value. Both replace
         // earlier ones.
         Remove(Modem(L"1"), value);
-        EXPECT_EQ(TextAfter(command), L"");
+        EXPECT_EQ(Ask(command), L"true 7");
         Store(Modem(L"1"), L"NullTexts", 1);
-        EXPECT_EQ(TextAfter(command), L"untouched");
+        EXPECT_EQ(Ask(command), L"true 7 untouched");
         FailModem(L"1", failure);
-        EXPECT_EQ(TextAfter(command), L"of 0");
+        EXPECT_EQ(Ask(command), L"true 7 of 0");
     }
-    EXPECT_EQ(PrintedText(), L"");
+    EXPECT_EQ(TakePrinted(), L"");
 }
 
 TEST_F(MbnHelperTest, ReadsTheHomeProviderOnlyFromAnInitializedModem) {
     AddInterface(L"0");
     for (DWORD state : {0, 2, 5, 99}) {
         AddInterface(L"1", state);
-        EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERID"), L"id0") << state;
+        EXPECT_EQ(Ask(L"MBNHELPER_GETHOMEPROVIDERID"), L"true 7 id0") << state;
     }
     AddInterface(L"1");
     FailModem(L"1", L"FailGetReadyState");
-    EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
+    EXPECT_EQ(Ask(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"true 7 name0");
     // A success that is not S_OK gives no provider either.
     Remove(Modem(L"1"), L"FailGetReadyState");
     Store(Modem(L"1"), L"FailGetHomeProvider", S_FALSE);
-    EXPECT_EQ(TextAfter(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"name0");
+    EXPECT_EQ(Ask(L"MBNHELPER_GETHOMEPROVIDERNAME"), L"true 7 name0");
 }
 
 TEST_F(MbnHelperTest, ConnectsIdleInterfacesUntilOneIsDisconnectingAndDisconnectsActiveOnes) {
@@ -166,15 +148,15 @@ TEST_F(MbnHelperTest, ConnectsIdleInterfacesUntilOneIsDisconnectingAndDisconnect
         FailModem(L"1", L"FailConnect");
         // A state that cannot be read counts as "none".
         FailModem(L"2", L"FailGetConnectionState");
-        EXPECT_EQ(TextAfter(connect ? L"MBNHELPER_CONNECT" : L"MBNHELPER_DISCONNECT"),
-                  L"untouched");
+        EXPECT_EQ(Ask(connect ? L"MBNHELPER_CONNECT" : L"MBNHELPER_DISCONNECT"),
+                  L"true 7 untouched");
         for (std::size_t i = 0; i < std::size(kBefore); ++i) {
             EXPECT_EQ(StoredNumber(Modem(std::to_wstring(i)), L"ActivationState"),
                       connect ? kConnected[i] : kDisconnected[i]);
         }
         EXPECT_EQ(StoredText(Modem(L"3"), L"ActiveProfile"), connect ? L"Bramble Profile" : L"");
     }
-    EXPECT_EQ(PrintedText(), L"");
+    EXPECT_EQ(TakePrinted(), L"");
 }
 
 // The elements that the profile document of an interface lacks. The whole document is compared in
@@ -196,7 +178,7 @@ TEST_F(MbnHelperTest, ReplacesAllProfilesByItsOwnAndDeletesIt) {
     // The second time the profile is there.
     for (const std::wstring apn : {L"first", L"second"}) {
         const std::wstring text = L"A&B|" + apn + L"|nOnE|me|secret|IPv4";
-        EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", text.c_str()), L"A&B");
+        EXPECT_EQ(Ask(L"MBNHELPER_CREATEPROFILE", text.c_str()), L"true 7 A&B");
         for (const wchar_t* place : {L"0", L"1"}) {
             const std::wstring profiles = Modem(place) + L"\\Profiles\\";
             EXPECT_EQ(StoredText(profiles + L"0", L"Name"), L"Bramble Profile");
@@ -209,18 +191,18 @@ TEST_F(MbnHelperTest, ReplacesAllProfilesByItsOwnAndDeletesIt) {
                       L"");
         }
     }
-    TextAfter(L"MBNHELPER_CONNECT");
-    EXPECT_EQ(TextAfter(L"MBNHELPER_DELETEPROFILE"), L"untouched");
+    Ask(L"MBNHELPER_CONNECT");
+    EXPECT_EQ(Ask(L"MBNHELPER_DELETEPROFILE"), L"true 7 untouched");
     EXPECT_EQ(StoredNumber(Modem(L"1"), L"ActivationState"), 3);
     EXPECT_EQ(StoredText(Modem(L"1\\Profiles\\0"), L"Name"), L"");
-    EXPECT_EQ(PrintedText(), L"");
+    EXPECT_EQ(TakePrinted(), L"");
 }
 
 TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
     AddInterface(L"0", MBN_READY_STATE_DEVICE_LOCKED);
     FailModem(L"0", L"FailGetSimIccId");
-    EXPECT_EQ(TextAfter(L"MBNHELPER_CREATEPROFILE", L"|1\n2|NONE2|4|5|6|7|8|9"), L"|1");
-    EXPECT_EQ(PrintedText(), L"fail overfail over");
+    EXPECT_EQ(Ask(L"MBNHELPER_CREATEPROFILE", L"|1\n2|NONE2|4|5|6|7|8|9"), L"true 7 |1");
+    EXPECT_EQ(TakePrinted(), L"fail overfail over");
     EXPECT_EQ(Lacks(L"0", {L"<Description>1<", L"<SubscriberID>subscriber0<", L"<SimIccID><",
                            L"<HomeProviderName><", L"<Compression>7<"}),
               L"");

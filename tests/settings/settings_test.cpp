@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "settings/registryaccess.h"
 #include "settings/registryhelper.h"
+#include "tests/support/answers.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
@@ -23,6 +23,9 @@ const std::wstring kClickNoteParent = L"SOFTWARE\\Microsoft\\Windows\\CurrentVer
 const std::wstring kClickNoteKey = kClickNoteParent + L"\\OemCustomizationSettingsApp";
 
 using Lines = std::vector<std::string>;
+
+// The log of the last command.
+Lines g_log;
 
 // The access masks with which keys were opened and created.
 std::vector<REGSAM> g_openMasks;
@@ -57,11 +60,11 @@ class SettingsTest : public testing::Test {
 
     void TearDown() override { EXPECT_EQ(g_watch.held, 0) << "keys left open"; }
 
-    // Sends a command and returns the flag and number of the answer, see AnswerOf. Clears the log
-    // first.
     static std::wstring Ask(const std::wstring& word, bool flag, long number) {
-        ClearLoggedLines();
-        return AnswerOf(RegistryHelperCommand, L"REGISTRYHELPER_" + word, flag, number);
+        const auto answer =
+            AnswerOf(RegistryHelperCommand, L"REGISTRYHELPER_" + word, flag, number);
+        g_log = TakeLog();
+        return answer;
     }
 
     static void StoreAndRead(const std::wstring& word,
@@ -71,10 +74,10 @@ class SettingsTest : public testing::Test {
                              long read,
                              const Lines& logged) {
         EXPECT_EQ(Ask(L"SET" + word, false, stored), L"true " + std::to_wstring(stored));
-        EXPECT_TRUE(LoggedLines().empty());
+        EXPECT_TRUE(g_log.empty());
         EXPECT_EQ(StoredNumber(key, value), stored);
         EXPECT_EQ(Ask(L"GET" + word, true, 1234), L"true " + std::to_wstring(read));
-        EXPECT_EQ(LoggedLines(), logged);
+        EXPECT_EQ(g_log, logged);
     }
 };
 
@@ -95,7 +98,7 @@ TEST_F(SettingsTest, ValuesAreStoredUncheckedAndMinus100ReadsAsAFailureThatIsNot
 TEST_F(SettingsTest, SettingTheScreenModeKeepsTheColourProfile) {
     for (const auto& [mode, profile] : {std::pair(99L, 3L), std::pair(5L, 5L)}) {
         EXPECT_EQ(Ask(L"SETSCREENMODE", false, mode), L"true " + std::to_wstring(mode));
-        EXPECT_EQ(LoggedLines(), Lines{"Set Screen Mode Success"});
+        EXPECT_EQ(g_log, Lines{"Set Screen Mode Success"});
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), mode);
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), profile);
     }
@@ -116,7 +119,7 @@ TEST_F(SettingsTest, ScreenModeFollowsFromTheColourProfileAndIsRepairedWhenUnusa
             Store(kSettingsKey, L"ColorProfile", *c.profile);
         }
         EXPECT_EQ(Ask(L"GETSCREENMODE", true, 1), L"true " + std::to_wstring(c.mode));
-        EXPECT_EQ(LoggedLines().back(), "GetScreenMode : " + std::to_string(c.mode));
+        EXPECT_EQ(g_log.back(), "GetScreenMode : " + std::to_string(c.mode));
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), c.repaired ? 99 : 42);
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), c.repaired ? 3 : *c.profile);
     }
@@ -141,16 +144,16 @@ TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {
     EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true " + std::to_wstring(0x01010101));
     Store(kPenOptionKey, L"ButtonAction", REG_BINARY, bytes.data(), 101);
     EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true -1");
-    EXPECT_EQ(LoggedLines(), Lines{"Register Query Error"});
+    EXPECT_EQ(g_log, Lines{"Register Query Error"});
 
-    // 200 bytes without a terminator can be read.
+    // A text of 200 bytes without a terminator can be read. A longer one is taken for no text.
     const std::wstring text(101, L'x');
-    Store(kSettingsKey, L"Text", REG_SZ, text.data(), 200);
-    const auto read = RegistryReadString(kSettingsKey.c_str(), L"Text");
-    ASSERT_TRUE(read.has_value());
-    EXPECT_EQ(read->data(), text.substr(0, 100));
-    Store(kSettingsKey, L"Text", REG_SZ, text.data(), 202);
-    EXPECT_EQ(RegistryReadString(kSettingsKey.c_str(), L"Text"), std::nullopt);
+    Store(kClickNoteKey, L"CustomProtocol", REG_SZ, text.data(), 200);
+    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
+    EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), text.substr(0, 100));
+    Store(kClickNoteKey, L"CustomProtocol", REG_SZ, text.data(), 202);
+    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
+    EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
 }
 
 TEST_F(SettingsTest, EchoedUnansweredAndUnknownCommands) {
@@ -159,7 +162,7 @@ TEST_F(SettingsTest, EchoedUnansweredAndUnknownCommands) {
     for (const wchar_t* word : {L"SETDIMMINGTIME", L"GETDIMMINGTIME", L"ISSMARTDIMMINGSUPPORT",
                                 L"getpensetting", L"", L"GETPENSETTINGS"}) {
         EXPECT_EQ(Ask(word, true, 1), L"");
-        EXPECT_TRUE(LoggedLines().empty());
+        EXPECT_TRUE(g_log.empty());
     }
 }
 

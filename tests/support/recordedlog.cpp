@@ -10,14 +10,9 @@ std::mutex g_mutex;
 std::vector<std::string> g_lines;
 }  // namespace
 
-std::vector<std::string> LoggedLines() {
+std::vector<std::string> TakeLog() {
     std::lock_guard lock(g_mutex);
-    return g_lines;
-}
-
-void ClearLoggedLines() {
-    std::lock_guard lock(g_mutex);
-    g_lines.clear();
+    return std::exchange(g_lines, {});
 }
 
 void WriteLog(std::string message) {

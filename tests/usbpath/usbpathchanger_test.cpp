@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/answers.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
@@ -135,14 +136,13 @@ class UsbPathChanger : public testing::Test {
 
     // Runs the command and returns what it printed.
     static std::wstring Run(const wchar_t* command) {
-        ClearPrintedText();
         g_changes.clear();
         g_opened.clear();
         g_watch = {true, {}};
         EXPECT_EQ(AnswerOf(UsbPathChangerCommand, command, true, 7), L"true 7");
         g_watch.on = false;
         EXPECT_EQ(g_watch.held, 0);
-        return PrintedText();
+        return TakePrinted();
     }
 };
 
