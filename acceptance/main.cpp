@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "acceptance/items.h"
-#include "client/requests/answers.h"
+#include "client/requests/connection.h"
 
 namespace {
 

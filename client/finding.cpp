@@ -4,26 +4,15 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "client/output.h"
 #include "client/requests/answerformat.h"
 
 namespace {
 
-struct StatusNames {
-    const wchar_t* json;
-    const wchar_t* plain;
-};
-
-// By Status.
-constexpr StatusNames kStatusNames[] = {{L"ok", L"OK"},
-                                        {L"warning", L"WARNING"},
-                                        {L"fault", L"FAULT"},
-                                        {L"done", L"DONE"},
-                                        {L"unchanged", L"AS IS"},
-                                        {L"failed", L"FAILED"},
-                                        {L"not here", L"NOT HERE"}};
+// By Status; in capitals for people.
+constexpr const wchar_t* kStatusNames[] = {L"ok",        L"warning", L"fault",   L"done",
+                                           L"unchanged", L"failed",  L"not here"};
 
 std::wstring Padded(std::wstring text, std::size_t width) {
     text.resize(std::max(text.size(), width), L' ');
@@ -32,40 +21,30 @@ std::wstring Padded(std::wstring text, std::size_t width) {
 
 }  // namespace
 
-std::wstring FormatFinding(const Finding& finding, bool json) {
-    const StatusNames& names = kStatusNames[static_cast<std::size_t>(finding.status)];
-    if (json) {
-        return L"{\"item\":" + JsonText(finding.item) + L",\"status\":" + JsonText(names.json) +
-               L",\"found\":" + JsonText(finding.found) + L",\"advice\":" +
-               JsonText(finding.advice) + L"}";
-    }
-    std::wstring line = Padded(names.plain, 9) + Padded(finding.item, 18) + L"  " + finding.found;
-    if (!finding.advice.empty()) {
-        line += L'\n' + finding.advice;
-    }
-    for (auto i = line.find(L'\n'); i != std::wstring::npos; i = line.find(L'\n', i + 1)) {
-        line.insert(i + 1, L"         -> ");
-    }
-    return line;
-}
-
-void Findings::Add(Status status, std::wstring item, std::wstring found, std::wstring advice) {
-    PrintLine(
-        FormatFinding({status, std::move(item), std::move(found), std::move(advice)}, m_json));
+void Findings::Add(Status status,
+                   const std::wstring& item,
+                   const std::wstring& found,
+                   const std::wstring& advice) {
     ++m_counts[static_cast<std::size_t>(status)];
+    std::wstring name = kStatusNames[static_cast<std::size_t>(status)];
+    if (m_json) {
+        PrintLine(L"{\"item\":" + JsonText(item) + L",\"status\":" + JsonText(name) +
+                  L",\"found\":" + JsonText(found) + L",\"advice\":" + JsonText(advice) + L"}");
+        return;
+    }
+    CharUpperW(name.data());
+    std::wstring line = Padded(name, 10) + Padded(item, 18) + L"  " + found +
+                        (advice.empty() ? L"" : L"\n" + advice);
+    for (auto i = line.find(L'\n'); i != std::wstring::npos; i = line.find(L'\n', i + 1)) {
+        line.insert(i + 1, L"          -> ");
+    }
+    PrintLine(line);
 }
 
-void Findings::Check(bool ok,
-                     Status otherwise,
-                     std::wstring item,
-                     std::wstring found,
-                     std::wstring advice) {
-    Add(ok ? Status::kOk : otherwise, std::move(item), std::move(found),
-        ok ? std::wstring() : std::move(advice));
-}
-
-void Findings::AddNotHere(std::wstring item, unsigned long error, const std::wstring& known) {
-    Add(Status::kNotHere, std::move(item),
+void Findings::AddNotHere(const std::wstring& item,
+                          unsigned long error,
+                          const std::wstring& known) {
+    Add(Status::kNotHere, item,
         known + (known.empty() ? L"" : L"; ") + L"not known here: " + ErrorText(error),
         error == ERROR_ACCESS_DENIED ? kCheckAgainAdvice : L"");
 }

@@ -17,35 +17,30 @@ inline constexpr wchar_t kRestartAdvice[] =
     L"as an administrator: net stop \"Tessel Service\"\nand then: net start \"Tessel Service\"";
 inline constexpr wchar_t kStartAdvice[] = L"as an administrator: net start \"Tessel Service\"";
 
-struct Finding {
-    Status status;
-    // A name that stays the same from release to release.
-    std::wstring item;
-    std::wstring found;
-    // What to do about it, one command per line; often empty.
-    std::wstring advice;
-};
-
-// One finding without its last line end: a line for people, with the advice on the next lines, or
-// an object of JSON with the texts "item", "status", "found" and "advice".
-std::wstring FormatFinding(const Finding& finding, bool json);
-
-// Prints findings as they come, and counts them.
+// Prints findings as they come, each as a line for people, with the advice on the next lines, or as
+// an object of JSON with the texts "item", "status", "found" and "advice"; and counts them.
 class Findings {
  public:
     explicit Findings(bool json) : m_json(json) {}
 
-    void Add(Status status, std::wstring item, std::wstring found, std::wstring advice = {});
+    // `item` is a name that stays the same from release to release; `advice`, often empty, says
+    // what to do about it, one command per line.
+    void Add(Status status,
+             const std::wstring& item,
+             const std::wstring& found,
+             const std::wstring& advice = {});
 
     // Adds an OK without advice if `ok`, otherwise a finding of the status `otherwise` with it.
     void Check(bool ok,
                Status otherwise,
-               std::wstring item,
-               std::wstring found,
-               std::wstring advice = {});
+               const std::wstring& item,
+               const std::wstring& found,
+               const std::wstring& advice = {}) {
+        Add(ok ? Status::kOk : otherwise, item, found, ok ? L"" : advice);
+    }
 
     // Adds that `item` could not be checked because of a Win32 error. `known` comes first.
-    void AddNotHere(std::wstring item, unsigned long error, const std::wstring& known = {});
+    void AddNotHere(const std::wstring& item, unsigned long error, const std::wstring& known = {});
 
     // How many there are of one status.
     [[nodiscard]] int Count(Status status) const { return m_counts[static_cast<int>(status)]; }

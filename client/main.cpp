@@ -12,7 +12,6 @@
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requests/answerformat.h"
-#include "client/requests/answers.h"
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
 #include "client/rights/grant.h"
@@ -26,30 +25,29 @@ constexpr wchar_t kHelpText[] =
 
 Usage:
   tesselctl COMMAND [--bool true|false] [--int N] [--text TEXT] [options]
-  tesselctl --list         every command of the service, with one line of help
-  tesselctl --help         this text
-  tesselctl --version      the version of this program
+  tesselctl --list | --help | --version
   tesselctl --check        check everything the service needs; changes nothing
-  tesselctl --report FILE  as an administrator: write a text file for whoever helps: the check, the
-                           programs, the registration, the process, events and crash dumps
-  tesselctl --grant        as an administrator: give the service its own SID, full control of its
-                           registry keys for that SID alone, and restart after a crash
+  As an administrator:
+  tesselctl --report FILE  write a text file for whoever helps: the check, the programs, the
+                           registration, the process, events and crash dumps
+  tesselctl --grant        give the service its own SID, full control of its registry keys for
+                           that SID alone, and restart after a crash
   tesselctl --revoke       take just that away again
 
-The request:
-  --bool true|false        its flag (false if not given)
-  --int N                  its number, -2147483648 to 2147483647 (0 if not given)
-  --text TEXT              its text (empty if not given). For a command that returns an identity of
-                           the modem, blanks are sent as long as the longest one
-  --text-file PATH         its text from a file, or from standard input for -: a password then
-                           stays out of histories and lists of processes
+The request; a value that is not given is false, 0, an empty text:
+  --bool true|false
+  --int N                  -2147483648 to 2147483647
+  --text TEXT              for a command that returns an identity of the modem, blanks are sent
+                           as long as the longest one
+  --text-file PATH         the text of a file, or of standard input for -: a password then stays
+                           out of histories and lists of processes
 
 Options:
   --json                   one JSON object per answer: command, flag, number, text; per line of
                            --check, --grant, --revoke: item, status, found, advice
-  --quiet                  no answers shown, only the last line: how many there were, and the
-                           median, 99th percentile and longest of the requests' times
-  --repeat N               send the request N times; a last line counts and times them
+  --quiet                  no answers shown, only the last line of --repeat
+  --repeat N               send the request N times; a last line has how many were answered, and
+                           the median, 99th percentile and longest of their times
   --parallel N             from N threads at once, each with its own connection
   --without LIST           with --check, --report, --grant: what the model does not have, of
                            modem,device,usb
@@ -176,28 +174,24 @@ int wmain(int argc, wchar_t* argv[]) {
         PrintErrorLine(L"tesselctl: " + error + L"\nTry: tesselctl --help");
         return kUsage;
     }
-    switch (options->action) {
-        case Options::Action::kList:
-            PrintList();
-            return kAnswered;
-        case Options::Action::kHelp:
-            PrintLine(kHelpText);
-            return kAnswered;
-        case Options::Action::kVersion:
-            PrintLine(L"tesselctl " TESSEL_VERSION);
-            return kAnswered;
-        case Options::Action::kCheck: {
-            const CheckResult result = Check(options->json, options->without);
-            return !result.reached ? kUnreachable : result.faults == 0 ? 0 : 1;
-        }
-        case Options::Action::kGrant:
-            return Grant(options->json, !options->without.usb) == 0 ? 0 : 1;
-        case Options::Action::kRevoke:
-            return Revoke(options->json) == 0 ? 0 : 1;
-        case Options::Action::kReport:
-            return Report(options->report, options->without) ? 0 : 1;
-        case Options::Action::kRequest:
-            return Request(*options);
+    const std::wstring& action = options->action;
+    if (action == L"--list") {
+        PrintList();
+    } else if (action == L"--help" || action == L"-h") {
+        PrintLine(kHelpText);
+    } else if (action == L"--version") {
+        PrintLine(L"tesselctl " TESSEL_VERSION);
+    } else if (action == L"--check") {
+        const CheckResult result = Check(options->json, options->without);
+        return !result.reached ? kUnreachable : result.faults == 0 ? 0 : 1;
+    } else if (action == L"--grant") {
+        return Grant(options->json, !options->without.usb) == 0 ? 0 : 1;
+    } else if (action == L"--revoke") {
+        return Revoke(options->json) == 0 ? 0 : 1;
+    } else if (action == L"--report") {
+        return Report(options->report, options->without) ? 0 : 1;
+    } else {
+        return Request(*options);
     }
-    return kUsage;
+    return 0;
 }

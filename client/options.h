@@ -15,8 +15,9 @@ struct Without {
 
 // What one run is asked to do.
 struct Options {
-    enum class Action { kRequest, kList, kHelp, kVersion, kCheck, kGrant, kRevoke, kReport };
-    Action action = Action::kRequest;
+    static constexpr wchar_t kRequest[] = L"a command";
+    // The option that is an action, "--check", or kRequest.
+    std::wstring action = kRequest;
     // The request; the service gets false, 0 and an empty text for a value that is not given.
     std::optional<std::wstring> command;
     std::optional<bool> flag;

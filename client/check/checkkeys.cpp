@@ -1,7 +1,5 @@
 #include "client/check/checkkeys.h"
 
-#include <cwchar>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,32 +13,18 @@ using enum Status;
 
 namespace {
 
-// The SIDs that the service's process may have.
-struct Tokens {
-    Sid own = ServiceSid(kServiceName).value_or(Sid{});
-    std::vector<Sid> account = LocalServiceSids();
-    std::vector<Sid> account_and_service = account;
-
-    // Whether the process has its own.
-    std::optional<bool> has_own_sid;
-
-    explicit Tokens(std::optional<bool> has_it) : has_own_sid(has_it) {
-        account_and_service.push_back(own);
-    }
-};
-
-KeyFinding AccessFinding(HKEY key, const Tokens& tokens) {
+KeyFinding AccessFinding(HKEY key, std::optional<bool> has_own_sid) {
     ObjectSecurity security;
     if (const DWORD error = ReadKeySecurity(key, security); error != ERROR_SUCCESS) {
         return {kNotHere, L"its access list cannot be read: " + ErrorText(error),
                 kCheckAgainAdvice};
     }
-    const auto missing = [&](const std::vector<Sid>& token) {
-        return MissingKeyRights(security.acl, token, KEY_ALL_ACCESS);
-    };
-    const ACCESS_MASK service_lacks = missing(tokens.account_and_service);
-    KeyFinding finding = RightsFinding(missing(tokens.account), service_lacks, tokens.has_own_sid);
-    if (service_lacks != 0 && HasFullControl(*security.acl, tokens.own)) {
+    std::vector<std::wstring> token = LocalServiceSids();
+    const ACCESS_MASK account_lacks = MissingKeyRights(security.acl, token);
+    token.push_back(ServiceSid(kServiceName));
+    const ACCESS_MASK service_lacks = MissingKeyRights(security.acl, token);
+    KeyFinding finding = RightsFinding(account_lacks, service_lacks, has_own_sid);
+    if (service_lacks != 0 && HasFullControl(*security.acl, token.back())) {
         finding.advice = L"its access list gives all access and denies it: remove the denial";
     }
     return finding;
@@ -59,7 +43,7 @@ std::wstring WrongValue(HKEY key, const ServiceKey& expected) {
 }
 
 // A missing key is well if the service may make it below the nearest key that is there.
-KeyFinding FindingOf(const ServiceKey& expected, const Tokens& tokens) {
+KeyFinding FindingOf(const ServiceKey& expected, std::optional<bool> has_own_sid) {
     std::wstring path = expected.path;
     RegistryKey key;
     LSTATUS error = ERROR_SUCCESS;
@@ -73,7 +57,7 @@ KeyFinding FindingOf(const ServiceKey& expected, const Tokens& tokens) {
     }
     KeyFinding finding =
         error == ERROR_SUCCESS
-            ? AccessFinding(key.get(), tokens)
+            ? AccessFinding(key.get(), has_own_sid)
             : KeyFinding{kNotHere, L"unreadable: " + ErrorText(static_cast<DWORD>(error)),
                          kCheckAgainAdvice};
     finding.found.insert(0, there ? L"there; " : L"not there; " + path + L" is ");
@@ -101,16 +85,12 @@ KeyFinding RightsFinding(ACCESS_MASK account_lacks,
         return {kOk, L"open to the service"};
     }
     if (service_lacks != 0) {
-        wchar_t rights[9] = {};
-        std::swprintf(rights, std::size(rights), L"%06lx", service_lacks);
-        return {kFault, L"closed to the service (lacks 0x" + std::wstring(rights) + L")",
-                kGrantAdvice};
+        return {kFault, L"closed to the service", kGrantAdvice};
     }
     return {has_own_sid ? kFault : kNotHere, L"open to the service's own SID"};
 }
 
 void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_usb) {
-    const Tokens tokens(has_own_sid);
     int keys = 0;
     int open = 0;
     Status status = kOk;
@@ -119,7 +99,7 @@ void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_us
             continue;
         }
         ++keys;
-        const KeyFinding finding = FindingOf(key, tokens);
+        const KeyFinding finding = FindingOf(key, has_own_sid);
         if (!finding.advice.empty()) {
             findings.Add(finding.status, L"key " + key.path, finding.found, finding.advice);
             continue;

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "bledevice/controldevice.h"
-#include "client/requests/answers.h"
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
 #include "rpc/endpoint.h"

@@ -2,8 +2,8 @@
 
 #include <winsvc.h>
 
-#include <algorithm>
 #include <cwchar>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,16 +17,13 @@ using enum Status;
 
 namespace {
 
-// The program out of a registered command line. One without quotes is all path.
+// The program out of a registered command line, which has no arguments.
 std::wstring ProgramPath(const wchar_t* command_line) {
-    std::wstring path(ExpandEnvironmentStringsW(command_line, nullptr, 0), L'\0');
-    ExpandEnvironmentStringsW(command_line, path.data(), static_cast<DWORD>(path.size()));
-    path.resize(std::wcslen(path.c_str()));
-    if (path.starts_with(L'"')) {
-        path.erase(0, 1);
-        path.resize(std::min(path.find(L'"'), path.size()));
-    }
-    return path;
+    wchar_t path[1024] = {};
+    ExpandEnvironmentStringsW(command_line, path, static_cast<DWORD>(std::size(path)));
+    std::wstring program = path;
+    std::erase(program, L'"');
+    return program;
 }
 
 // What the checks of one service know.
@@ -67,11 +64,12 @@ void CheckFiles(Findings& findings, const std::wstring& program) {
          std::set{program, FolderOf(program), OwnPath(), FolderOf(OwnPath())}) {
         ObjectSecurity security;
         known = ReadFileSecurity(path, security) == ERROR_SUCCESS && known;
-        for (const Sid& sid : known ? OtherWriters(security) : std::vector<Sid>()) {
-            if (SidText(sid.Get()) == kWineUser) {
+        for (const std::wstring& sid :
+             known ? OtherWriters(security) : std::vector<std::wstring>()) {
+            if (sid == kWineUser) {
                 known = false;
             } else {
-                others += (others.empty() ? L"" : L", ") + path + L" by " + AccountName(sid.Get());
+                others += (others.empty() ? L"" : L", ") + path + L" by " + AccountName(sid);
             }
         }
     }
@@ -150,7 +148,7 @@ std::optional<FILETIME> LastChange() {
 
 std::optional<bool> CheckSid(const Look& look) {
     constexpr wchar_t kItem[] = L"service.sid";
-    const std::wstring name = SidText(ServiceSid(kServiceName).value_or(Sid{}).Get());
+    const std::wstring name = ServiceSid(kServiceName);
     const auto answer = QueryConfig(look.service.get(), SERVICE_CONFIG_SERVICE_SID_INFO);
     if (answer.empty()) {
         look.findings.AddNotHere(kItem, GetLastError(), name);

@@ -1,7 +1,16 @@
 #include "client/requests/connection.h"
 
+#include <atomic>
+
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
+
+namespace {
+
+AnswerHandler g_handler = nullptr;
+std::atomic<long> g_count = 0;
+
+}  // namespace
 
 void Connection::Open() {
     const RPC_STATUS status = RpcBindingFromStringBindingW(RpcText(kStringBinding), &binding);
@@ -45,5 +54,20 @@ FailureWords DescribeFailure(DWORD status) {
         default:
             return {L"the connection to the service failed",
                     L"restart the service; if it does not stop, end its process"};
+    }
+}
+
+void HandleAnswers(AnswerHandler handler) {
+    g_handler = handler;
+}
+
+long AnswerCount() {
+    return g_count;
+}
+
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
+    ++g_count;
+    if (g_handler != nullptr) {
+        g_handler(command, flag != 0, number, text);
     }
 }

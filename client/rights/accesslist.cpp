@@ -1,141 +1,133 @@
 #include "client/rights/accesslist.h"
 
 #include <aclapi.h>
+#include <sddl.h>
 
 #include <algorithm>
-#include <iterator>
+#include <set>
+
+#include "client/rights/servicesid.h"
 
 namespace {
 
-using Entries = std::vector<const ACCESS_ALLOWED_ACE*>;
+// An entry that allows or denies.
+struct Entry {
+    BYTE type;
+    BYTE flags;
+    ACCESS_MASK mask;
+    std::wstring sid;
 
-// The entries of a list. Those that allow or deny have mask and SID in the same places.
-Entries EntriesOf(const ACL& acl) {
-    Entries entries(acl.AceCount);
+    // Whether it counts for the object itself.
+    [[nodiscard]] bool CountsNow() const { return (flags & INHERIT_ONLY_ACE) == 0; }
+    [[nodiscard]] bool GivesFullControl(const std::wstring& to) const {
+        return type == ACCESS_ALLOWED_ACE_TYPE && CountsNow() && mask == KEY_ALL_ACCESS &&
+               sid == to;
+    }
+};
+
+// The entries of a list, their generic rights mapped. All types that allow or deny have mask and
+// SID in the same places; of other types only `type` means something.
+std::vector<Entry> EntriesOf(const ACL& acl, GENERIC_MAPPING rights) {
+    std::vector<Entry> entries;
     for (DWORD i = 0; i < acl.AceCount; ++i) {
-        void* entry = nullptr;
-        GetAce(const_cast<ACL*>(&acl), i, &entry);
-        entries[i] = static_cast<const ACCESS_ALLOWED_ACE*>(entry);
+        void* place = nullptr;
+        GetAce(const_cast<ACL*>(&acl), i, &place);
+        auto* ace = static_cast<ACCESS_ALLOWED_ACE*>(place);
+        ACCESS_MASK mask = ace->Mask;
+        MapGenericMask(&mask, &rights);
+        entries.push_back(
+            {ace->Header.AceType, ace->Header.AceFlags, mask, SidText(&ace->SidStart)});
     }
     return entries;
-}
-
-PSID SidOf(const ACCESS_ALLOWED_ACE& entry) {
-    return const_cast<DWORD*>(&entry.SidStart);
-}
-
-ACCESS_MASK MaskOf(const ACCESS_ALLOWED_ACE& entry, GENERIC_MAPPING mapping) {
-    ACCESS_MASK mask = entry.Mask;
-    MapGenericMask(&mask, &mapping);
-    return mask;
 }
 
 constexpr GENERIC_MAPPING kKeyRights = {KEY_READ, KEY_WRITE, KEY_EXECUTE, KEY_ALL_ACCESS};
 constexpr GENERIC_MAPPING kFileRights = {FILE_GENERIC_READ, FILE_GENERIC_WRITE,
                                          FILE_GENERIC_EXECUTE, FILE_ALL_ACCESS};
-
-bool Contains(std::span<const Sid> sids, PSID sid) {
-    return std::ranges::any_of(sids,
-                               [=](const Sid& held) { return EqualSid(held.Get(), sid) != FALSE; });
-}
-
-// Whether the entry allows or denies something on the key itself.
-bool CountsNow(const ACCESS_ALLOWED_ACE& entry) {
-    constexpr BYTE kTypes[] = {ACCESS_ALLOWED_ACE_TYPE, ACCESS_DENIED_ACE_TYPE,
-                               ACCESS_DENIED_CALLBACK_ACE_TYPE};
-    return (entry.Header.AceFlags & INHERIT_ONLY_ACE) == 0 &&
-           std::ranges::find(kTypes, entry.Header.AceType) != std::end(kTypes);
-}
-
-bool GivesFullControl(const ACCESS_ALLOWED_ACE& entry, const Sid& sid) {
-    return entry.Header.AceType == ACCESS_ALLOWED_ACE_TYPE && CountsNow(entry) &&
-           MaskOf(entry, kKeyRights) == KEY_ALL_ACCESS && EqualSid(SidOf(entry), sid.Get());
-}
-
 constexpr SECURITY_INFORMATION kParts = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
 
 }  // namespace
 
 DWORD ReadKeySecurity(HKEY key, ObjectSecurity& security) {
-    return GetSecurityInfo(key, SE_REGISTRY_KEY, kParts, &security.owner, nullptr, &security.acl,
-                           nullptr, security.descriptor.put());
+    PSID owner = nullptr;
+    const DWORD error = GetSecurityInfo(key, SE_REGISTRY_KEY, kParts, &owner, nullptr,
+                                        &security.acl, nullptr, security.descriptor.put());
+    security.owner = error == ERROR_SUCCESS ? SidText(owner) : L"";
+    return error;
 }
 
 DWORD ReadFileSecurity(const std::wstring& path, ObjectSecurity& security) {
-    return GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, kParts, &security.owner, nullptr,
-                                 &security.acl, nullptr, security.descriptor.put());
+    PSID owner = nullptr;
+    const DWORD error = GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, kParts, &owner, nullptr,
+                                              &security.acl, nullptr, security.descriptor.put());
+    security.owner = error == ERROR_SUCCESS ? SidText(owner) : L"";
+    return error;
 }
 
-ACCESS_MASK MissingKeyRights(const ACL* acl, std::span<const Sid> token, ACCESS_MASK wanted) {
-    ACCESS_MASK missing = acl == nullptr ? 0 : wanted;
+ACCESS_MASK MissingKeyRights(const ACL* acl, std::span<const std::wstring> token) {
+    ACCESS_MASK missing = KEY_ALL_ACCESS;
     ACCESS_MASK denied = 0;
-    for (const ACCESS_ALLOWED_ACE* entry : missing == 0 ? Entries() : EntriesOf(*acl)) {
-        if (!CountsNow(*entry) || !Contains(token, SidOf(*entry))) {
+    for (const Entry& entry : acl == nullptr ? std::vector<Entry>() : EntriesOf(*acl, kKeyRights)) {
+        if (!entry.CountsNow() || std::ranges::find(token, entry.sid) == token.end()) {
             continue;
         }
-        if (entry->Header.AceType == ACCESS_ALLOWED_ACE_TYPE) {
-            missing &= ~(MaskOf(*entry, kKeyRights) & ~denied);
-        } else {
-            denied |= MaskOf(*entry, kKeyRights) & missing;
+        if (entry.type == ACCESS_ALLOWED_ACE_TYPE) {
+            missing &= ~(entry.mask & ~denied);
+        } else if (entry.type == ACCESS_DENIED_ACE_TYPE ||
+                   entry.type == ACCESS_DENIED_CALLBACK_ACE_TYPE) {
+            denied |= entry.mask & missing;
         }
     }
-    return missing;
+    return acl == nullptr ? 0 : missing;
 }
 
-std::vector<Sid> OtherWriters(const ObjectSecurity& security) {
+std::vector<std::wstring> OtherWriters(const ObjectSecurity& security) {
     constexpr ACCESS_MASK kWrite =
         FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | DELETE | WRITE_DAC | WRITE_OWNER;
-    const Sid trusted[] = {
-        MakeSid(L"S-1-5-18"),      // SYSTEM
-        MakeSid(L"S-1-5-32-544"),  // Administrators
-        ServiceSid(L"TrustedInstaller").value_or(Sid{}),
-        MakeSid(L"S-1-3-0"),  // CREATOR OWNER
-        MakeSid(L"S-1-3-4"),  // OWNER RIGHTS
-    };
-    std::vector<Sid> others;
-    const auto add = [&](PSID sid) {
-        if (!Contains(trusted, sid) && !Contains(others, sid)) {
-            CopySid(SECURITY_MAX_SID_SIZE, others.emplace_back().Get(), sid);
-        }
-    };
-    if (security.owner != nullptr) {
-        add(security.owner);
-    }
+    std::set<std::wstring> writers = {security.owner};
     if (security.acl == nullptr) {
-        add(MakeSid(L"S-1-1-0").Get());
-        return others;
+        return {L"S-1-1-0"};
     }
-    for (const ACCESS_ALLOWED_ACE* entry : EntriesOf(*security.acl)) {
-        const BYTE type = entry->Header.AceType;
-        if ((type == ACCESS_ALLOWED_ACE_TYPE || type == ACCESS_ALLOWED_CALLBACK_ACE_TYPE) &&
-            (MaskOf(*entry, kFileRights) & kWrite) != 0) {
-            add(SidOf(*entry));
+    for (const Entry& entry : EntriesOf(*security.acl, kFileRights)) {
+        if ((entry.type == ACCESS_ALLOWED_ACE_TYPE ||
+             entry.type == ACCESS_ALLOWED_CALLBACK_ACE_TYPE) &&
+            (entry.mask & kWrite) != 0) {
+            writers.insert(entry.sid);
         }
     }
-    return others;
+    // SYSTEM, administrators, TrustedInstaller, CREATOR OWNER and OWNER RIGHTS.
+    for (const std::wstring& trusted :
+         {std::wstring(L"S-1-5-18"), std::wstring(L"S-1-5-32-544"), ServiceSid(L"TrustedInstaller"),
+          std::wstring(L"S-1-3-0"), std::wstring(L"S-1-3-4")}) {
+        writers.erase(trusted);
+    }
+    return {writers.begin(), writers.end()};
 }
 
-bool HasFullControl(const ACL& acl, const Sid& sid) {
-    return std::ranges::any_of(EntriesOf(acl), [&](const ACCESS_ALLOWED_ACE* entry) {
-        return GivesFullControl(*entry, sid) &&
-               (entry->Header.AceFlags & CONTAINER_INHERIT_ACE) != 0;
+bool HasFullControl(const ACL& acl, const std::wstring& sid) {
+    return std::ranges::any_of(EntriesOf(acl, kKeyRights), [&](const Entry& entry) {
+        return entry.GivesFullControl(sid) && (entry.flags & CONTAINER_INHERIT_ACE) != 0;
     });
 }
 
-DWORD AddFullControl(ACL& acl, const Sid& sid, LocalAcl& changed) {
+DWORD AddFullControl(ACL& acl, const std::wstring& sid, LocalAcl& changed) {
+    LocalMemory parsed;
+    if (!ConvertStringSidToSidW(sid.c_str(), parsed.put())) {
+        return GetLastError();
+    }
     EXPLICIT_ACCESS_W entry = {KEY_ALL_ACCESS, GRANT_ACCESS, CONTAINER_INHERIT_ACE, {}};
-    BuildTrusteeWithSidW(&entry.Trustee, sid.Get());
+    BuildTrusteeWithSidW(&entry.Trustee, parsed.get());
     return SetEntriesInAclW(1, &entry, &acl, changed.put());
 }
 
-bool RemoveFullControl(ACL& acl, const Sid& sid) {
-    const WORD before = acl.AceCount;
-    for (DWORD i = before; i-- > 0;) {
-        if (GivesFullControl(*EntriesOf(acl)[i], sid)) {
-            DeleteAce(&acl, i);
+bool RemoveFullControl(ACL& acl, const std::wstring& sid) {
+    const std::vector<Entry> entries = EntriesOf(acl, kKeyRights);
+    for (std::size_t i = entries.size(); i-- > 0;) {
+        if (entries[i].GivesFullControl(sid)) {
+            DeleteAce(&acl, static_cast<DWORD>(i));
         }
     }
-    return acl.AceCount != before;
+    return acl.AceCount != entries.size();
 }
 
 DWORD WriteKeyAcl(HKEY key, const ObjectSecurity& security, ACL* acl) {

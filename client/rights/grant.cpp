@@ -3,9 +3,8 @@
 #include <windows.h>
 #include <winsvc.h>
 
-#include <algorithm>
+#include <cstring>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,21 +67,15 @@ void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
     }
 }
 
-bool AreOurs(const SERVICE_FAILURE_ACTIONSW& actions) {
-    return std::equal(actions.lpsaActions, actions.lpsaActions + actions.cActions,
-                      std::begin(kRestarts), std::end(kRestarts),
-                      [](const SC_ACTION& a, const SC_ACTION& b) {
-                          return a.Type == b.Type && a.Delay == b.Delay;
-                      });
-}
-
 void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
     constexpr wchar_t kItem[] = L"service.recovery";
     const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS);
     const auto* current = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(answer.data());
     const bool is_set = !answer.empty() && current->cActions > 0;
     const wchar_t* state = grant ? L"restart after a crash: in 5 s, 5 s, 60 s" : L"none";
-    if (is_set && !AreOurs(*current)) {
+    const bool ours = is_set && current->cActions == std::size(kRestarts) &&
+                      std::memcmp(current->lpsaActions, kRestarts, sizeof(kRestarts)) == 0;
+    if (is_set && !ours) {
         findings.Add(kUnchanged, kItem, L"set by somebody else");
     } else if (!answer.empty() && is_set == grant) {
         findings.Add(kUnchanged, kItem, state);
@@ -112,7 +105,7 @@ void ChangeService(Findings& findings, bool grant) {
     ChangeRecovery(findings, service.get(), grant);
 }
 
-void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, bool grant) {
+void ChangeKey(Findings& findings, const ServiceKey& wanted, const std::wstring& sid, bool grant) {
     constexpr REGSAM kAccess = READ_CONTROL | WRITE_DAC;
     RegistryKey key;
     DWORD disposition = REG_OPENED_EXISTING_KEY;
@@ -157,14 +150,10 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const Sid& sid, boo
 int Apply(bool json, bool with_usb, bool grant) {
     Findings findings(json);
     ChangeService(findings, grant);
-    const std::optional<Sid> sid = ServiceSid(kServiceName);
-    if (!sid) {
-        findings.Add(kFailed, L"keys", L"the service's SID cannot be made");
-        return findings.Count(kFailed);
-    }
+    const std::wstring sid = ServiceSid(kServiceName);
     for (const ServiceKey& key : ServiceKeys()) {
         if (with_usb || !key.usb) {
-            ChangeKey(findings, key, *sid, grant);
+            ChangeKey(findings, key, sid, grant);
         }
     }
     return findings.Count(kFailed);

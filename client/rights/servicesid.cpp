@@ -14,45 +14,36 @@ const BCRYPT_ALG_HANDLE kSha1 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x31);
 
 }  // namespace
 
-Sid MakeSid(const std::wstring& text) {
-    Sid sid;
-    LocalMemory parsed;
-    if (ConvertStringSidToSidW(text.c_str(), parsed.put())) {
-        CopySid(sizeof(sid.bytes), sid.Get(), parsed.get());
-    }
-    return sid;
-}
-
-std::optional<Sid> ServiceSid(std::wstring_view name) {
+std::wstring ServiceSid(std::wstring_view name) {
     std::wstring upper(name.size(), L'\0');
     const int units = static_cast<int>(name.size());
     if (LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, name.data(), units, upper.data(),
                       units, nullptr, nullptr, 0) != units) {
-        return std::nullopt;
+        return {};
     }
-    std::array<DWORD, 5> hash = {};
+    DWORD hash[5] = {};
     if (BCryptHash(kSha1, nullptr, 0, reinterpret_cast<BYTE*>(upper.data()),
                    static_cast<ULONG>(upper.size() * sizeof(wchar_t)),
-                   reinterpret_cast<BYTE*>(hash.data()), sizeof(hash)) != 0) {
-        return std::nullopt;
+                   reinterpret_cast<BYTE*>(hash), sizeof(hash)) != 0) {
+        return {};
     }
     std::wstring text = L"S-1-5-80";
     for (const DWORD part : hash) {
         text += L"-" + std::to_wstring(part);
     }
-    return MakeSid(text);
+    return text;
 }
 
-std::vector<Sid> LocalServiceSids() {
+std::vector<std::wstring> LocalServiceSids() {
     return {
-        MakeSid(L"S-1-5-19"),      // LocalService
-        MakeSid(L"S-1-1-0"),       // Everyone
-        MakeSid(L"S-1-5-32-545"),  // Users
-        MakeSid(L"S-1-5-6"),       // SERVICE
-        MakeSid(L"S-1-2-0"),       // LOCAL
-        MakeSid(L"S-1-2-1"),       // CONSOLE LOGON
-        MakeSid(L"S-1-5-11"),      // Authenticated Users
-        MakeSid(L"S-1-5-15"),      // This Organization
+        L"S-1-5-19",      // LocalService
+        L"S-1-1-0",       // Everyone
+        L"S-1-5-32-545",  // Users
+        L"S-1-5-6",       // SERVICE
+        L"S-1-2-0",       // LOCAL
+        L"S-1-2-1",       // CONSOLE LOGON
+        L"S-1-5-11",      // Authenticated Users
+        L"S-1-5-15",      // This Organization
     };
 }
 
@@ -61,14 +52,16 @@ std::wstring SidText(PSID sid) {
     return ConvertSidToStringSidW(sid, text.put()) ? text.get() : L"";
 }
 
-std::wstring AccountName(PSID sid) {
+std::wstring AccountName(const std::wstring& sid) {
+    LocalMemory parsed;
     wchar_t name[256] = {};
     wchar_t domain[256] = {};
     DWORD name_units = std::size(name);
     DWORD domain_units = std::size(domain);
     SID_NAME_USE use = SidTypeUnknown;
-    if (!LookupAccountSidW(nullptr, sid, name, &name_units, domain, &domain_units, &use)) {
-        return SidText(sid);
+    if (!ConvertStringSidToSidW(sid.c_str(), parsed.put()) ||
+        !LookupAccountSidW(nullptr, parsed.get(), name, &name_units, domain, &domain_units, &use)) {
+        return sid;
     }
     return domain[0] == L'\0' ? name : domain + std::wstring(L"\\") + name;
 }

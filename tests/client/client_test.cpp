@@ -60,7 +60,7 @@ TEST(OptionsTest, RightUsageIsKept) {
     const auto plain = Parse({L""});
     EXPECT_TRUE(plain && !plain->text) << "the empty command is a command";
     const auto check = Parse({L"--json", L"--check", L"--without", L"usb,modem"});
-    ASSERT_TRUE(check && check->action == Options::Action::kCheck);
+    ASSERT_TRUE(check && check->action == L"--check");
     EXPECT_TRUE(check->without.usb && check->without.modem && !check->without.device);
     const auto report = Parse({L"--report", L"--check"});
     EXPECT_TRUE(report && report->report == L"--check");

@@ -32,31 +32,32 @@ std::string Utf8(const std::wstring& ascii) {
     return {ascii.begin(), ascii.end()};
 }
 
-Sid OwnSid() {
-    return ServiceSid(kServiceName).value();
+std::wstring OwnSid() {
+    return ServiceSid(kServiceName);
 }
 
 // The security that a text describes; `OWN` in it is the service's SID.
 ObjectSecurity Parse(std::wstring text) {
     if (const std::size_t place = text.find(L"OWN"); place != std::wstring::npos) {
-        text.replace(place, 3, SidText(OwnSid().Get()));
+        text.replace(place, 3, OwnSid());
     }
     ObjectSecurity security;
     BOOL present = FALSE;
     BOOL defaulted = FALSE;
     EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
         text.c_str(), SDDL_REVISION_1, security.descriptor.put(), nullptr));
-    GetSecurityDescriptorOwner(security.descriptor.get(), &security.owner, &defaulted);
+    PSID owner = nullptr;
+    GetSecurityDescriptorOwner(security.descriptor.get(), &owner, &defaulted);
+    security.owner = SidText(owner);
     GetSecurityDescriptorDacl(security.descriptor.get(), &present, &security.acl, &defaulted);
     EXPECT_TRUE(present);
     return security;
 }
 
 TEST(ServiceSidTest, IsThePublishedHashOfTheName) {
-    EXPECT_EQ(SidText(ServiceSid(L"TrustedInstaller").value().Get()),
+    EXPECT_EQ(ServiceSid(L"TrustedInstaller"),
               L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464");
-    EXPECT_EQ(SidText(OwnSid().Get()),
-              L"S-1-5-80-3564728073-2198564802-4168497071-206961346-807553170");
+    EXPECT_EQ(OwnSid(), L"S-1-5-80-3564728073-2198564802-4168497071-206961346-807553170");
 }
 
 TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
@@ -71,26 +72,26 @@ TEST(MissingKeyRightsTest, CountsTheEntriesOfTheTokenInTheirOrder) {
         {L"D:(A;;0x2;;;OWN)(D;;KA;;;WD)(A;;KA;;;LS)", kAll, kAll & ~KEY_SET_VALUE},
         {L"D:(A;CIIO;KA;;;LS)(A;;KR;;;WD)", kAll & ~KEY_READ, kAll & ~KEY_READ},
     };
-    const std::vector<Sid> account = LocalServiceSids();
-    std::vector<Sid> service = account;
+    const std::vector<std::wstring> account = LocalServiceSids();
+    std::vector<std::wstring> service = account;
     service.push_back(OwnSid());
     for (const auto& [list, account_lacks, service_lacks] : cases) {
         SCOPED_TRACE(testing::PrintToString(list));
         const ObjectSecurity key = Parse(list);
-        EXPECT_EQ(MissingKeyRights(key.acl, account, kAll), account_lacks);
-        EXPECT_EQ(MissingKeyRights(key.acl, service, kAll), service_lacks);
+        EXPECT_EQ(MissingKeyRights(key.acl, account), account_lacks);
+        EXPECT_EQ(MissingKeyRights(key.acl, service), service_lacks);
     }
-    EXPECT_EQ(MissingKeyRights(nullptr, account, kAll), 0U) << "no list";
+    EXPECT_EQ(MissingKeyRights(nullptr, account), 0U) << "no list";
 }
 
 TEST(FullControlTest, IsAddedAndRemovedAndTheOtherEntriesStay) {
     const ObjectSecurity key = Parse(L"D:(D;;KW;;;BG)(A;CI;KA;;;BA)(A;CIID;KR;;;BU)");
-    const std::vector<Sid> own = {OwnSid()};
+    const std::vector<std::wstring> own = {OwnSid()};
     EXPECT_FALSE(HasFullControl(*key.acl, own[0]));
     LocalAcl changed;
     ASSERT_EQ(AddFullControl(*key.acl, own[0], changed), 0U);
     EXPECT_TRUE(HasFullControl(*changed.get(), own[0]));
-    EXPECT_EQ(MissingKeyRights(changed.get(), own, kAll), 0U);
+    EXPECT_EQ(MissingKeyRights(changed.get(), own), 0U);
     EXPECT_EQ(changed.get()->AceCount, 4);
     EXPECT_TRUE(RemoveFullControl(*changed.get(), own[0]));
     EXPECT_EQ(std::memcmp(changed.get() + 1, key.acl + 1, key.acl->AclSize - sizeof(ACL)), 0);
@@ -105,12 +106,12 @@ TEST(OtherWritersTest, AreAllButTheSystemAndAdministrators) {
          L""},
         {L"O:BAD:(A;OICIIO;GXGWGR;;;AU)(A;;0x1200a9;;;BU)", L"S-1-5-11 "},
         {L"O:BUD:(A;;FA;;;SY)", L"S-1-5-32-545 "},
-        {L"O:SYD:(A;;DC;;;BU)(A;;WD;;;WD)(D;;FA;;;BU)", L"S-1-5-32-545 S-1-1-0 "},
+        {L"O:SYD:(A;;DC;;;BU)(A;;WD;;;WD)(D;;FA;;;BU)", L"S-1-1-0 S-1-5-32-545 "},
     };
     for (const auto& [list, writers] : cases) {
         std::wstring found;
-        for (const Sid& sid : OtherWriters(Parse(list))) {
-            found += SidText(sid.Get()) + L" ";
+        for (const std::wstring& sid : OtherWriters(Parse(list))) {
+            found += sid + L" ";
         }
         EXPECT_EQ(found, writers) << testing::PrintToString(list);
     }
@@ -145,7 +146,7 @@ TEST(KeySecurityTest, AProtectedListStaysProtected) {
     ReadKeySecurity(key.get(), security);
     EXPECT_EQ(WriteKeyAcl(key.get(), security, Parse(L"D:(A;;KR;;;WD)").acl), 0U);
     ReadKeySecurity(key.get(), security);
-    EXPECT_EQ(MissingKeyRights(security.acl, LocalServiceSids(), kAll), kAll & ~KEY_READ);
+    EXPECT_EQ(MissingKeyRights(security.acl, LocalServiceSids()), kAll & ~KEY_READ);
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
     GetSecurityDescriptorControl(security.descriptor.get(), &control, &revision);
