@@ -10,7 +10,7 @@
 
 namespace {
 
-// By Status; in capitals for people.
+// By Status. Text lines show them in capital letters.
 constexpr const wchar_t* kStatusNames[] = {L"ok",        L"warning", L"fault",   L"done",
                                            L"unchanged", L"failed",  L"not here"};
 

@@ -28,43 +28,43 @@ Usage:
   tesselctl --list | --help | --version
   tesselctl --check        check everything the service needs; changes nothing
   As an administrator:
-  tesselctl --report FILE  write a text file for whoever helps: the check, the programs, the
+  tesselctl --report FILE  write a text file for the developers: the check, the programs, the
                            registration, the process, events and crash dumps
   tesselctl --grant        give the service its own SID, full control of its registry keys for
-                           that SID alone, and restart after a crash
-  tesselctl --revoke       take just that away again
+                           that SID alone, and a restart after a crash
+  tesselctl --revoke       remove what --grant gave
 
-The request; a value that is not given is false, 0, an empty text:
+The request (default: false, 0, an empty text):
   --bool true|false
   --int N                  -2147483648 to 2147483647
-  --text TEXT              for a command that returns an identity of the modem, blanks are sent
-                           as long as the longest one
-  --text-file PATH         the text of a file, or of standard input for -: a password then stays
-                           out of histories and lists of processes
+  --text TEXT              a command that returns an identity of the modem gets 64 blanks if
+                           there is no text
+  --text-file PATH         the text of a file, or of standard input for -; keeps a password out
+                           of command histories and process lists
 
 Options:
-  --json                   one JSON object per answer: command, flag, number, text; per line of
-                           --check, --grant, --revoke: item, status, found, advice
-  --quiet                  no answers shown, only the last line of --repeat
-  --repeat N               send the request N times; a last line has how many were answered, and
-                           the median, 99th percentile and longest of their times
-  --parallel N             from N threads at once, each with its own connection
-  --without LIST           with --check, --report, --grant: what the model does not have, of
-                           modem,device,usb
+  --json                   one JSON object per answer: command, flag, number, text; with --check,
+                           --grant, --revoke one per line: item, status, found, advice
+  --quiet                  show no answers, only the last line of --repeat
+  --repeat N               send the request N times; the last line shows the number of answers,
+                           and the median, 99th percentile and longest of the times
+  --parallel N             send from N threads at once, each with its own connection
+  --without LIST           with --check, --report, --grant: parts that the notebook does not
+                           have: modem,device,usb
 
 Exit codes:
   0  answered              1  no answer (the command is unknown or is never answered)
   2  wrong usage           3  the service cannot be reached
-  --check: 0 without a fault, 1 with, 3 as above. --grant, --revoke: 1 when a change failed.
-  --report: 1 when the file cannot be written.
+  --check: 0 no fault, 1 a fault, 3 as above. --grant, --revoke: 1 if a change failed.
+  --report: 1 if the file cannot be written.
 
 Examples:
   tesselctl REGISTRYHELPER_SETSCREENMODE --int 5
   tesselctl COMMONHELPER_ISFILE_EXISTS --text C:\Windows
   tesselctl MBNHELPER_GETSIMICCID --json)";
 
-// The RPC runtime reports a failed call as a structured exception with an RPC or Win32 status. It
-// ends the program, from whichever thread; anything else is a crash and stays one.
+// The RPC runtime reports a failed call as a structured exception with an RPC or Win32 status. Such
+// an exception in any thread ends the program. All other exceptions crash it.
 LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
     const DWORD status = exception->ExceptionRecord->ExceptionCode;
     if (!IsRpcStatus(status)) {
@@ -86,7 +86,7 @@ void PrintList() {
     }
 }
 
-// How PrintAnswer shows an answer.
+// For PrintAnswer.
 AnswerFormat g_format = AnswerFormat::kPlain;
 std::wstring g_padding;
 
@@ -94,8 +94,8 @@ void PrintAnswer(const wchar_t* command, bool flag, long number, const wchar_t* 
     PrintLine(FormatAnswer(g_format, g_padding, command, flag, number, text));
 }
 
-// Sends the request `repeat` times on each of `parallel` threads, over a connection for each. Opens
-// all of them first. Adds the time of every request to `times`. False if a thread cannot be made.
+// Sends the request `repeat` times from each of `parallel` threads. Opens a connection for each
+// thread first. Adds all durations to `times`. Returns false if a thread cannot be created.
 bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTimes& times) {
     std::vector<Connection> connections(static_cast<std::size_t>(parallel));
     for (Connection& connection : connections) {
@@ -111,7 +111,8 @@ bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTime
             });
         }
     } catch (const std::system_error&) {
-        PrintErrorLine(L"tesselctl: no more threads than " + std::to_wstring(threads.size()));
+        PrintErrorLine(L"tesselctl: cannot create more threads than " +
+                       std::to_wstring(threads.size()));
     }
     for (std::thread& thread : threads) {
         thread.join();
@@ -182,14 +183,12 @@ int wmain(int argc, wchar_t* argv[]) {
     } else if (action == L"--version") {
         PrintLine(L"tesselctl " TESSEL_VERSION);
     } else if (action == L"--check") {
-        const CheckResult result = Check(options->json, options->without);
+        const CheckResult result = Check(*options);
         return !result.reached ? kUnreachable : result.faults == 0 ? 0 : 1;
-    } else if (action == L"--grant") {
-        return Grant(options->json, !options->without.usb) == 0 ? 0 : 1;
-    } else if (action == L"--revoke") {
-        return Revoke(options->json) == 0 ? 0 : 1;
+    } else if (action == L"--grant" || action == L"--revoke") {
+        return ChangeRights(*options) == 0 ? 0 : 1;
     } else if (action == L"--report") {
-        return Report(options->report, options->without) ? 0 : 1;
+        return Report(*options) ? 0 : 1;
     } else {
         return Request(*options);
     }

@@ -12,10 +12,10 @@
 
 namespace {
 
-// A whole decimal number between the bounds, and nothing else.
+// Returns nothing if `text` is not a whole decimal number from `minimum` to `maximum`.
 std::optional<long> ParseNumber(const wchar_t* text, long long minimum, long long maximum) {
     wchar_t* end = nullptr;
-    // A number beyond 64 bits comes back as one of the extremes, which are out of bounds too.
+    // For a number with more than 64 bits, wcstoll returns a value outside the range too.
     const long long value = std::wcstoll(text, &end, 10);
     const bool is_number = end != text && *end == L'\0' && value >= minimum && value <= maximum;
     return is_number ? std::optional(static_cast<long>(value)) : std::nullopt;
@@ -51,11 +51,11 @@ bool StoreWithout(std::wstring names, Without& without) {
 
 struct Option {
     std::wstring_view name;
-    // With what it goes: kRequest and actions. An action goes only with itself.
+    // The actions that accept this option. An option that is an action accepts only itself.
     std::wstring_view goes_with;
-    // What its value may be; null for an option without a value.
+    // Describes the permitted values. Null: the option has no value.
     const wchar_t* value = nullptr;
-    // Stores the value; false if it is wrong. Null if there is nothing to store.
+    // Stores the value. Returns false if it is wrong. Null: there is nothing to store.
     bool (*store)(const wchar_t* value, Options& options) = nullptr;
 };
 
@@ -91,9 +91,9 @@ constexpr Option kOptions[] = {
     {L"--grant", L"--grant"},
     {L"--revoke", L"--revoke"},
 };
-static_assert(kMaximumParallel == 1234, "The text of --parallel says so too.");
+static_assert(kMaximumParallel == 1234, "the text of --parallel names the same number");
 
-// What is wrong with a line whose options are right one by one; empty if nothing is.
+// Checks how the options fit together. Returns what is wrong, or an empty text.
 std::wstring Conflict(const Options& options, const std::vector<const Option*>& used) {
     for (const Option* option : used) {
         if (option->goes_with.find(options.action) == std::wstring_view::npos) {

@@ -6,36 +6,35 @@
 
 #include "rpc/endpoint.h"
 
-// What the model does not have, by --without.
+// The parts that the notebook does not have: --without.
 struct Without {
     bool modem = false;
     bool device = false;
     bool usb = false;
 };
 
-// What one run is asked to do.
 struct Options {
     static constexpr wchar_t kRequest[] = L"a command";
-    // The option that is an action, "--check", or kRequest.
+    // An option such as "--check", or kRequest.
     std::wstring action = kRequest;
-    // The request; the service gets false, 0 and an empty text for a value that is not given.
+    // The values of the request. A missing flag is false, a missing number 0, a missing text empty.
     std::optional<std::wstring> command;
     std::optional<bool> flag;
     std::optional<long> number;
     std::optional<std::wstring> text;
     bool json = false;
     bool quiet = false;
-    // Requests per thread, and threads, each with a context of its own; at least 1.
+    // Requests of each thread, and number of threads. Each thread has its own context.
     int repeat = 1;
     int parallel = 1;
     Without without;
-    // Where --report writes.
+    // The path of the file that --report writes.
     std::wstring report;
 };
 
-// The options of `argv` (which begins with the program's name), or nothing and in `error` what is
-// wrong. Reads the file of --text-file.
+// Reads the options of `argv`, which begins with the name of the program, and the file of
+// --text-file. If they are wrong, returns nothing and stores the reason in `error`.
 std::optional<Options> ParseOptions(int argc, const wchar_t* const* argv, std::wstring& error);
 
-// The most threads that --parallel takes.
+// The highest value of --parallel.
 inline constexpr int kMaximumParallel = kConcurrentCalls;

@@ -10,14 +10,13 @@ namespace {
 SRWLOCK g_lock = SRWLOCK_INIT;
 HANDLE g_kept = nullptr;
 
-// A console takes a text through a buffer of 64 kB that it shares with others, and fails when the
-// text does not fit.
+// Old consoles copy the text through a shared buffer of 64 KB, and a longer text fails.
 constexpr std::size_t kConsolePieceUnits = 8192;
 
 void WriteToConsole(HANDLE console, std::wstring_view text) {
     while (!text.empty()) {
         std::size_t piece = std::min(text.size(), kConsolePieceUnits);
-        // The halves of a character go together.
+        // Keeps a surrogate pair together.
         if (piece < text.size() && IS_HIGH_SURROGATE(text[piece - 1])) {
             --piece;
         }
@@ -30,7 +29,8 @@ void WriteToConsole(HANDLE console, std::wstring_view text) {
     }
 }
 
-void WriteAll(HANDLE output, std::wstring_view text) {
+void WriteLine(HANDLE output, std::wstring_view line) {
+    const std::wstring text = std::wstring(line) + L"\n";
     DWORD mode = 0;
     AcquireSRWLockExclusive(&g_lock);
     if (GetConsoleMode(output, &mode)) {
@@ -46,10 +46,6 @@ void WriteAll(HANDLE output, std::wstring_view text) {
         WriteFile(output, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     }
     ReleaseSRWLockExclusive(&g_lock);
-}
-
-void WriteLine(HANDLE output, std::wstring_view line) {
-    WriteAll(output, std::wstring(line) + L"\n");
 }
 
 }  // namespace

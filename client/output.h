@@ -5,12 +5,11 @@
 
 #include <string_view>
 
-// From now on every line that PrintLine writes also goes to `file`, in UTF-8. The file stays the
-// caller's.
+// Makes PrintLine write every later line to `file` too, in UTF-8. The caller keeps and closes
+// `file`.
 void KeepLinesIn(HANDLE file);
 
-// Writes `line` and a line end to standard output, whole even when several threads write.
+// Write `line` and a line end to standard output or standard error. Lines of several threads do not
+// mix.
 void PrintLine(std::wstring_view line);
-
-// The same to standard error.
 void PrintErrorLine(std::wstring_view line);

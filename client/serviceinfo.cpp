@@ -10,7 +10,7 @@ ServiceHandle OpenRegistration(DWORD access) {
 }
 
 std::vector<BYTE> QueryConfig(SC_HANDLE service, DWORD level) {
-    // The most that the service manager answers.
+    // The service control manager never returns more.
     std::vector<BYTE> answer(8192);
     DWORD needed = 0;
     if (!QueryServiceConfig2W(service, level, answer.data(), static_cast<DWORD>(answer.size()),

@@ -1,4 +1,4 @@
-// What Windows says of the service: its registration, its process, and the files of the programs.
+// Reads the service's registration, its process, and the versions of program files.
 #pragma once
 
 #include <windows.h>
@@ -9,11 +9,12 @@
 
 #include "win32/uniquehandle.h"
 
-// Opens the registration for `access`; null if that fails, with the error in GetLastError. Calls
-// OpenSCManagerW and OpenServiceW.
+// Opens the service's registration. Returns null on failure, with the error in GetLastError. Calls
+// OpenServiceW.
 ServiceHandle OpenRegistration(DWORD access);
 
-// What QueryServiceConfig2W stores for `level`; empty if it fails, with the error in GetLastError.
+// Returns what QueryServiceConfig2W stores for `level`. Empty on failure, with the error in
+// GetLastError.
 std::vector<BYTE> QueryConfig(SC_HANDLE service, DWORD level);
 
 struct ProcessFacts {
@@ -21,13 +22,16 @@ struct ProcessFacts {
     FILETIME started;
 };
 
-// What is known of a process; nothing on failure, with the error in GetLastError. Calls
-// OpenProcess, QueryFullProcessImageNameW and GetProcessTimes.
+// Reads the program and start time of a process. Returns nothing on failure, with the error in
+// GetLastError.
 std::optional<ProcessFacts> ReadProcess(DWORD process);
 
-// The version in a program's file, "0.9.0"; empty if there is none. Calls GetFileVersionInfoW.
+// Returns the version in a program file, as "0.9.0". Empty if there is none. Calls
+// GetFileVersionInfoW.
 std::wstring FileVersion(const std::wstring& path);
 
-// The path of this program, and the folder of a path.
+// Returns the path of this program.
 std::wstring OwnPath();
+
+// Returns a path without its last name.
 std::wstring FolderOf(const std::wstring& path);

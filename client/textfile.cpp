@@ -19,7 +19,7 @@ std::optional<std::string> ReadBytes(const std::wstring& path) {
     std::string bytes;
     char piece[4096];
     DWORD read = 0;
-    // The end of a pipe is ERROR_BROKEN_PIPE.
+    // At the end of a pipe ReadFile fails with ERROR_BROKEN_PIPE.
     while (ReadFile(input, piece, sizeof(piece), &read, nullptr) && read > 0) {
         bytes.append(piece, read);
     }

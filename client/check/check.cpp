@@ -36,13 +36,13 @@ void CheckCapability(Findings& findings) {
 
 }  // namespace
 
-CheckResult Check(bool json, const Without& without) {
-    Findings findings(json);
+CheckResult Check(const Options& options) {
+    Findings findings(options.json);
     const Registration registration = CheckRegistration(findings);
-    CheckKeys(findings, registration.has_own_sid, !without.usb);
+    CheckKeys(findings, registration.has_own_sid, !options.without.usb);
     CheckCapability(findings);
-    const bool reached = CheckRequests(findings, registration.stopped, without);
-    if (!json) {
+    const bool reached = CheckRequests(findings, registration.stopped, options.without);
+    if (!options.json) {
         const auto count = [&](Status status) { return std::to_wstring(findings.Count(status)); };
         PrintLine(count(kOk) + L" ok, " + count(kFault) + L" faults, " + count(kWarning) +
                   L" warnings, " + count(kNotHere) + L" not here");

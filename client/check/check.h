@@ -6,11 +6,13 @@
 #include "client/serviceinfo.h"
 #include "client/options.h"
 
-// Checks everything that the service needs, except what `without` names, changes nothing, and
-// prints a line for each item.
 struct CheckResult {
+    // Whether the service was reached.
     bool reached;
     int faults;
     std::optional<ProcessFacts> process;
 };
-CheckResult Check(bool json, const Without& without);
+
+// Checks everything that the service needs, except what --without names, and prints a line for each
+// item. Changes nothing.
+CheckResult Check(const Options& options);

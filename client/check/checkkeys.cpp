@@ -30,7 +30,8 @@ KeyFinding AccessFinding(HKEY key, std::optional<bool> has_own_sid) {
     return finding;
 }
 
-// The first value that has another type than the service stores; empty if there is none.
+// Returns the first value that does not have the type that the service stores. Empty if there is
+// none.
 std::wstring WrongValue(HKEY key, const ServiceKey& expected) {
     for (const auto& [name, stored] : expected.values) {
         DWORD type = stored;
@@ -42,7 +43,7 @@ std::wstring WrongValue(HKEY key, const ServiceKey& expected) {
     return {};
 }
 
-// A missing key is well if the service may make it below the nearest key that is there.
+// A missing key is correct if the service may create it below the nearest existing key.
 KeyFinding FindingOf(const ServiceKey& expected, std::optional<bool> has_own_sid) {
     std::wstring path = expected.path;
     RegistryKey key;

@@ -1,4 +1,4 @@
-// Whether the service may use its registry keys.
+// Checks the access to the service's registry keys.
 #pragma once
 
 #include <windows.h>
@@ -8,21 +8,21 @@
 
 #include "client/finding.h"
 
-// What is found of one key. Without advice it is one of the many that share a finding.
+// The result for one key. Keys without advice share one line.
 struct KeyFinding {
     Status status;
     std::wstring found;
     std::wstring advice = {};
 };
 
-// Of a key whose access list denies these rights to a process of NT AUTHORITY\LocalService, and to
-// one that also has the service's own SID; `has_own_sid` says whether the service's process has it.
+// Returns the result for a key. `account_lacks`: the rights that a process of
+// NT AUTHORITY\LocalService does not have. `service_lacks`: the same for a process that also has
+// the service's own SID. `has_own_sid`: whether the service's process has this SID, if known.
 KeyFinding RightsFinding(ACCESS_MASK account_lacks,
                          ACCESS_MASK service_lacks,
                          std::optional<bool> has_own_sid);
 
-// Looks at each key of the service's tables, without `with_usb` not at those of the USB route:
-// whether it is there, whether its access list gives the service all access, and whether its values
-// have their types. Adds one finding for all keys that are well, and one for each that is not. Only
-// reads.
+// Checks for each key of the service's tables that it exists, that its access list gives the
+// service all access, and that its values have the right types. Leaves out the keys of the USB
+// route if `with_usb` is false. Adds one finding for all correct keys, and one for each other key.
 void CheckKeys(Findings& findings, std::optional<bool> has_own_sid, bool with_usb);

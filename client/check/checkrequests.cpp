@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <future>
+#include <condition_variable>
 #include <iterator>
+#include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -26,7 +28,7 @@ using enum Status;
 namespace {
 
 constexpr std::chrono::seconds kTimeLimit(30);
-// The first one is not timed.
+// The time of the first one does not count.
 constexpr std::size_t kEchoes = 21;
 
 struct Answer {
@@ -36,23 +38,30 @@ struct Answer {
     std::wstring text;
 };
 
-// The requests of one connection and what came of them. `answers` has one for each request; those
-// before `done` may be read.
+// The requests of one connection and their answers. The first `done` answers may be read.
 struct Exchange {
     std::vector<RequestValues> requests;
     std::vector<Answer> answers = std::vector<Answer>(requests.size());
     Connection connection = {};
     std::atomic<bool> opened = false;
     std::atomic<std::size_t> done = 0;
+    std::mutex lock = {};
+    std::condition_variable ended = {};
     // ERROR_SUCCESS after the last request, or the status of the call that failed.
-    std::promise<DWORD> status = {};
+    std::optional<DWORD> status = {};
 };
 
-// Never freed: its thread may be left alone.
+// Never freed: its thread may still use it.
 Exchange* g_exchange = nullptr;
 
 void KeepAnswer(const wchar_t* /*command*/, bool flag, long number, const wchar_t* text) {
     g_exchange->answers[g_exchange->done] = {true, flag, number, text};
+}
+
+void End(DWORD status) {
+    const std::lock_guard guard(g_exchange->lock);
+    g_exchange->status = status;
+    g_exchange->ended.notify_one();
 }
 
 void Run() {
@@ -63,7 +72,7 @@ void Run() {
         ++g_exchange->done;
     }
     g_exchange->connection.Close();
-    g_exchange->status.set_value(ERROR_SUCCESS);
+    End(ERROR_SUCCESS);
 }
 
 LONG WINAPI StopThread(EXCEPTION_POINTERS* exception) {
@@ -71,34 +80,33 @@ LONG WINAPI StopThread(EXCEPTION_POINTERS* exception) {
     if (!IsRpcStatus(status)) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
-    g_exchange->status.set_value(status);
-    // Nothing can unwind the frames of this thread.
+    End(status);
+    // This thread cannot unwind its frames.
     for (;;) {
         Sleep(INFINITE);
     }
 }
 
-// Sends the requests as g_exchange. Returns its status, or WAIT_TIMEOUT.
+// Sends the requests and fills g_exchange. Returns its status, or WAIT_TIMEOUT.
 DWORD CarryOut(std::vector<RequestValues> requests) {
     g_exchange = new Exchange{std::move(requests)};
     g_exchange->connection.times.reserve(g_exchange->requests.size());
     HandleAnswers(KeepAnswer);
     SetUnhandledExceptionFilter(StopThread);
-    std::future<DWORD> status = g_exchange->status.get_future();
     std::thread(Run).detach();
+    std::unique_lock guard(g_exchange->lock);
     std::size_t done = 0;
     do {
         done = g_exchange->done;
-        if (status.wait_for(kTimeLimit) == std::future_status::ready) {
-            return status.get();
-        }
-    } while (g_exchange->done != done);
-    return WAIT_TIMEOUT;
+        g_exchange->ended.wait_for(guard, kTimeLimit,
+                                   [] { return g_exchange->status.has_value(); });
+    } while (!g_exchange->status && g_exchange->done != done);
+    return g_exchange->status.value_or(WAIT_TIMEOUT);
 }
 
 void AddFailure(Findings& findings, const wchar_t* item, DWORD status) {
     findings.Add(kFault, item,
-                 status == WAIT_TIMEOUT ? L"no answer within half a minute" : ErrorText(status),
+                 status == WAIT_TIMEOUT ? L"no answer in 30 seconds" : ErrorText(status),
                  DescribeFailure(status).advice);
 }
 
@@ -156,7 +164,7 @@ void CheckModem(Findings& findings, std::span<const Answer> answers) {
     if (state == 0) {
         return;
     }
-    // What they are is not shown: the findings may be passed on.
+    // Does not show the identities: findings are sent to other people.
     std::wstring none;
     for (std::size_t i = 0; i < std::size(kIdentities); ++i) {
         const std::wstring& text = answers[i + 1].text;
@@ -166,7 +174,8 @@ void CheckModem(Findings& findings, std::span<const Answer> answers) {
                    none.empty() ? L"of card, subscriber and home provider" : L"none by" + none);
 }
 
-// Whether Windows shows a control device, if the service has none or was not asked.
+// Checks whether Windows lists a control device. `asked`: the service found no switch; otherwise it
+// was not reached.
 void LookForDevice(Findings& findings, bool asked) {
     GUID device_class = kControlDeviceClass;
     ULONG length = 0;
@@ -207,7 +216,7 @@ void CheckDevice(Findings& findings, std::span<const Answer> answers) {
                               : L""));
 }
 
-// A group of requests, and what is said of their answers.
+// A group of requests, and the check of their answers.
 struct Question {
     const wchar_t* item;
     std::vector<RequestValues> requests;

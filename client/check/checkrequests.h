@@ -1,12 +1,12 @@
-// What the service answers about itself, the modem and the control device.
+// Checks the answers of the service.
 #pragma once
 
 #include "client/finding.h"
 #include "client/options.h"
 
-// Connects, sends only requests that change nothing, and adds what came of them. `stopped` says
-// that the service manager shows no service that runs; what `without` names is not asked for. The
-// requests have a thread of their own, which is left alone after half a minute without an answer.
-// A call to the service that fails on any thread stops that thread for good. False if the service
-// was not reached.
+// Sends requests that change nothing, and adds findings about the service, the modem and the
+// control device. `stopped`: the service control manager shows no running service. Sends the
+// requests from a thread of its own, and stops waiting for it after 30 seconds without an answer.
+// From then on, a call that fails in any thread suspends that thread forever. Returns false if the
+// service was not reached.
 bool CheckRequests(Findings& findings, bool stopped, const Without& without);

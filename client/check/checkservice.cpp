@@ -17,7 +17,7 @@ using enum Status;
 
 namespace {
 
-// The program out of a registered command line, which has no arguments.
+// Returns the path of the program in a registered command line, which has no arguments.
 std::wstring ProgramPath(const wchar_t* command_line) {
     wchar_t path[1024] = {};
     ExpandEnvironmentStringsW(command_line, path, static_cast<DWORD>(std::size(path)));
@@ -26,7 +26,7 @@ std::wstring ProgramPath(const wchar_t* command_line) {
     return program;
 }
 
-// What the checks of one service know.
+// What the checks of the service share.
 struct Look {
     Findings& findings;
     ServiceHandle service = {};
@@ -53,10 +53,10 @@ void CheckProgram(Findings& findings, const std::wstring& path, bool quoted) {
                    L"take both programs from one release");
 }
 
-// The only user of Wine, who owns all its files. Windows makes no such SID.
+// The only user of Wine, who owns all files. Windows never creates this SID.
 constexpr wchar_t kWineUser[] = L"S-1-5-21-0-0-0-1000";
 
-// Who may replace what an administrator or the service manager runs.
+// Checks who may change the programs, which administrators and the service control manager run.
 void CheckFiles(Findings& findings, const std::wstring& program) {
     bool known = true;
     std::wstring others;
@@ -133,7 +133,7 @@ void CheckState(const Look& look) {
     }
 }
 
-// When the registration was last changed.
+// Returns the time of the last change of the registration.
 std::optional<FILETIME> LastChange() {
     RegistryKey key;
     FILETIME changed = {};

@@ -1,4 +1,4 @@
-// How the service is registered, whether it runs, and who may change its programs.
+// Checks the service's registration, its state and the access to its program files.
 #pragma once
 
 #include <windows.h>
@@ -8,22 +8,22 @@
 #include "client/serviceinfo.h"
 #include "client/finding.h"
 
-// Whether the service's process has the service's own SID: the type is set (SERVICE_SID_TYPE_*),
-// and the registration was last changed before the process started. Without a process, whether the
-// next one will have it. Nothing if a time that counts is not known.
+// Returns whether the service's process has the service's own SID: `type` is not
+// SERVICE_SID_TYPE_NONE, and the registration was last changed before the process started. If there
+// is no process, returns whether the next one will have the SID. Nothing if a time is not known.
 std::optional<bool> HasOwnSid(DWORD type,
                               bool running,
                               const std::optional<FILETIME>& started,
                               const std::optional<FILETIME>& changed);
 
 struct Registration {
-    // Whether the service manager says that the service is stopped or not registered.
+    // Whether the service is stopped or not registered.
     bool stopped = false;
     std::optional<bool> has_own_sid = {};
-    // The service's process, if there is one that can be looked at.
+    // The service's process, if there is one and it can be opened.
     std::optional<ProcessFacts> process = {};
 };
 
-// Adds what the service manager knows and what the files of the programs say. Calls
+// Adds the findings about the registration, the process and the program files. Calls
 // QueryServiceConfigW, QueryServiceConfig2W and QueryServiceStatusEx.
 Registration CheckRegistration(Findings& findings);

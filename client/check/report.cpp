@@ -20,7 +20,7 @@ namespace {
 
 using EventHandle = UniqueHandle<EVT_HANDLE, EvtClose>;
 
-// The handle of the SHA-256 algorithm, since Windows 10; not in every header set.
+// BCRYPT_SHA256_ALG_HANDLE, which not every header set has.
 const BCRYPT_ALG_HANDLE kSha256 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x41);
 
 constexpr wchar_t kDumpSettings[] =
@@ -57,8 +57,8 @@ void PrintProgram(const std::wstring& path) {
     PrintLine(line);
 }
 
-// A value of HKEY_LOCAL_MACHINE as text: a number, a text, or only the size of another type; empty
-// if it is not there.
+// Returns a value of HKEY_LOCAL_MACHINE as text: a number, a text, or the size of any other type.
+// Empty if there is no such value.
 std::wstring ValueText(const wchar_t* key, const wchar_t* name) {
     DWORD type = REG_NONE;
     std::array<wchar_t, 1024> data = {};
@@ -95,7 +95,7 @@ void PrintRegistration() {
     }
 }
 
-// The last events of a log that a query selects, newest first, as the XML that Windows gives.
+// Prints the last 20 events of a log that the query selects, newest first, as XML.
 void PrintEvents(const wchar_t* log, const wchar_t* query) {
     SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
     const EventHandle found(
@@ -143,11 +143,11 @@ void PrintDumps() {
 
 }  // namespace
 
-bool Report(const std::wstring& path, const Without& without) {
-    const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+bool Report(const Options& options) {
+    const FileHandle file(CreateFileW(options.report.c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                                      nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
-        PrintErrorLine(L"tesselctl: " + path + L": " + ErrorText(GetLastError()));
+        PrintErrorLine(L"tesselctl: " + options.report + L": " + ErrorText(GetLastError()));
         return false;
     }
     HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -156,7 +156,7 @@ bool Report(const std::wstring& path, const Without& without) {
     PrintLine(L"\n== System");
     PrintSystem();
     PrintLine(L"\n== Check");
-    const auto process = Check(false, without).process;
+    const auto process = Check(options).process;
     PrintLine(L"\n== Registration");
     PrintRegistration();
     PrintLine(L"\n== Process and programs");
@@ -174,6 +174,6 @@ bool Report(const std::wstring& path, const Without& without) {
     PrintLine(L"\n== Crash dumps");
     PrintDumps();
     SetStdHandle(STD_OUTPUT_HANDLE, console);
-    PrintLine(L"The report is in " + path);
+    PrintLine(L"The report is in " + options.report);
     return true;
 }

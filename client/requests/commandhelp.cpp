@@ -5,7 +5,7 @@
 
 namespace {
 
-// How many letters two words have in common at their beginnings and ends.
+// Returns the number of equal letters at the beginning and at the end of two words.
 std::size_t Likeness(std::wstring_view a, std::wstring_view b) {
     const std::size_t shorter = std::min(a.size(), b.size());
     const auto same = [](wchar_t x, wchar_t y) { return std::towupper(x) == std::towupper(y); };
@@ -34,7 +34,7 @@ const CommandHelp* FindCommandHelp(std::wstring_view command) {
 
 std::wstring NearestCommand(std::wstring_view command) {
     std::wstring nearest;
-    // Up to five letters are wrong.
+    // At most five letters may be wrong.
     std::size_t most = std::max<std::size_t>(command.size(), 6) - 6;
     for (const auto& family : kCommandHelp) {
         for (const CommandHelp& line : family) {

@@ -1,16 +1,15 @@
-// The help texts of the commands, as tesselctl looks them up.
+// Finds the help texts of commands.
 #pragma once
 
 #include <string>
 
 #include "rpc/commandhelp.h"
 
-// The length of the text that is sent for a command that needs padding: longer than any identity
-// that a modem gives.
+// The length of the padding, in UTF-16 units: longer than any identity of a modem.
 inline constexpr std::size_t kPaddingLength = 64;
 
-// The line of `command`, compared exactly; null if the service does not have the command.
+// Returns the help of `command`, compared exactly. Null if the service does not have the command.
 const CommandHelp* FindCommandHelp(std::wstring_view command);
 
-// The command whose name is nearest to `command`; empty if none is near. Capitals do not count.
+// Returns the most similar name of a command, ignoring case. Empty if no name is similar.
 std::wstring NearestCommand(std::wstring_view command);

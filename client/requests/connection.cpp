@@ -22,7 +22,7 @@ void Connection::Open() {
 
 void Connection::Send(const RequestValues& request) {
     const std::uint64_t start = MicrosecondsNow();
-    // Only the service's copy of the text is written over.
+    // The service overwrites only its own copy of the text.
     RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.flag),
                   request.number, const_cast<wchar_t*>(request.text.c_str()));
     AddTimeSince(start, times);

@@ -9,7 +9,6 @@
 #include "client/requests/requesttimes.h"
 #include "rpc/stub/tesselservice.h"
 
-// What a request carries.
 struct RequestValues {
     std::wstring command;
     bool flag = false;
@@ -17,40 +16,37 @@ struct RequestValues {
     std::wstring text = {};
 };
 
-// A context over a binding of its own. A call that fails raises a structured exception with the
-// RPC or Win32 status, which runs no destructors: nothing is closed by itself.
+// A context with its own binding. A call that fails raises a structured exception with the RPC or
+// Win32 status. The exception runs no destructors, so there is no destructor: call Close.
 struct Connection {
     RPC_BINDING_HANDLE binding = nullptr;
     REQUEST_CONTEXT_HANDLE context = nullptr;
     RequestTimes times;
 
-    // Binds to the service's endpoint and opens the context.
     void Open();
 
-    // Sends the request, returns after its last answer and adds the time it took.
+    // Sends the request, waits until the service is done with it, and adds its duration to `times`.
     void Send(const RequestValues& request);
 
-    // Closes the context and frees the binding.
     void Close();
 };
 
-// Whether a call to the service that failed raised this exception: the code is then the RPC or
-// Win32 status.
+// Returns whether this exception comes from a failed call to the service. Then the code is the RPC
+// or Win32 status.
 bool IsRpcStatus(DWORD exception_code);
 
-// What the status of a failed call means and what to do about it. WAIT_TIMEOUT stands for a call
-// that did not return in time.
+// Explains the status of a failed call. WAIT_TIMEOUT: the call did not return in time.
 struct FailureWords {
     const wchar_t* meaning;
     const wchar_t* advice;
 };
 FailureWords DescribeFailure(DWORD status);
 
-// What is done with an answer, on whichever thread it comes. The texts live until it returns.
+// Handles one answer. Any thread may call it. The texts are freed when it returns.
 using AnswerHandler = void (*)(const wchar_t* command, bool flag, long number, const wchar_t* text);
 
-// Hands every answer to `handler` from now on; null, as at the start, only counts them.
+// Makes `handler` handle all later answers. Without a handler answers are only counted.
 void HandleAnswers(AnswerHandler handler);
 
-// Answers received since the program started.
+// Returns the number of answers since the program started.
 long AnswerCount();

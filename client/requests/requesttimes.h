@@ -1,22 +1,23 @@
-// How long requests took. Nothing here needs Windows.
+// The durations of requests. Nothing here needs Windows.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-// One time per request, in microseconds; a longer one than fits counts as the longest that does.
+// One duration for each request, in microseconds. A longer one than 32 bits hold is cut to the
+// highest value.
 using RequestTimes = std::vector<std::uint32_t>;
 
-// A moment, to be given to AddTimeSince.
+// Returns the present time, for AddTimeSince.
 std::uint64_t MicrosecondsNow();
 
-// Adds the time from `start` until now to `times`.
+// Adds the time since `start` to `times`.
 void AddTimeSince(std::uint64_t start, RequestTimes& times);
 
-// The shortest time within which `percent` (1 to 100) of all requests were done; 0 without any.
-// Reorders `times`.
+// Returns the shortest time in which `percent` (1 to 100) of all requests were done; 0 if there are
+// none. Reorders `times`.
 std::uint32_t Percentile(RequestTimes& times, unsigned percent);
 
-// A time in milliseconds with three decimals and its unit: "0.512 ms".
+// Returns the time as milliseconds with three decimals: "0.512 ms".
 std::wstring Milliseconds(std::uint32_t microseconds);

@@ -10,14 +10,13 @@
 
 namespace {
 
-// An entry that allows or denies.
 struct Entry {
     BYTE type;
     BYTE flags;
     ACCESS_MASK mask;
     std::wstring sid;
 
-    // Whether it counts for the object itself.
+    // Whether the entry applies to the object itself.
     [[nodiscard]] bool CountsNow() const { return (flags & INHERIT_ONLY_ACE) == 0; }
     [[nodiscard]] bool GivesFullControl(const std::wstring& to) const {
         return type == ACCESS_ALLOWED_ACE_TYPE && CountsNow() && mask == KEY_ALL_ACCESS &&
@@ -25,8 +24,8 @@ struct Entry {
     }
 };
 
-// The entries of a list, their generic rights mapped. All types that allow or deny have mask and
-// SID in the same places; of other types only `type` means something.
+// Returns the entries of a list with their generic rights mapped. All types that allow or deny have
+// the mask and the SID at the same offset. Of other types only `type` is valid.
 std::vector<Entry> EntriesOf(const ACL& acl, GENERIC_MAPPING rights) {
     std::vector<Entry> entries;
     for (DWORD i = 0; i < acl.AceCount; ++i) {
@@ -95,7 +94,6 @@ std::vector<std::wstring> OtherWriters(const ObjectSecurity& security) {
             writers.insert(entry.sid);
         }
     }
-    // SYSTEM, administrators, TrustedInstaller, CREATOR OWNER and OWNER RIGHTS.
     for (const std::wstring& trusted :
          {std::wstring(L"S-1-5-18"), std::wstring(L"S-1-5-32-544"), ServiceSid(L"TrustedInstaller"),
           std::wstring(L"S-1-3-0"), std::wstring(L"S-1-3-4")}) {
@@ -138,7 +136,7 @@ DWORD WriteKeyAcl(HKEY key, const ObjectSecurity& security, ACL* acl) {
         SE_DACL_PROTECTED | SE_DACL_AUTO_INHERITED | SE_DACL_AUTO_INHERIT_REQ;
     GetSecurityDescriptorControl(security.descriptor.get(), &control, &revision);
     control &= SE_DACL_PROTECTED | SE_DACL_AUTO_INHERITED;
-    // Windows drops the mark that entries are inherited unless it is also asked for.
+    // Windows keeps SE_DACL_AUTO_INHERITED only together with this flag.
     if ((control & SE_DACL_AUTO_INHERITED) != 0) {
         control |= SE_DACL_AUTO_INHERIT_REQ;
     }

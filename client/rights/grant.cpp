@@ -20,15 +20,14 @@ using enum Status;
 
 namespace {
 
-// Restarted after five seconds, again after five, from then on after a minute; a day without a
-// crash begins anew.
+// Windows restarts the service twice after five seconds, then always after a minute. After a day
+// without a crash the count begins again.
 constexpr DWORD kResetSeconds = 86400;
 constexpr SC_ACTION kRestarts[] = {{SC_ACTION_RESTART, 5000},
                                    {SC_ACTION_RESTART, 5000},
                                    {SC_ACTION_RESTART, 60000}};
 
-// Adds what came of a change that Windows answered with `error`. ERROR_INVALID_LEVEL: the system
-// does not have what is to be changed. Every Windows has it.
+// Adds the result of a change. ERROR_INVALID_LEVEL comes from Wine, which lacks some settings.
 void AddChange(Findings& findings,
                const std::wstring& item,
                DWORD error,
@@ -80,7 +79,7 @@ void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
     } else if (!answer.empty() && is_set == grant) {
         findings.Add(kUnchanged, kItem, state);
     } else {
-        // An empty list, which needs an address, removes what was set.
+        // An empty list removes the actions. It needs an address too.
         std::vector<SC_ACTION> wanted(std::begin(kRestarts), std::end(kRestarts));
         SERVICE_FAILURE_ACTIONSW info = {};
         info.lpsaActions = wanted.data();
@@ -94,7 +93,7 @@ void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
 }
 
 void ChangeService(Findings& findings, bool grant) {
-    // Restarting as an action needs the right to start.
+    // Only a handle with SERVICE_START may set a restart as the action.
     const ServiceHandle service =
         OpenRegistration(SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START);
     if (!service) {
@@ -115,7 +114,7 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const std::wstring&
                               REG_OPTION_NON_VOLATILE, kAccess, nullptr, key.put(), &disposition)
             : RegOpenKeyExW(HKEY_LOCAL_MACHINE, wanted.path.c_str(), 0, kAccess, key.put()));
     if (error == ERROR_FILE_NOT_FOUND) {
-        // The service makes it, and it inherits.
+        // The service creates the key later, and the key inherits its access list.
         return;
     }
     ObjectSecurity security;
@@ -147,24 +146,17 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const std::wstring&
     }
 }
 
-int Apply(bool json, bool with_usb, bool grant) {
-    Findings findings(json);
+}  // namespace
+
+int ChangeRights(const Options& options) {
+    const bool grant = options.action == L"--grant";
+    Findings findings(options.json);
     ChangeService(findings, grant);
     const std::wstring sid = ServiceSid(kServiceName);
     for (const ServiceKey& key : ServiceKeys()) {
-        if (with_usb || !key.usb) {
+        if (!key.usb || !options.without.usb) {
             ChangeKey(findings, key, sid, grant);
         }
     }
     return findings.Count(kFailed);
-}
-
-}  // namespace
-
-int Grant(bool json, bool with_usb) {
-    return Apply(json, with_usb, true);
-}
-
-int Revoke(bool json) {
-    return Apply(json, true, false);
 }

@@ -1,12 +1,13 @@
 // tesselctl --grant and --revoke.
 #pragma once
 
-// Gives the service its own SID, a restart after a crash, and full control of its registry keys for
-// that SID alone, without `with_usb` of those keys only that the USB route does not use; makes the
-// topmost keys that are missing; prints a line for each change. What is so already stays, and so do
-// the entries of other SIDs in the access lists. Returns how many of the changes failed. Calls
-// ChangeServiceConfig2W, RegCreateKeyExW and RegSetKeySecurity. Needs an administrator.
-int Grant(bool json, bool with_usb);
+#include "client/options.h"
 
-// Takes these rights, the SID and the restart away again; keys stay.
-int Revoke(bool json);
+// --grant: turns on the service's own SID and the restart after a crash, and gives this SID full
+// control of the service's registry keys; with --without usb, not of the USB keys. Creates missing
+// top keys. The entries of other SIDs in the access lists stay. --revoke: removes the rights, the
+// SID and the restart; keys stay.
+//
+// Prints a line for each change and returns the number of failed changes. Needs an administrator.
+// Calls ChangeServiceConfig2W, RegCreateKeyExW and RegSetKeySecurity.
+int ChangeRights(const Options& options);

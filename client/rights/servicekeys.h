@@ -1,4 +1,4 @@
-// The registry keys that the service opens, from the service's own tables.
+// The registry keys that the service opens, read from the service's own tables.
 #pragma once
 
 #include <windows.h>
@@ -7,17 +7,17 @@
 #include <string>
 #include <vector>
 
-// One key under HKEY_LOCAL_MACHINE, which the service opens for all access.
+// A key under HKEY_LOCAL_MACHINE. The service opens it with KEY_ALL_ACCESS.
 struct ServiceKey {
     std::wstring path;
-    // Whether no other key of the list lies above it: it needs an access list of its own.
+    // Whether no other key of the list is above it. Only such a key needs its own access list.
     bool top = true;
     // Whether it belongs to the route of the USB port.
     bool usb = false;
-    // The values that the service stores in it, with their types. The service makes a missing key
-    // that has values; in the others it only deletes.
+    // The values that the service stores in the key, with their types. The service creates a
+    // missing key if there are any. In the other keys it only deletes values.
     std::map<std::wstring, DWORD> values = {};
 };
 
-// Every key that a request opens, once, a key before those below it.
+// Returns every key that a request opens, once. A key comes before the keys below it.
 std::vector<ServiceKey> ServiceKeys();

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The handle of the SHA-1 algorithm, since Windows 10; not in every header set.
+// BCRYPT_SHA1_ALG_HANDLE, which not every header set has.
 const BCRYPT_ALG_HANDLE kSha1 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x31);
 
 }  // namespace

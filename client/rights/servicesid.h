@@ -1,4 +1,4 @@
-// Who the service's process is to Windows. SIDs are texts, "S-1-...".
+// The SIDs of the service. SIDs are texts, "S-1-...".
 #pragma once
 
 #include <windows.h>
@@ -7,15 +7,15 @@
 #include <string_view>
 #include <vector>
 
-// The SID of `NT SERVICE\<name>`, made from the name alone; empty if it cannot be hashed. Calls
-// BCryptHash.
+// Computes the SID of `NT SERVICE\<name>` from the name. Empty on failure. Calls BCryptHash.
 std::wstring ServiceSid(std::wstring_view name);
 
-// The SIDs in the token of every process of NT AUTHORITY\LocalService.
+// Returns the SIDs in the token of every process of NT AUTHORITY\LocalService.
 std::vector<std::wstring> LocalServiceSids();
 
-// Empty on failure. Calls ConvertSidToStringSidW.
+// Returns the text of `sid`. Empty on failure.
 std::wstring SidText(PSID sid);
 
-// The account's name, "BUILTIN\Users"; the SID if it has none. Calls LookupAccountSidW.
+// Returns the name of an account, such as "BUILTIN\Users", or the SID if it has no name. Calls
+// LookupAccountSidW.
 std::wstring AccountName(const std::wstring& sid);
