@@ -22,7 +22,7 @@ done
 before=$(notebook_run reg query "$settings" /s)
 
 expect "wrong usage" 2 $'tessel-acceptance: wrong usage\nTry: tessel-acceptance --help' acceptance --only nothing
-expect_part "no service" 3 "FAULT    service " acceptance
+expect_part "no service" 3 "FAULT     service " acceptance
 tessel_service -install >/dev/null
 notebook_quiet net start "Tessel Service"
 wait_for_service
