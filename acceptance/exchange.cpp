@@ -1,5 +1,6 @@
 #include "acceptance/exchange.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <thread>
@@ -111,17 +112,16 @@ ContextBytes Session::Bytes() const {
     return bytes;
 }
 
-DWORD Session::CloseBytes(ContextBytes& bytes) {
-    constexpr unsigned long kRemoteClose = 1;
+DWORD Session::CallWith(unsigned long procedure, void* buffer, std::size_t size) {
     RPC_MESSAGE message = {};
     MIDL_STUB_MESSAGE stub = {};
     const DWORD status = StatusOf([&] {
-        NdrClientInitializeNew(&message, &stub, &g_ndr20Descriptor, kRemoteClose);
-        NdrGetBuffer(&stub, sizeof(bytes), m_binding);
-        std::memcpy(stub.Buffer, &bytes, sizeof(bytes));
-        stub.Buffer += sizeof(bytes);
+        NdrClientInitializeNew(&message, &stub, &g_ndr20Descriptor, procedure);
+        NdrGetBuffer(&stub, static_cast<unsigned long>(size), m_binding);
+        std::memcpy(stub.Buffer, buffer, size);
+        stub.Buffer += size;
         NdrSendReceive(&stub, stub.Buffer);
-        std::memcpy(&bytes, stub.Buffer, sizeof(bytes));
+        std::memcpy(buffer, stub.Buffer, std::min<std::size_t>(size, message.BufferLength));
     });
     StatusOf([&] { NdrFreeBuffer(&stub); });
     return status;

@@ -72,6 +72,9 @@ inline constexpr auto kHarmlessCommands = std::span(kCommands).first<6>();
 
 Exchange RequestOf(int place, const Command& command);
 
+// The procedures by number.
+enum ProcedureNumber : unsigned long { kOpen, kClose, kRequest };
+
 // The procedures of a client half.
 struct ClientHalf {
     decltype(&RemoteOpen) open;
@@ -107,9 +110,13 @@ class Session {
     DWORD Close();
 
     [[nodiscard]] ContextBytes Bytes() const;
-    // Asks the service to close a context that need not be this session's, past what this process
-    // knows of its contexts. `bytes` becomes what the service gives back.
-    DWORD CloseBytes(ContextBytes& bytes);
+    // Calls the procedure of that number with a buffer that is sent as it is, so that neither a
+    // stub nor what this process knows of its contexts checks it. What the service gives back
+    // overwrites the buffer, up to its size.
+    DWORD CallWith(unsigned long procedure, void* buffer, std::size_t size);
+    // Closes a context that need not be this session's. `bytes` becomes what the service gives
+    // back.
+    DWORD CloseBytes(ContextBytes& bytes) { return CallWith(kClose, &bytes, sizeof(bytes)); }
 
  private:
     const ClientHalf& m_half;

@@ -4,8 +4,6 @@
 
 namespace {
 
-enum ProcedureNumber : unsigned long { kOpen, kClose, kRequest };
-
 // The descriptors of the shipped half, copied and cut down to one syntax.
 struct Descriptors {
     RPC_CLIENT_INTERFACE description =

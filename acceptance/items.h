@@ -61,8 +61,9 @@ std::wstring Counts(const std::map<DWORD, int>& codes);
 std::wstring Outcome(DWORD status);
 
 using ItemCheck = void(Run& run);
-ItemCheck CheckRequests, CheckSyntaxes, CheckRaisingClients, CheckContexts, CheckDyingClients,
-    CheckStopping, CheckContainers, CheckRights, CheckTracing, CheckRecovery, CheckLoad, CheckBench;
+ItemCheck CheckRequests, CheckSyntaxes, CheckRaisingClients, CheckContexts, CheckPackets,
+    CheckDyingClients, CheckStopping, CheckContainers, CheckRights, CheckTracing, CheckRecovery,
+    CheckLoad, CheckBench;
 
 // Take back what an item that was ended half-way has left.
 void DeleteContainer();

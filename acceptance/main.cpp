@@ -25,6 +25,7 @@ constexpr Item kItems[] = {
     {L"syntaxes", CheckSyntaxes, 120, L"NDR 2.0 and NDR64, each alone"},
     {L"raising", CheckRaisingClients, 900, L"clients whose callbacks raise"},
     {L"contexts", CheckContexts, 300, L"null, closed, foreign, closed twice at once"},
+    {L"packets", CheckPackets, 120, L"broken calls: changed bytes, lengths, numbers"},
     {L"dying", CheckDyingClients, 900, L"clients that are killed, and what they leave"},
     {L"stopping", CheckStopping, 900, L"stops among clients at work, and at once", true},
     {L"container", CheckContainers, 120, L"app containers with and without the capability"},

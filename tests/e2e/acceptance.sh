@@ -31,7 +31,7 @@ report=$(acceptance $quick --modem --usb ${driver:+--device} | tr -d '\r'; exit 
 echo "$report"
 expect "what is not here" 0 $'syntaxes.ndr64\ncontexts.nested\ncontainer\ntracing\nrecovery' \
     awk '/^NOT HERE/{print $3}' <(echo "$report")
-for item in requests syntaxes raising contexts dying stopping rights load bench.modem bench.usb ${driver:+bench.device}; do
+for item in requests syntaxes raising contexts packets dying stopping rights load bench.modem bench.usb ${driver:+bench.device}; do
     grep -q "^OK  *$item" <<<"$report" || fail "$item: no finding"
 done
 expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"77 directly, ' acceptance --only rights --json
