@@ -34,8 +34,11 @@ void NoteOpening(const wchar_t* path,
 }  // namespace
 
 INTERPOSE_NOTED(CreateFileW, kOpensHandle, NoteOpening);
-REPLACE_IMPORT(CM_Get_Device_Interface_List_SizeW, SimulatedDeviceInterfaceListSize);
-REPLACE_IMPORT(CM_Get_Device_Interface_ListW, SimulatedDeviceInterfaceList);
+INTERPOSE(CloseHandle, kCloses);
+INTERPOSE_BY(CM_Get_Device_Interface_List_SizeW,
+             kNone,
+             SimulatedDeviceInterfaceListSize(arguments...));
+INTERPOSE_BY(CM_Get_Device_Interface_ListW, kNone, SimulatedDeviceInterfaceList(arguments...));
 
 namespace {
 
@@ -59,7 +62,10 @@ class BleHelper : public testing::Test {
         ASSERT_EQ(0, ReadControlDeviceValue(&value)) << "the driver is not loaded";
     }
 
-    ~BleHelper() override { SetInterfaces({kDevice}); }
+    ~BleHelper() override {
+        g_watch = {};
+        SetInterfaces({kDevice});
+    }
 };
 
 TEST_F(BleHelper, CarriesOutItsCommands) {
@@ -104,6 +110,24 @@ TEST_F(BleHelper, UsesTheFirstDeviceOfAListThatFits) {
         EXPECT_EQ(Ask(L"ISBLESUPPORT", true), works ? L"true 1" : L"true 0");
         EXPECT_EQ(g_opened, std::vector<std::wstring>(opened.empty() ? 0 : 3, opened));
     }
+}
+
+TEST_F(BleHelper, AnswersWhatItHasAfterAFailure) {
+    Store(kState, L"Value", 85);
+    for (const char* function :
+         {"CM_Get_Device_Interface_List_SizeW", "CM_Get_Device_Interface_ListW"}) {
+        g_watch = {true, {function, 1, CR_FAILURE}};
+        EXPECT_EQ(Ask(L"GETBLE", true), L"false 0");
+    }
+    EXPECT_EQ(g_watch.held, 0);
+
+    Store(kState, L"Fail", 1);
+    g_watch = {true, {}};
+    EXPECT_EQ(Ask(L"GETBLE", true), L"false 0");
+    EXPECT_EQ(Ask(L"SETBLE", true), L"true -7");
+    EXPECT_EQ(Ask(L"ISBLESUPPORT", true), L"true 0");
+    EXPECT_EQ(g_watch.held, 3) << "the device stays open";
+    Store(kState, L"Fail", 0);
 }
 
 }  // namespace

@@ -50,6 +50,8 @@ void NoteOpen(const wchar_t*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD f
 }  // namespace
 
 INTERPOSE_NOTED(CreateFileW, kNone, NoteOpen);
+INTERPOSE(ReadFile, kNone);
+INTERPOSE(FlsSetValue, kNone);
 
 void* operator new(std::size_t size) {
     void* block = size <= g_largest_block ? std::malloc(size + sizeof(kGuard)) : nullptr;
@@ -189,6 +191,13 @@ TEST_F(CommonHelper, AnswersWithAnEmptyTextWhatCannotBeRead) {
     }
     const FileHandle writer = hold(FILE_SHARE_READ | FILE_SHARE_WRITE);
     EXPECT_EQ(ReadText(path), L"text\n") << "while another writes";
+
+    // The third call keeps the text for the answer.
+    for (const Fault& fault : {Fault{"ReadFile", 1}, Fault{"FlsSetValue", 3}}) {
+        g_watch = {true, fault};
+        EXPECT_EQ(ReadText(path), L"");
+        g_watch = {};
+    }
 }
 
 TEST_F(CommonHelper, TellsWhetherAPathExistsByTheLowBytesOfItsName) {

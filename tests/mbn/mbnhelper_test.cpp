@@ -26,6 +26,9 @@ void NoteContext(REFCLSID, IUnknown*, DWORD context, REFIID, void**) {
 }  // namespace
 
 INTERPOSE_NOTED(CoCreateInstance, kNone, NoteContext);
+INTERPOSE(SafeArrayGetLBound, kNone);
+INTERPOSE(SafeArrayGetUBound, kNone);
+INTERPOSE(SafeArrayGetElement, kNone);
 
 namespace {
 
@@ -206,6 +209,75 @@ TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
     EXPECT_EQ(Lacks(L"0", {L"<Description>1<", L"<SubscriberID>subscriber0<", L"<SimIccID><",
                            L"<HomeProviderName><", L"<Compression>7<"}),
               L"");
+}
+
+// Lets a call of the function fail: a function of the simulated modem always, one of Windows at
+// that call. Carries out the command and returns its answer, what it printed, the first letters of
+// the profiles and the states of the connections.
+std::wstring After(const std::string& function,
+                   int call,
+                   const std::wstring& command,
+                   std::wstring text = L"text") {
+    ClearModem();
+    AddInterface(L"0");
+    AddInterface(L"1");
+    Store(Modem(L"0"), L"ActivationState", MBN_ACTIVATION_STATE_ACTIVATED);
+    Store(Modem(L"1"), L"ActivationState", MBN_ACTIVATION_STATE_DEACTIVATED);
+    Store(Modem(L"0\\Profiles\\0"), L"Name", L"a");
+    Store(Modem(L"0\\Profiles\\1"), L"Name", L"b");
+    Store(Modem(L"1\\Profiles\\0"), L"Name", L"Bramble Profile");
+    if (call == 0) {
+        FailModem(L"", std::wstring(function.begin(), function.end()).c_str());
+    }
+    g_watch = {true, {function.c_str(), call, E_FAIL}};
+    std::wstring result = AnswerOf(MbnHelperCommand, L"MBNHELPER_" + command, true, 7, text);
+    result += L", " + TakePrinted() + L", ";
+    for (const wchar_t* place : {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"}) {
+        result += StoredText(Modem(place), L"Name").substr(0, 1);
+    }
+    for (const wchar_t* place : {L"0", L"1"}) {
+        result += std::to_wstring(StoredNumber(Modem(place), L"ActivationState").value_or(-1));
+    }
+    ExpectNothingHeld();
+    return result;
+}
+
+TEST_F(MbnHelperTest, FailuresArePrintedAndEndTheOperationWithoutChangingTheAnswer) {
+    const std::wstring no_manager = L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
+    EXPECT_EQ(After("CoInitializeEx", 1, L"CHECKSIMSTATUS"),
+              L"true 0 text, Coinitialize failed, abB13");
+    EXPECT_EQ(After("CoCreateInstance", 1, L"GETSIMICCID"),
+              L"true 7 text, CoCreateInstance error, abB13");
+    EXPECT_EQ(After("FailGetInterfaces", 0, L"CHECKINTERFACE"),
+              L"true 0 text, GetInterfaces error, abB13");
+    EXPECT_EQ(After("SafeArrayGetLBound", 1, L"GETSIMICCID"),
+              L"true 7 text, SafeArrayGetLBound error, abB13");
+    EXPECT_EQ(After("SafeArrayGetUBound", 1, L"GETSIMICCID"),
+              L"true 7 text, SafeArrayGetUBound error, abB13");
+    EXPECT_EQ(After("SafeArrayGetElement", 1, L"GETSIMICCID", L"longer"),
+              L"true 7 iccid1, , abB13");
+    EXPECT_EQ(After("FailGetSubscriberInformation", 0, L"GETSUBSCRIBERID"),
+              L"true 7 text, , abB13");
+    // The first interface is disconnected before its profiles are deleted.
+    EXPECT_EQ(After("CoInitializeEx", 2, L"DELETEPROFILE"),
+              L"true 7 text, Coinitialize failed, abB33");
+    EXPECT_EQ(After("CoCreateInstance", 2, L"DELETEPROFILE"),
+              L"true 7 text, " + no_manager + L", abB33");
+    EXPECT_EQ(After("CoCreateInstance", 3, L"DELETEPROFILE"),
+              L"true 7 text, CoCreateInstance CLSID_MbnInterfaceManager error, abB33");
+    EXPECT_EQ(After("FailGetConnectionProfiles", 0, L"DELETEPROFILE"),
+              L"true 7 text, GetConnectionProfiles error, abB33");
+    EXPECT_EQ(After("SafeArrayGetLBound", 3, L"DELETEPROFILE"),
+              L"true 7 text, SafeArrayGetLBound profile error, abB33");
+    EXPECT_EQ(After("SafeArrayGetUBound", 4, L"DELETEPROFILE"),
+              L"true 7 text, SafeArrayGetUBound profile error, B33");
+    // All profiles are deleted before the new one is created.
+    EXPECT_EQ(After("CoInitializeEx", 6, L"CREATEPROFILE", L"d|apn"),
+              L"true 7 d, Coinitialize failed, 13");
+    EXPECT_EQ(After("CoCreateInstance", 7, L"CREATEPROFILE", L"d|apn"),
+              L"true 7 d, " + no_manager + L", 13");
+    EXPECT_EQ(After("FailCreateProfile", 0, L"CREATEPROFILE", L"d|apn"),
+              L"true 7 d, " + no_manager + L", 13");
 }
 
 }  // namespace

@@ -45,6 +45,7 @@ void NoteOpening(HKEY, LPCWSTR, DWORD, REGSAM access, HKEY*) {
 INTERPOSE_NOTED(RegCreateKeyExW, kOpensOnZero, NoteMaking);
 INTERPOSE_NOTED(RegOpenKeyExW, kOpensOnZero, NoteOpening);
 INTERPOSE(RegCloseKey, kCloses);
+INTERPOSE(RegSetValueExW, kNone);
 
 namespace {
 
@@ -154,6 +155,45 @@ TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {
     Store(kClickNoteKey, L"CustomProtocol", REG_SZ, text.data(), 202);
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
     EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
+}
+
+TEST_F(SettingsTest, FailuresOfTheRegistryAreAnsweredAndLogged) {
+    const auto ask = [](const wchar_t* word, const char* function, int call, LSTATUS error) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kVendorKey.c_str());
+        Store(kPenOptionKey, L"ButtonAction", 5);
+        g_watch = {true, {function, call, error}};
+        return Ask(word, true, 7);
+    };
+    const auto expect_stored = [](std::optional<long> mode, std::optional<long> profile) {
+        EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), mode);
+        EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), profile);
+    };
+    const Lines unread = {"Register Open Error", "Register Query Error"};
+    const std::string not_made = "RegCreateKeyEx Error - 5";
+    EXPECT_EQ(ask(L"GETPENSETTING", "RegOpenKeyExW", 1, 5), L"true -1");
+    EXPECT_EQ(g_log, unread);
+    EXPECT_EQ(ask(L"GETPENCLICKSETTING", "", 0, 0), L"true -100");
+    EXPECT_EQ(g_log, Lines{"Register Query Error"});
+    EXPECT_EQ(ask(L"SETPENSETTING", "RegCreateKeyExW", 1, 5), L"false 7");
+    EXPECT_EQ(g_log, Lines{not_made});
+    EXPECT_EQ(ask(L"SETPENSETTING", "RegSetValueExW", 1, -7), L"false 7");
+    EXPECT_EQ(g_log, Lines{"RegSetValueEx Error - -7"});
+    EXPECT_EQ(ask(L"SETPENPRESSURESENSITIVITY", "RegCreateKeyExW", 1, 5), L"true 7");
+    EXPECT_EQ(g_log, Lines{not_made});
+    for (const char* function : {"RegCreateKeyExW", "RegSetValueExW"}) {
+        EXPECT_EQ(ask(L"CHECKADDTIONALPENSETTING", function, 1, 5), L"false 7");
+        EXPECT_EQ(g_log, unread);
+    }
+    // Of two values, the other one is stored.
+    EXPECT_EQ(ask(L"GETSCREENMODE", "RegCreateKeyExW", 1, 5), L"true 99");
+    EXPECT_EQ(g_log, (Lines{"Register Query Error", not_made, "GetScreenMode : 99"}));
+    expect_stored({}, 3);
+    EXPECT_EQ(ask(L"SETSCREENMODE", "RegCreateKeyExW", 1, 5), L"false 7");
+    EXPECT_EQ(g_log, (Lines{not_made, "Set Screen Mode Failure"}));
+    expect_stored({}, 7);
+    EXPECT_EQ(ask(L"SETSCREENMODE", "RegCreateKeyExW", 2, 5), L"true 7");
+    EXPECT_EQ(g_log, (Lines{not_made, "Set Screen Mode Success"}));
+    expect_stored(7, {});
 }
 
 TEST_F(SettingsTest, EchoedUnansweredAndUnknownCommands) {

@@ -135,10 +135,10 @@ class UsbPathChanger : public testing::Test {
     }
 
     // Runs the command and returns what it printed.
-    static std::wstring Run(const wchar_t* command) {
+    static std::wstring Run(const wchar_t* command, const Fault& fault = {}) {
         g_changes.clear();
         g_opened.clear();
-        g_watch = {true, {}};
+        g_watch = {true, fault};
         EXPECT_EQ(AnswerOf(UsbPathChangerCommand, command, true, 7), L"true 7");
         g_watch.on = false;
         EXPECT_EQ(g_watch.held, 0);
@@ -175,6 +175,17 @@ TEST_F(UsbPathChanger, SkipsMissingKeysWithoutAMessage) {
     // Of the keys that have values to delete, only the first is there.
     EXPECT_EQ(Run(kToAp), DeleteFailure(L"RoleSwitchMode"));
     EXPECT_EQ(StoredNumber(kControlSet + L"Services\\QCDIAGROUTER", L"TransportType"), 2);
+}
+
+TEST_F(UsbPathChanger, GoesOnAfterAFailure) {
+    Run(kToCp);
+    const std::size_t all = g_opened.size();
+    EXPECT_EQ(Run(kToCp, {"RegCreateKeyExW", 8, 5}), L"");
+    EXPECT_EQ(g_opened.size(), all - 1);
+    // The message shows the last error of the thread, not the status that was returned.
+    EXPECT_EQ(Run(kToCp, {"RegSetValueExW", 3, 112, 4711}),
+              L"RegSetValueEx fail, GetLastError(4711) ValueName[bMaxPower]\n");
+    EXPECT_EQ(g_opened.size(), all);
 }
 
 }  // namespace
