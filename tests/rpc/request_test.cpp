@@ -6,32 +6,18 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <climits>
 #include <cstdlib>
 #include <new>
 #include <numeric>
-#include <span>
 #include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
 #include <vector>
 
-#include "bledevice/blehelper.h"
-#include "document/commonhelper.h"
-#include "mbn/mbnhelper.h"
-#include "rpc/command.h"
 #include "rpc/stub/tesselservice.h"
-#include "settings/registryhelper.h"
 #include "tests/support/recorders.h"
 #include "tests/support/replacedimport.h"
-#include "usbpath/usbpathchanger.h"
 
 namespace {
-
-// The calls of AnswerCommand: the table of the family, and the values.
-using Handled = std::tuple<const Command*, const wchar_t*, bool, long, wchar_t*>;
-std::vector<Handled> g_handled;
 
 // The blocks of a context and how often each was freed. They are only counted and stay allocated.
 constexpr int kBlocks = 1 + kRequestContextSlots;
@@ -70,46 +56,7 @@ extern "C" void free(void* block) {
     }
 }
 
-void AnswerCommand(std::span<const Command> table,
-                   const wchar_t* command,
-                   bool flag,
-                   long number,
-                   wchar_t* text) {
-    g_handled.emplace_back(table.data(), command, flag, number, text);
-}
-
 namespace {
-
-TEST(RequestTest, ACommandReachesItsFamilyAloneAndAnyOtherIsOnlyLogged) {
-    const std::pair<std::wstring, const Command*> rows[] = {
-        {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", kRegistryHelperCommands.data()},
-        {L"COMMONHELPER_ISFILE_EXISTS", kCommonHelperCommands.data()},
-        {L"MBNHELPER_QEURYPROFILE", kMbnHelperCommands.data()},
-        {L"BLEHELPER_ISBLESUPPORT", kBleHelperCommands.data()},
-        {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", kUsbPathChangerCommands.data()},
-        {L"", nullptr},
-        {L"REGISTRYHELPER_GETDEVICENAME", nullptr},
-        {L"registryhelper_getpensetting", nullptr},
-        {L"REGISTRYHELPER_GETPENSETTIN", nullptr},
-        {L"REGISTRYHELPER_GETPENSETTING ", nullptr},
-        {std::wstring(1 << 20, L'A'), nullptr},
-    };
-    for (const auto& [command, table] : rows) {
-        const std::string name(command.begin(), command.end());
-        SCOPED_TRACE(name.substr(0, 100));
-        wchar_t text[] = L"\x2603\xE9|\n";
-        std::vector<Handled> due;
-        if (table != nullptr) {
-            due.emplace_back(table, command.c_str(), true, LONG_MIN, text);
-        }
-        g_handled.clear();
-        RemoteRequest(nullptr, command.c_str(), 2, LONG_MIN, text);
-        EXPECT_EQ(g_handled, due);
-        EXPECT_EQ(TakeLog(), std::vector{"Data Recieved requestString : " + name +
-                                         " / data_bool : true / data_int : -2147483648"
-                                         " / data_string : \x03\xE9|\n"});
-    }
-}
 
 // Opens a context whose blocks are watched.
 REQUEST_CONTEXT_HANDLE Open() {

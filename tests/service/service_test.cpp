@@ -1,4 +1,5 @@
-// The service and its base class, with their reports and tracing events recorded.
+// The service and its base class. Everything that they report, write and call goes into the
+// recorded log, in one order.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -7,11 +8,9 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "rpc/rpcserver.h"
 #include "service/logline.h"
@@ -21,30 +20,27 @@
 
 namespace {
 
-std::mutex g_mutex;
-// The reported states and check points, a digit each, and the last status.
-std::string g_states;
+// The check points of the reports, a digit each, and the last status.
 std::string g_checkPoints;
 SERVICE_STATUS g_status = {};
-// Each with its level before it.
-std::vector<std::wstring> g_events;
+std::atomic<int> g_reports = 0;
 const SERVICE_TABLE_ENTRYW* g_table = nullptr;
 std::function<void()> g_duringDispatch = [] {};
 std::function<void()> g_beforeRunning = [] {};
+std::function<void()> g_beforeLock;
+std::function<void()> g_afterUnlock;
 std::atomic<RPC_STATUS> g_startStatus = RPC_S_OK;
 std::atomic<DWORD> g_startThread = 0;
 std::atomic<bool> g_startIsHeld = false;
-std::function<void()> g_beforeLock;
-std::function<void()> g_afterUnlock;
 
 BOOL KeepStatus(SERVICE_STATUS_HANDLE /*handle*/, const SERVICE_STATUS* status) {
     if (status->dwCurrentState == SERVICE_RUNNING) {
         g_beforeRunning();
     }
-    const std::lock_guard lock(g_mutex);
-    g_states += std::to_string(status->dwCurrentState);
+    LogLine("", static_cast<long>(status->dwCurrentState));
     g_checkPoints += std::to_string(status->dwCheckPoint);
     g_status = *status;
+    ++g_reports;
     return FALSE;
 }
 
@@ -56,10 +52,9 @@ ULONG GiveProvider(const GUID* provider, PENABLECALLBACK, void*, REGHANDLE* hand
 }
 
 ULONG KeepEvent(REGHANDLE handle, UCHAR level, ULONGLONG keyword, const wchar_t* message) {
-    const std::lock_guard lock(g_mutex);
-    if (handle == 77 && keyword == 0) {
-        g_events.push_back(std::to_wstring(level) + L" " + message);
-    }
+    const std::wstring text = message;
+    EXPECT_TRUE(handle == 77 && keyword == 0);
+    LogLine(("[" + std::to_string(level) + "] " + std::string(text.begin(), text.end())).c_str());
     return ERROR_SUCCESS;
 }
 
@@ -87,11 +82,11 @@ INTERPOSE(CreateEventW, kNone);
 // The Windows headers declare these two as functions that are not imported.
 void WINAPI AcquireSRWLockExclusive(SRWLOCK* lock) {
     CallOnce(g_beforeLock);
-    reinterpret_cast<void (*)(SRWLOCK*)>(WindowsFunction("AcquireSRWLockExclusive"))(lock);
+    CallWindows<decltype(AcquireSRWLockExclusive)>("AcquireSRWLockExclusive", lock);
 }
 
 void WINAPI ReleaseSRWLockExclusive(SRWLOCK* lock) {
-    reinterpret_cast<void (*)(SRWLOCK*)>(WindowsFunction("ReleaseSRWLockExclusive"))(lock);
+    CallWindows<decltype(ReleaseSRWLockExclusive)>("ReleaseSRWLockExclusive", lock);
     CallOnce(g_afterUnlock);
 }
 
@@ -109,20 +104,17 @@ void RpcServerDisconnect() {
 
 namespace {
 
-// What was kept since the last call.
-template <typename Kept>
-Kept Take(Kept& kept) {
-    const std::lock_guard lock(g_mutex);
-    return std::exchange(kept, {});
+// Returns what was recorded since the last call: states, events with their level, calls and lines.
+std::string Recorded() {
+    std::string recorded;
+    for (const std::string& line : TakeLog()) {
+        recorded += (recorded.empty() ? "" : " ") + line;
+    }
+    return recorded;
 }
 
-// Waits up to `milliseconds` for that many states.
-void WaitForStates(std::size_t count, int milliseconds) {
-    const auto reported = [] {
-        const std::lock_guard lock(g_mutex);
-        return g_states.size();
-    };
-    for (int i = 0; i < milliseconds && reported() < count; ++i) {
+void WaitForReports(int count, int milliseconds) {
+    for (int i = 0; i < milliseconds && g_reports < count; ++i) {
         Sleep(1);
     }
 }
@@ -130,18 +122,17 @@ void WaitForStates(std::size_t count, int milliseconds) {
 // A service whose hooks record their call and then run the function of the test.
 class TestService : public CServiceBase {
  public:
-    std::string called;
     std::function<void()> behaviour = [] {};
 
-    void OnStart(DWORD /*argc*/, wchar_t** /*argv*/) override { Hook("start "); }
-    void OnStop() override { Hook("stop "); }
-    void OnPause() override { Hook("pause "); }
-    void OnContinue() override { Hook("continue "); }
-    void OnShutdown() override { Hook("shutdown "); }
+    void OnStart(DWORD /*argc*/, wchar_t** /*argv*/) override { Hook("start"); }
+    void OnStop() override { Hook("stop"); }
+    void OnPause() override { Hook("pause"); }
+    void OnContinue() override { Hook("continue"); }
+    void OnShutdown() override { Hook("shutdown"); }
 
  private:
     void Hook(const char* name) {
-        called += name;
+        LogLine(name);
         behaviour();
     }
 };
@@ -149,9 +140,8 @@ class TestService : public CServiceBase {
 class ServiceTest : public testing::Test {
  protected:
     void SetUp() override {
-        Take(g_states);
-        Take(g_events);
         TakeLog();
+        g_reports = 0;
         g_watch = {};
     }
 };
@@ -162,52 +152,50 @@ TEST_F(ServiceTest, PendingReportsCountAndSettledOnesCarryNone) {
     service.Start(0, nullptr);
     service.Stop();
     service.Pause();
-    EXPECT_EQ(g_states, "243167");
+    EXPECT_EQ(Recorded(), "2 start 4 3 stop 1 6 pause 7");
     EXPECT_EQ(g_checkPoints, "102034") << "paused is not a settled state";
     EXPECT_EQ(g_status.dwServiceType, 0x10U);
     EXPECT_EQ(g_status.dwControlsAccepted, 5U);
     EXPECT_EQ(g_status.dwWaitHint, 0U);
 
     service.WriteErrorLogEntry(std::wstring(500, L'x').c_str(), 5);
-    EXPECT_EQ(Take(g_events), std::vector{L"1 " + std::wstring(259, L'x')});
+    EXPECT_EQ(Recorded(), "[1] " + std::string(259, 'x'));
 }
 
-// The states that each method reports when its hook returns, or throws, from a service that runs.
-const struct {
-    std::wstring name;
-    std::wstring verb;
-    void (*call)(TestService& service);
-    std::string normal;
-    std::string failed;
-} kMethods[] = {
-    {L"Start", L"start", [](TestService& s) { s.Start(0, nullptr); }, "24", "21"},
-    {L"Stop", L"stop", [](TestService& s) { s.Stop(); }, "31", "34"},
-    {L"Pause", L"pause", [](TestService& s) { s.Pause(); }, "67", "64"},
-    {L"Continue", L"resume", [](TestService& s) { s.Continue(); }, "54", "57"},
-    {L"Shutdown", L"shut down", [](TestService& s) { s.Shutdown(); }, "1", ""},
-};
-
 TEST_F(ServiceTest, EveryMethodReportsAndTracesItsOutcome) {
-    for (const auto& method : kMethods) {
-        SCOPED_TRACE(testing::PrintToString(method.name));
+    // What each method records before its hook ends, and then if the hook returns or throws.
+    const struct {
+        std::string name;
+        std::string verb;
+        void (*call)(TestService& service);
+        std::string before;
+        std::string normal;
+        std::string failed;
+    } methods[] = {
+        {"Start", "start", [](TestService& s) { s.Start(0, nullptr); }, "2 start", " 4", " 1"},
+        {"Stop", "stop", [](TestService& s) { s.Stop(); }, "3 stop", " 1", " 4"},
+        {"Pause", "pause", [](TestService& s) { s.Pause(); }, "6 pause", " 7", " 4"},
+        {"Continue", "resume", [](TestService& s) { s.Continue(); }, "5 continue", " 4", " 7"},
+        {"Shutdown", "shut down", [](TestService& s) { s.Shutdown(); }, "shutdown", " 1", ""},
+    };
+    for (const auto& method : methods) {
         TestService service;
         const auto call = [&](const std::function<void()>& behaviour) {
             service.behaviour = [] {};
             service.Start(0, nullptr);
-            Take(g_states);
+            TakeLog();
             service.behaviour = behaviour;
             method.call(service);
-            return Take(g_states);
+            return Recorded();
         };
-        EXPECT_EQ(call([] {}), method.normal);
-        EXPECT_TRUE(Take(g_events).empty());
-        EXPECT_EQ(call([] { throw DWORD{0xBEEF}; }), method.failed);
-        EXPECT_EQ(g_status.dwWin32ExitCode, method.name == L"Start" ? 0xBEEFU : 0U);
-        EXPECT_EQ(Take(g_events),
-                  (std::vector{L"1 Service " + method.name + L" failed w/err 0x0000beef"}));
-        EXPECT_EQ(call([] { throw std::runtime_error("not a Win32 code"); }), method.failed);
+        EXPECT_EQ(call([] {}), method.before + method.normal);
+        EXPECT_EQ(call([] { throw DWORD{0xBEEF}; }), method.before + " [1] Service " + method.name +
+                                                         " failed w/err 0x0000beef" +
+                                                         method.failed);
+        EXPECT_EQ(g_status.dwWin32ExitCode, method.name == "Start" ? 0xBEEFU : 0U);
+        EXPECT_EQ(call([] { throw std::runtime_error("not a Win32 code"); }),
+                  method.before + " [1] Service failed to " + method.verb + "." + method.failed);
         EXPECT_EQ(g_status.dwWin32ExitCode, 0U);
-        EXPECT_EQ(Take(g_events), (std::vector{L"1 Service failed to " + method.verb + L"."}));
     }
 }
 
@@ -224,10 +212,15 @@ TEST_F(ServiceTest, DispatcherGetsTheServiceAndControlsReachTheirHooks) {
     };
     EXPECT_FALSE(CServiceBase::Run(service));
     // The shutdown came first: the stop does nothing.
-    EXPECT_EQ(service.called, "start shutdown continue pause ");
+    EXPECT_EQ(Recorded(), "2 start 4 shutdown 1 5 continue 4 6 pause 7");
 }
 
-TEST_F(ServiceTest, StartHandsTheServerToAnotherThreadAndStopTearsItDown) {
+// What a service records that starts and stops.
+constexpr char kStartedAndStopped[] =
+    "2 [4] CppWindowsService in OnStart 4 "
+    "3 [4] CppWindowsService in OnStop Service OnStop (disconnect) Service OnStop end 1";
+
+TEST_F(ServiceTest, StartHandsTheServerToAnotherThreadAndStopDisconnectsIt) {
     CTesselService service;
     service.Start(0, nullptr);
     for (int i = 0; i < 5000 && g_startThread == 0; ++i) {
@@ -236,10 +229,7 @@ TEST_F(ServiceTest, StartHandsTheServerToAnotherThreadAndStopTearsItDown) {
     EXPECT_NE(g_startThread, 0U);
     EXPECT_NE(g_startThread, GetCurrentThreadId());
     service.Stop();
-    EXPECT_EQ(g_events, (std::vector<std::wstring>{L"4 CppWindowsService in OnStart",
-                                                   L"4 CppWindowsService in OnStop"}));
-    EXPECT_EQ(TakeLog(),
-              (std::vector<std::string>{"Service OnStop", "(disconnect)", "Service OnStop end"}));
+    EXPECT_EQ(Recorded(), kStartedAndStopped);
 }
 
 // A server start that fails at once stops the service, but not before it is reported as running;
@@ -247,12 +237,12 @@ TEST_F(ServiceTest, StartHandsTheServerToAnotherThreadAndStopTearsItDown) {
 TEST_F(ServiceTest, AFailedServerStartStopsTheServiceOnceAndAfterItRan) {
     g_startStatus = RPC_S_DUPLICATE_ENDPOINT;
     {
-        g_beforeRunning = [] { WaitForStates(2, 100); };
+        g_beforeRunning = [] { WaitForReports(2, 100); };
         CTesselService service;
         service.Start(0, nullptr);
         g_beforeRunning = [] {};
-        WaitForStates(4, 5000);
-        EXPECT_EQ(Take(g_states), "2431");
+        WaitForReports(4, 5000);
+        EXPECT_EQ(Recorded(), kStartedAndStopped);
     }
     g_startIsHeld = true;
     CTesselService service;
@@ -260,7 +250,7 @@ TEST_F(ServiceTest, AFailedServerStartStopsTheServiceOnceAndAfterItRan) {
     service.Stop();
     g_startIsHeld = false;
     Sleep(50);
-    EXPECT_EQ(g_states, "2431");
+    EXPECT_EQ(Recorded(), kStartedAndStopped);
 }
 
 // The stop of another thread may come at any moment. Here it comes before the first one takes the
@@ -268,7 +258,6 @@ TEST_F(ServiceTest, AFailedServerStartStopsTheServiceOnceAndAfterItRan) {
 TEST_F(ServiceTest, OfTwoStopsAtTheSameTimeOneStopsTheServiceWhichCanBeStartedAgain) {
     TestService service;
     for (std::function<void()>* moment : {&g_beforeLock, &g_afterUnlock}) {
-        service.called.clear();
         service.Start(0, nullptr);
         bool came = false;
         *moment = [&] {
@@ -277,7 +266,7 @@ TEST_F(ServiceTest, OfTwoStopsAtTheSameTimeOneStopsTheServiceWhichCanBeStartedAg
         };
         service.Stop();
         EXPECT_TRUE(came);
-        EXPECT_EQ(service.called, "start stop ");
+        EXPECT_EQ(Recorded(), "2 start 4 3 stop 1");
     }
 }
 
@@ -286,7 +275,7 @@ TEST_F(ServiceTest, FailuresOfWindowsArePrintedOrThrown) {
     TestService service;
     EXPECT_EQ(TakePrinted(), L"Provider not registered. EventRegister failed with 5\n");
     service.WriteErrorLogEntry(L"no provider", 1);
-    EXPECT_TRUE(g_events.empty());
+    EXPECT_EQ(Recorded(), "");
 
     const auto thrown = [](const Fault& fault, const std::function<void()>& act) -> DWORD {
         g_watch = {true, fault};
@@ -304,7 +293,7 @@ TEST_F(ServiceTest, FailuresOfWindowsArePrintedOrThrown) {
                   1083U);
     };
     CServiceBase::Run(service);
-    EXPECT_EQ(service.called, "");
+    EXPECT_EQ(Recorded(), "");
 }
 
 }  // namespace

@@ -40,10 +40,7 @@ INTERPOSE_BY(ControlService, kNone, Stop(arguments...));
 INTERPOSE_BY(QueryServiceStatus, kNone, Query(arguments...));
 INTERPOSE_GIVES(DeleteService, kNone, 1);
 // A wait prints "z".
-INTERPOSE_BY(Sleep,
-             kNone,
-             (g_watch.on ? ConsolePrint(L"z")
-                         : Windows<Watched_Sleep, decltype(Sleep)>::Act(arguments...)));
+INTERPOSE_BY(Sleep, kNone, (g_watch.on ? ConsolePrint(L"z") : WINDOWS(Sleep)));
 
 namespace {
 

@@ -200,9 +200,23 @@ TEST_F(SettingsTest, EchoedUnansweredAndUnknownCommands) {
     EXPECT_EQ(Ask(L"ISVZWQ", true, -9), L"true -9");
     EXPECT_EQ(Ask(L"GETDEVICENAME", false, 4), L"false 4");
     for (const wchar_t* word : {L"SETDIMMINGTIME", L"GETDIMMINGTIME", L"ISSMARTDIMMINGSUPPORT",
-                                L"getpensetting", L"", L"GETPENSETTINGS"}) {
+                                L"getpensetting", L"", L"GETPENSETTINGS", L"GETPENSETTIN"}) {
         EXPECT_EQ(Ask(word, true, 1), L"");
         EXPECT_TRUE(g_log.empty());
+    }
+}
+
+TEST_F(SettingsTest, EveryRequestIsLoggedAndNotEveryCommandIsRouted) {
+    for (const bool routed : {true, false}) {
+        const std::string name = routed ? "REGISTRYHELPER_ISVZWQ" : "REGISTRYHELPER_GETDEVICENAME";
+        wchar_t text[] = L"\x2603\xE9|\n";
+        g_answers.clear();
+        RemoteRequest(nullptr, std::wstring(name.begin(), name.end()).c_str(), 2, LONG_MIN, text);
+        EXPECT_EQ(g_answers,
+                  routed ? L"REGISTRYHELPER_ISVZWQ true -2147483648 \x2603\xE9|\n" : L"");
+        EXPECT_EQ(TakeLog(), Lines{"Data Recieved requestString : " + name +
+                                   " / data_bool : true / data_int : -2147483648"
+                                   " / data_string : \x03\xE9|\n"});
     }
 }
 

@@ -50,30 +50,16 @@ inline void CountHeld(Effect effect, std::intptr_t result) {
     }
 }
 
-// The function of that name in the libraries of Windows.
-inline void* WindowsFunction(const char* name) {
+// Calls the function of that name in the libraries of Windows.
+template <typename Function, typename... Arguments>
+auto CallWindows(const char* name, Arguments... arguments) {
+    FARPROC found = nullptr;
     for (const wchar_t* library :
          {L"kernel32", L"advapi32", L"ole32", L"oleaut32", L"rpcrt4", L"msvcrt", L"ucrtbase"}) {
-        if (const FARPROC function = GetProcAddress(LoadLibraryW(library), name)) {
-            return reinterpret_cast<void*>(function);
-        }
+        found = found != nullptr ? found : GetProcAddress(LoadLibraryW(library), name);
     }
-    return nullptr;
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(found))(arguments...);
 }
-
-// Calls Windows. No static local variable: its guard calls Windows too.
-template <typename Watched, typename Function>
-struct Windows {
-    static inline Function* function = nullptr;
-
-    template <typename... Arguments>
-    static auto Act(Arguments... arguments) {
-        if (function == nullptr) {
-            function = reinterpret_cast<Function*>(WindowsFunction(Watched::kName));
-        }
-        return function(arguments...);
-    }
-};
 
 template <typename Watched, typename Function>
 struct Interposed;
@@ -114,14 +100,13 @@ struct Interposed<Watched, Result(Arguments...)> {
     using Interposed_##function = Interposed<Watched_##function, decltype(function)>; \
     REPLACE_IMPORT(function, Interposed_##function::Call)
 
-#define INTERPOSE(function, effect) \
-    INTERPOSE_BY(function, effect,  \
-                 (Windows<Watched_##function, decltype(function)>::Act(arguments...)))
+// In `act`: calls Windows.
+#define WINDOWS(function) CallWindows<decltype(function)>(#function, arguments...)
+
+#define INTERPOSE(function, effect) INTERPOSE_BY(function, effect, WINDOWS(function))
 
 #define INTERPOSE_NOTED(function, effect, note) \
-    INTERPOSE_BY(                               \
-        function, effect,                       \
-        (note(arguments...), Windows<Watched_##function, decltype(function)>::Act(arguments...)))
+    INTERPOSE_BY(function, effect, (note(arguments...), WINDOWS(function)))
 
 #define INTERPOSE_GIVES(function, effect, result) \
     INTERPOSE_BY(function, effect, ((decltype(function(arguments...)))std::intptr_t{result}))
