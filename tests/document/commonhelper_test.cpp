@@ -15,7 +15,7 @@
 #include <thread>
 #include <utility>
 
-#include "rpc/stub/tesselservice.h"
+#include "tests/support/answers.h"
 #include "tests/support/interposed.h"
 #include "win32/uniquehandle.h"
 
@@ -25,14 +25,6 @@ namespace {
 
 // In the place of the exception of the RPC runtime, which a test cannot catch.
 struct ClientGone {};
-
-struct {
-    std::wstring command;
-    bool flag;
-    long number;
-    std::wstring text;
-} g_answer;
-bool g_client_gone = false;
 
 // The heap, so that tests see what a request holds and what is written past the end of a block.
 constexpr char kGuard[8] = "guard";
@@ -74,39 +66,24 @@ void operator delete(void* block, std::size_t) noexcept {
     operator delete(block);
 }
 
-void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
-    if (g_client_gone) {
-        throw ClientGone();
-    }
-    g_answer = {g_answer.command + command, flag != 0, number, text};
-}
-
 namespace {
 
-// Asks once and expects one answer, with the request's number.
-void Ask(const wchar_t* command, const std::wstring& path) {
-    g_answer = {};
-    CommonHelperCommand(nullptr, command, true, -3, const_cast<wchar_t*>(path.c_str()));
-    EXPECT_TRUE(g_answer.command == command && g_answer.number == -3);
-}
-
 std::wstring ReadText(const std::wstring& path) {
-    Ask(L"COMMONHELPER_READEULADOCUMENT", path);
-    EXPECT_TRUE(g_answer.flag);
-    return g_answer.text;
+    const std::wstring answer =
+        AnswerOf(CommonHelperCommand, L"COMMONHELPER_READEULADOCUMENT", true, -3, path);
+    EXPECT_EQ(answer.substr(0, 7), L"true -3");
+    return answer.substr(std::min<std::size_t>(answer.size(), 8));
 }
 
-bool Exists(const std::wstring& path) {
-    Ask(L"COMMONHELPER_ISFILE_EXISTS", path);
-    EXPECT_EQ(g_answer.text, L"");
-    return g_answer.flag;
+std::wstring Exists(const std::wstring& path) {
+    return AnswerOf(CommonHelperCommand, L"COMMONHELPER_ISFILE_EXISTS", true, -3, path);
 }
 
 // The client vanishes while it is answered.
 void AskAndVanish(const std::wstring& path) {
-    g_client_gone = true;
-    EXPECT_THROW(Ask(L"COMMONHELPER_READEULADOCUMENT", path), ClientGone);
-    g_client_gone = false;
+    g_onAnswer = [] { throw ClientGone(); };
+    EXPECT_THROW(ReadText(path), ClientGone);
+    g_onAnswer = [] {};
 }
 
 class CommonHelper : public testing::Test {
@@ -115,7 +92,6 @@ class CommonHelper : public testing::Test {
 
     ~CommonHelper() override {
         EXPECT_EQ(g_overruns.exchange(0), 0) << "written past the end of a block";
-        std::wstring().swap(g_answer.text);
         std::filesystem::remove_all(m_folder);
     }
 
@@ -201,26 +177,21 @@ TEST_F(CommonHelper, TellsWhetherAPathExistsByTheLowBytesOfItsName) {
     const std::wstring path = Write(L"A", "");
     // msvcrt says no to the one with the backslash. U+0141 has the low byte of "A".
     for (const std::wstring& there : {path, Path(L"\x0141"), m_folder, m_folder + L"\\"}) {
-        EXPECT_TRUE(Exists(there));
+        EXPECT_EQ(Exists(there), L"true -3");
     }
     const std::wstring wide = Write(L"\x0142", "wide");
     for (const std::wstring& missing : {Path(L"missing"), path + L"\\below", L""s, wide}) {
-        EXPECT_FALSE(Exists(missing));
+        EXPECT_EQ(Exists(missing), L"false -3");
     }
     EXPECT_EQ(ReadText(wide), L"wide\n");
 }
 
-TEST_F(CommonHelper, ReleasesALargeDocument) {
-    const std::wstring path = Write(L"large", std::string(10'000'000, '\xE4'));
+TEST_F(CommonHelper, FreesTheTextAlsoIfTheClientVanishes) {
+    const std::wstring path = Write(L"large", std::string(3'000'000, '\xE4'));
     const std::size_t before = g_live_bytes;
-    EXPECT_EQ(ReadText(path).size(), 10'000'001u);
-    std::wstring().swap(g_answer.text);
-    EXPECT_LT(g_live_bytes, before + 1000u);
-}
-
-TEST_F(CommonHelper, FreesTheTextOfAVanishedClient) {
-    const std::wstring path = Write(L"large", std::string(3'000'000, 'x'));
-    const std::size_t before = g_live_bytes;
+    EXPECT_EQ(ReadText(path).size(), 3'000'001u);
+    std::wstring().swap(g_answers);
+    EXPECT_LT(g_live_bytes, before + 10'000u);
     for (int i = 0; i < 5; ++i) {
         AskAndVanish(path);
         EXPECT_LT(g_live_bytes, before + 6'100'000u);
@@ -228,7 +199,6 @@ TEST_F(CommonHelper, FreesTheTextOfAVanishedClient) {
     // The next document of the thread frees it, or the end of the thread.
     EXPECT_EQ(ReadText(m_folder), L"");
     EXPECT_LT(g_live_bytes, before + 10'000u);
-
     std::thread([&] { AskAndVanish(path); }).join();
     EXPECT_LT(g_live_bytes, before + 10'000u);
 }

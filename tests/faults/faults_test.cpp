@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "rpc/stub/tesselservice.h"
+#include "tests/support/answers.h"
 #include "tests/support/interposed.h"
 #include "tests/support/registryvalues.h"
 
@@ -16,14 +16,7 @@ namespace {
 
 constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Bramble\\BrambleSettings";
 
-std::wstring g_answer;
-
 }  // namespace
-
-void ReportResult(wchar_t* /*command*/, boolean flag, long number, wchar_t* text) {
-    g_watch.on = false;
-    g_answer += (flag ? L"true " : L"false ") + std::to_wstring(number) + L" " + text;
-}
 
 // The C++ library frees these blocks with free.
 void* operator new(std::size_t size) {
@@ -46,22 +39,23 @@ void CleanUp() {
 // allocation of that number fails (0: none fails).
 std::wstring AnswerWithout(int allocation, const wchar_t* command, std::wstring text) {
     g_watch = {};
-    g_answer.clear();
+    g_answers.clear();
     CleanUp();
     Store(std::wstring(kSettingsKey) + L"\\PenOption", L"ButtonAction", 5);
     std::ofstream("document.txt") << "line";
     g_watch = {true, {"operator new", allocation}};
+    g_onAnswer = [] { g_watch.on = false; };
     RemoteRequest(nullptr, command, 1, 7, text.data());
-    g_watch.on = false;
+    std::wstring answer = g_answers.substr(std::wstring(command).size() + 1);
     for (const wchar_t* name : {L"ScreenMode", L"ColorProfile"}) {
-        g_answer += L" " + std::to_wstring(StoredNumber(kSettingsKey, name).value_or(-1));
+        answer += L" " + std::to_wstring(StoredNumber(kSettingsKey, name).value_or(-1));
     }
-    return g_answer;
+    return answer;
 }
 
 // Without memory a line of the log is lost or a document cannot be read, and nothing else.
 TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
-    const std::wstring unread = L"true 7  -1 -1";
+    const std::wstring unread = L"true 7 -1 -1";
     const struct {
         const wchar_t* command;
         const wchar_t* text;
@@ -74,7 +68,7 @@ TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
         {L"REGISTRYHELPER_SETSCREENMODE", L"text", L"true 7 text 7 7"},
         {L"REGISTRYHELPER_GETSCREENMODE", L"text", L"true 99 text 99 3"},
         {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", L"text", L"true 7 text -1 -1"},
-        {L"COMMONHELPER_ISFILE_EXISTS", L".\\.\\.\\document.txt", unread, L"false 7  -1 -1"},
+        {L"COMMONHELPER_ISFILE_EXISTS", L".\\.\\.\\document.txt", unread, L"false 7 -1 -1"},
         {L"COMMONHELPER_READEULADOCUMENT", L"document.txt", L"true 7 line\n -1 -1", unread},
     };
     for (const auto& [command, text, answer, without] : requests) {

@@ -22,11 +22,6 @@ const std::wstring kPenPressureKey = kSettingsKey + L"\\PenPressureTH";
 const std::wstring kClickNoteParent = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\ClickNote";
 const std::wstring kClickNoteKey = kClickNoteParent + L"\\OemCustomizationSettingsApp";
 
-using Lines = std::vector<std::string>;
-
-// The log of the last command.
-Lines g_log;
-
 // The access masks with which keys were opened and created.
 std::vector<REGSAM> g_openMasks;
 std::vector<REGSAM> g_createMasks;
@@ -61,36 +56,38 @@ class SettingsTest : public testing::Test {
 
     void TearDown() override { EXPECT_EQ(g_watch.held, 0) << "keys left open"; }
 
+    // Returns the flag and number of the answer, and the lines of the log, each after "; ".
     static std::wstring Ask(const std::wstring& word, bool flag, long number) {
-        const auto answer =
+        std::wstring result =
             AnswerOf(RegistryHelperCommand, L"REGISTRYHELPER_" + word, flag, number);
-        g_log = TakeLog();
-        return answer;
+        for (const std::string& line : TakeLog()) {
+            result += L"; " + std::wstring(line.begin(), line.end());
+        }
+        return result;
     }
 
-    static void StoreAndRead(const std::wstring& word,
+    // Stores a number and returns what reading it gives.
+    static std::wstring Read(const std::wstring& word,
                              const std::wstring& key,
                              const wchar_t* value,
-                             long stored,
-                             long read,
-                             const Lines& logged) {
-        EXPECT_EQ(Ask(L"SET" + word, false, stored), L"true " + std::to_wstring(stored));
-        EXPECT_TRUE(g_log.empty());
-        EXPECT_EQ(StoredNumber(key, value), stored);
-        EXPECT_EQ(Ask(L"GET" + word, true, 1234), L"true " + std::to_wstring(read));
-        EXPECT_EQ(g_log, logged);
+                             long number) {
+        EXPECT_EQ(Ask(L"SET" + word, false, number), L"true " + std::to_wstring(number));
+        EXPECT_EQ(StoredNumber(key, value), number);
+        return Ask(L"GET" + word, true, 1234);
     }
 };
 
 TEST_F(SettingsTest, ValuesAreStoredUncheckedAndMinus100ReadsAsAFailureThatIsNotLogged) {
-    StoreAndRead(L"PENSETTING", kPenOptionKey, L"ButtonAction", 7, 7, {"GetPenSetting Success"});
-    StoreAndRead(L"PENSETTING", kPenOptionKey, L"ButtonAction", -100, -1, {});
+    EXPECT_EQ(Read(L"PENSETTING", kPenOptionKey, L"ButtonAction", 7),
+              L"true 7; GetPenSetting Success");
+    EXPECT_EQ(Read(L"PENSETTING", kPenOptionKey, L"ButtonAction", -100), L"true -1");
     for (const long value : {LONG_MIN, -100L}) {
-        StoreAndRead(L"PENCLICKSETTING", kPenOptionKey, L"ClickAction", value, value, {});
+        EXPECT_EQ(Read(L"PENCLICKSETTING", kPenOptionKey, L"ClickAction", value),
+                  L"true " + std::to_wstring(value));
     }
     for (const long value : {-1L, -100L}) {
-        StoreAndRead(L"PENPRESSURESENSITIVITY", kPenPressureKey, L"PressureTH", value, -1,
-                     {"GetPenPressureSensitivity : -1"});
+        EXPECT_EQ(Read(L"PENPRESSURESENSITIVITY", kPenPressureKey, L"PressureTH", value),
+                  L"true -1; GetPenPressureSensitivity : -1");
     }
     EXPECT_EQ(g_createMasks, std::vector<REGSAM>(6, KEY_WRITE));
     EXPECT_EQ(g_openMasks, std::vector<REGSAM>(6, KEY_ALL_ACCESS));
@@ -98,8 +95,8 @@ TEST_F(SettingsTest, ValuesAreStoredUncheckedAndMinus100ReadsAsAFailureThatIsNot
 
 TEST_F(SettingsTest, SettingTheScreenModeKeepsTheColourProfile) {
     for (const auto& [mode, profile] : {std::pair(99L, 3L), std::pair(5L, 5L)}) {
-        EXPECT_EQ(Ask(L"SETSCREENMODE", false, mode), L"true " + std::to_wstring(mode));
-        EXPECT_EQ(g_log, Lines{"Set Screen Mode Success"});
+        EXPECT_EQ(Ask(L"SETSCREENMODE", false, mode),
+                  L"true " + std::to_wstring(mode) + L"; Set Screen Mode Success");
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), mode);
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), profile);
     }
@@ -108,53 +105,55 @@ TEST_F(SettingsTest, SettingTheScreenModeKeepsTheColourProfile) {
 TEST_F(SettingsTest, ScreenModeFollowsFromTheColourProfileAndIsRepairedWhenUnusable) {
     const struct {
         std::optional<long> profile;
-        long mode;
+        const wchar_t* answer;
         bool repaired;
-    } cases[] = {{std::nullopt, 99, true}, {-100, 99, true}, {-1, 99, true}, {3, 99, false},
-                 {4, 99, false},           {6, 99, false},   {5, 5, false},  {0, 0, false}};
-    for (const auto& c : cases) {
+    } rows[] = {{std::nullopt, L"true 99; Register Query Error; GetScreenMode : 99", true},
+                {-100, L"true 99; GetScreenMode : 99", true},
+                {-1, L"true 99; GetScreenMode : 99", true},
+                {3, L"true 99; GetScreenMode : 99", false},
+                {4, L"true 99; GetScreenMode : 99", false},
+                {6, L"true 99; GetScreenMode : 99", false},
+                {5, L"true 5; GetScreenMode : 5", false},
+                {0, L"true 0; GetScreenMode : 0", false}};
+    for (const auto& [profile, answer, repaired] : rows) {
         SetUp();
-        SCOPED_TRACE(c.profile.value_or(12345));
         Store(kSettingsKey, L"ScreenMode", 42);
-        if (c.profile) {
-            Store(kSettingsKey, L"ColorProfile", *c.profile);
+        if (profile) {
+            Store(kSettingsKey, L"ColorProfile", *profile);
         }
-        EXPECT_EQ(Ask(L"GETSCREENMODE", true, 1), L"true " + std::to_wstring(c.mode));
-        EXPECT_EQ(g_log.back(), "GetScreenMode : " + std::to_string(c.mode));
-        EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), c.repaired ? 99 : 42);
-        EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), c.repaired ? 3 : *c.profile);
+        EXPECT_EQ(Ask(L"GETSCREENMODE", true, 1), answer);
+        EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), repaired ? 99 : 42);
+        EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), repaired ? 3 : profile);
     }
 }
 
 TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
-    // Without the key and, later, with the key alone.
-    for (int i = 0; i < 2; ++i) {
-        Remove(kClickNoteKey, L"CustomProtocol");
-        EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
-        EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
-        EXPECT_EQ(g_createMasks, std::vector<REGSAM>{KEY_ALL_ACCESS}) << "made once";
-    }
-    Store(kClickNoteKey, L"CustomProtocol", std::wstring(L"other:"));
-    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
-    EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"other:");
-}
-
-TEST_F(SettingsTest, LongValuesAreReadWithinTheirBuffers) {
-    const std::vector<unsigned char> bytes(101, 0x01);
-    Store(kPenOptionKey, L"ButtonAction", REG_BINARY, bytes.data(), 100);
-    EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true " + std::to_wstring(0x01010101));
-    Store(kPenOptionKey, L"ButtonAction", REG_BINARY, bytes.data(), 101);
-    EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true -1");
-    EXPECT_EQ(g_log, Lines{"Register Query Error"});
+    const auto stored = [] { return StoredText(kClickNoteKey, L"CustomProtocol"); };
+    const std::wstring own = L"brm-uap-tesselsetting:\\\\pen";
+    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8),
+              L"true 8; Register Open Error; Register Query Error");
+    EXPECT_EQ(stored(), own);
+    Remove(kClickNoteKey, L"CustomProtocol");
+    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8; Register Query Error");
+    EXPECT_EQ(stored(), own);
+    EXPECT_EQ(g_createMasks, std::vector<REGSAM>{KEY_ALL_ACCESS}) << "made once";
 
     // A text of 200 bytes without a terminator can be read. A longer one is taken for no text.
-    const std::wstring text(101, L'x');
-    Store(kClickNoteKey, L"CustomProtocol", REG_SZ, text.data(), 200);
+    const std::wstring other(101, L'x');
+    Store(kClickNoteKey, L"CustomProtocol", REG_SZ, other.data(), 200);
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
-    EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), text.substr(0, 100));
-    Store(kClickNoteKey, L"CustomProtocol", REG_SZ, text.data(), 202);
-    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
-    EXPECT_EQ(StoredText(kClickNoteKey, L"CustomProtocol"), L"brm-uap-tesselsetting:\\\\pen");
+    EXPECT_EQ(stored(), other.substr(0, 100));
+    Store(kClickNoteKey, L"CustomProtocol", REG_SZ, other.data(), 202);
+    EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8; Register Query Error");
+    EXPECT_EQ(stored(), own);
+}
+
+TEST_F(SettingsTest, ALongNumberIsReadWithinItsBuffer) {
+    const std::vector<unsigned char> bytes(101, 0x01);
+    Store(kPenOptionKey, L"ButtonAction", REG_BINARY, bytes.data(), 100);
+    EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true 16843009; GetPenSetting Success");
+    Store(kPenOptionKey, L"ButtonAction", REG_BINARY, bytes.data(), 101);
+    EXPECT_EQ(Ask(L"GETPENSETTING", true, 1), L"true -1; Register Query Error");
 }
 
 TEST_F(SettingsTest, FailuresOfTheRegistryAreAnsweredAndLogged) {
@@ -168,31 +167,26 @@ TEST_F(SettingsTest, FailuresOfTheRegistryAreAnsweredAndLogged) {
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ScreenMode"), mode);
         EXPECT_EQ(StoredNumber(kSettingsKey, L"ColorProfile"), profile);
     };
-    const Lines unread = {"Register Open Error", "Register Query Error"};
-    const std::string not_made = "RegCreateKeyEx Error - 5";
-    EXPECT_EQ(ask(L"GETPENSETTING", "RegOpenKeyExW", 1, 5), L"true -1");
-    EXPECT_EQ(g_log, unread);
-    EXPECT_EQ(ask(L"GETPENCLICKSETTING", "", 0, 0), L"true -100");
-    EXPECT_EQ(g_log, Lines{"Register Query Error"});
-    EXPECT_EQ(ask(L"SETPENSETTING", "RegCreateKeyExW", 1, 5), L"false 7");
-    EXPECT_EQ(g_log, Lines{not_made});
-    EXPECT_EQ(ask(L"SETPENSETTING", "RegSetValueExW", 1, -7), L"false 7");
-    EXPECT_EQ(g_log, Lines{"RegSetValueEx Error - -7"});
-    EXPECT_EQ(ask(L"SETPENPRESSURESENSITIVITY", "RegCreateKeyExW", 1, 5), L"true 7");
-    EXPECT_EQ(g_log, Lines{not_made});
+    EXPECT_EQ(ask(L"GETPENSETTING", "RegOpenKeyExW", 1, 5),
+              L"true -1; Register Open Error; Register Query Error");
+    EXPECT_EQ(ask(L"GETPENCLICKSETTING", "", 0, 0), L"true -100; Register Query Error");
+    EXPECT_EQ(ask(L"SETPENSETTING", "RegCreateKeyExW", 1, 5), L"false 7; RegCreateKeyEx Error - 5");
+    EXPECT_EQ(ask(L"SETPENSETTING", "RegSetValueExW", 1, -7), L"false 7; RegSetValueEx Error - -7");
+    EXPECT_EQ(ask(L"SETPENPRESSURESENSITIVITY", "RegCreateKeyExW", 1, 5),
+              L"true 7; RegCreateKeyEx Error - 5");
     for (const char* function : {"RegCreateKeyExW", "RegSetValueExW"}) {
-        EXPECT_EQ(ask(L"CHECKADDTIONALPENSETTING", function, 1, 5), L"false 7");
-        EXPECT_EQ(g_log, unread);
+        EXPECT_EQ(ask(L"CHECKADDTIONALPENSETTING", function, 1, 5),
+                  L"false 7; Register Open Error; Register Query Error");
     }
     // Of two values, the other one is stored.
-    EXPECT_EQ(ask(L"GETSCREENMODE", "RegCreateKeyExW", 1, 5), L"true 99");
-    EXPECT_EQ(g_log, (Lines{"Register Query Error", not_made, "GetScreenMode : 99"}));
+    EXPECT_EQ(ask(L"GETSCREENMODE", "RegCreateKeyExW", 1, 5),
+              L"true 99; Register Query Error; RegCreateKeyEx Error - 5; GetScreenMode : 99");
     expect_stored({}, 3);
-    EXPECT_EQ(ask(L"SETSCREENMODE", "RegCreateKeyExW", 1, 5), L"false 7");
-    EXPECT_EQ(g_log, (Lines{not_made, "Set Screen Mode Failure"}));
+    EXPECT_EQ(ask(L"SETSCREENMODE", "RegCreateKeyExW", 1, 5),
+              L"false 7; RegCreateKeyEx Error - 5; Set Screen Mode Failure");
     expect_stored({}, 7);
-    EXPECT_EQ(ask(L"SETSCREENMODE", "RegCreateKeyExW", 2, 5), L"true 7");
-    EXPECT_EQ(g_log, (Lines{not_made, "Set Screen Mode Success"}));
+    EXPECT_EQ(ask(L"SETSCREENMODE", "RegCreateKeyExW", 2, 5),
+              L"true 7; RegCreateKeyEx Error - 5; Set Screen Mode Success");
     expect_stored(7, {});
 }
 
@@ -202,7 +196,6 @@ TEST_F(SettingsTest, EchoedUnansweredAndUnknownCommands) {
     for (const wchar_t* word : {L"SETDIMMINGTIME", L"GETDIMMINGTIME", L"ISSMARTDIMMINGSUPPORT",
                                 L"getpensetting", L"", L"GETPENSETTINGS", L"GETPENSETTIN"}) {
         EXPECT_EQ(Ask(word, true, 1), L"");
-        EXPECT_TRUE(g_log.empty());
     }
 }
 
@@ -214,9 +207,9 @@ TEST_F(SettingsTest, EveryRequestIsLoggedAndNotEveryCommandIsRouted) {
         RemoteRequest(nullptr, std::wstring(name.begin(), name.end()).c_str(), 2, LONG_MIN, text);
         EXPECT_EQ(g_answers,
                   routed ? L"REGISTRYHELPER_ISVZWQ true -2147483648 \x2603\xE9|\n" : L"");
-        EXPECT_EQ(TakeLog(), Lines{"Data Recieved requestString : " + name +
-                                   " / data_bool : true / data_int : -2147483648"
-                                   " / data_string : \x03\xE9|\n"});
+        EXPECT_EQ(TakeLog(), std::vector{"Data Recieved requestString : " + name +
+                                         " / data_bool : true / data_int : -2147483648"
+                                         " / data_string : \x03\xE9|\n"});
     }
 }
 

@@ -23,18 +23,22 @@ const wchar_t kToAp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
 
 // One call that changes a value: as the table shows it, and binary data as it is shown below it.
 struct Change {
-    std::wstring key;
-    std::wstring name;
-    std::wstring value;
+    std::string key;
+    std::string name;
+    std::string value;
     std::string dump = {};
 };
 std::vector<Change> g_changes;
-std::vector<std::wstring> g_opened;
+std::vector<std::string> g_opened;
+
+std::string Narrow(std::wstring_view text) {
+    return {text.begin(), text.end()};
+}
 
 void NoteKey(const std::wstring& path, bool as_required) {
     EXPECT_TRUE(as_required && path.starts_with(kControlSet));
     EXPECT_EQ(g_watch.held, 0) << "each key is closed before the next is opened";
-    g_opened.push_back(path.substr(kControlSet.size()));
+    g_opened.push_back(Narrow(path).substr(kControlSet.size()));
 }
 
 void NoteMaking(HKEY, LPCWSTR path, DWORD, LPCWSTR key_class, DWORD options, REGSAM access, ...) {
@@ -46,30 +50,29 @@ void NoteOpening(HKEY, LPCWSTR path, DWORD, REGSAM access, HKEY*) {
 }
 
 void NoteStoring(HKEY, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
-    Change change = {g_opened.back(), name, L"?"};
-    std::wstring text(reinterpret_cast<const wchar_t*>(data), size / sizeof(wchar_t));
-    const std::size_t units = text.find_last_not_of(L'\0') + 1;
+    Change change = {g_opened.back(), Narrow(name), "?"};
+    std::string text = Narrow({reinterpret_cast<const wchar_t*>(data), size / sizeof(wchar_t)});
+    const std::size_t units = text.find_last_not_of('\0') + 1;
+    char shown[32];
     if (type == REG_DWORD && size == sizeof(DWORD)) {
-        wchar_t number[32];
-        std::swprintf(number, 32, L"REG_DWORD 0x%X", *reinterpret_cast<const DWORD*>(data));
-        change.value = number;
+        std::snprintf(shown, 32, "REG_DWORD 0x%lX", *reinterpret_cast<const DWORD*>(data));
+        change.value = shown;
     } else if (type == REG_BINARY) {
-        change.value = L"REG_BINARY, " + std::to_wstring(size) + L" bytes, below";
+        change.value = "REG_BINARY, " + std::to_string(size) + " bytes, below";
         for (DWORD i = 0; i < size; ++i) {
-            char digits[16];
-            std::snprintf(digits, 16, "%s%02x", i % 32 == 0 ? "\n    " : " ", data[i]);
-            change.dump += digits;
+            std::snprintf(shown, 32, "%s%02x", i % 32 == 0 ? "\n    " : " ", data[i]);
+            change.dump += shown;
         }
     } else if (text.size() == units + (type == REG_SZ ? 1 : 2)) {
         text.resize(units);
-        std::replace(text.begin(), text.end(), L'\0', L' ');
-        change.value = (type == REG_SZ ? L"REG_SZ `" : L"REG_MULTI_SZ `") + text + L"`";
+        std::replace(text.begin(), text.end(), '\0', ' ');
+        change.value = (type == REG_SZ ? "REG_SZ `" : "REG_MULTI_SZ `") + text + "`";
     }
     g_changes.push_back(change);
 }
 
 void NoteDeletion(HKEY, LPCWSTR name) {
-    g_changes.push_back({g_opened.back(), name, L"deleted"});
+    g_changes.push_back({g_opened.back(), Narrow(name), "deleted"});
 }
 
 }  // namespace
@@ -90,29 +93,17 @@ std::string DocumentedTable() {
     return text.substr(std::min(text.find(marker), text.size() - marker.size()) + marker.size());
 }
 
-// The same of the changes of both commands.
+// The same of the changes of both commands. Those of the way back are one more.
 std::string Table(const std::vector<Change>& to_cp, const std::vector<Change>& to_ap) {
     std::string rows = "| Key | Value | To the modem | Back to Windows |\n|---|---|---|---|\n";
     std::string dumps;
-    const auto add = [&](const Change& change, const std::wstring& ap) {
-        const std::wstring row = L"| `" + change.key + L"` | `" + change.name + L"` | " +
-                                 change.value + L" | " + ap + L" |\n";
-        rows.append(row.begin(), row.end());
-    };
-    auto back = to_ap.begin();
-    for (const Change& change : to_cp) {
-        const bool same =
-            back != to_ap.end() && back->key == change.key && back->name == change.name;
-        add(change, same ? (back++)->value : L"not in this place");
-        if (!change.dump.empty()) {
-            char heading[200];
-            std::snprintf(heading, 200, "\n`%ls`, `%ls`:\n", change.key.c_str(),
-                          change.name.c_str());
-            dumps += heading + change.dump + "\n";
-        }
-    }
-    for (; back != to_ap.end(); ++back) {
-        add({back->key, back->name, L"-"}, back->value);
+    for (std::size_t i = 0; i < to_ap.size(); ++i) {
+        const Change& ap = to_ap[i];
+        const Change cp = i < to_cp.size() ? to_cp[i] : Change{ap.key, ap.name, "-"};
+        const std::string place = "`" + cp.key + "`, `" + cp.name + "`";
+        EXPECT_EQ(place, "`" + ap.key + "`, `" + ap.name + "`");
+        rows += "| `" + cp.key + "` | `" + cp.name + "` | " + cp.value + " | " + ap.value + " |\n";
+        dumps += cp.dump.empty() ? "" : "\n" + place + ":\n" + cp.dump + "\n";
     }
     return rows + dumps;
 }
@@ -151,7 +142,7 @@ TEST_F(UsbPathChanger, MakesTheDocumentedChangesToTheModemAndBack) {
     EXPECT_EQ(Run(kToCp), DeleteFailure(L"InterfaceList"));
     EXPECT_EQ(g_opened.size(), g_changes.size()) << "the key is opened for every value";
     std::vector<Change> to_cp = g_changes;
-    const auto list = std::ranges::find(to_cp, L"deleted", &Change::value);
+    const auto list = std::ranges::find(to_cp, "deleted", &Change::value);
     ASSERT_TRUE(list != to_cp.end() && list[0].key == list[1].key && list[1].name == list[0].name);
     to_cp.erase(list);
 
