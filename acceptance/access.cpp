@@ -14,24 +14,10 @@ constexpr wchar_t kContainer[] = L"TesselAcceptance";
 
 using TaskText = UniqueHandle<wchar_t*, CoTaskMemFree>;
 
-// The exit code of a child in the container that asks the service once.
+// How a child in the container ended that asks the service once.
 DWORD AskInContainer(const std::wstring& program, PSID container, SID_AND_ATTRIBUTES* capability) {
-    SECURITY_CAPABILITIES capabilities = {container, capability, capability != nullptr ? 1UL : 0UL,
-                                          0};
-    SIZE_T size = 0;
-    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-    std::vector<BYTE> list(size);
-    STARTUPINFOEXW startup = {};
-    startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(list.data());
-    InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size);
-    UpdateProcThreadAttribute(startup.lpAttributeList, 0,
-                              PROC_THREAD_ATTRIBUTE_SECURITY_CAPABILITIES, &capabilities,
-                              sizeof(capabilities), nullptr, nullptr);
-    const Handle process =
-        StartChild(L"\"" + program + L"\" --child ask", startup, CREATE_NO_WINDOW);
-    const DWORD code = process ? ExitCode(process, kChildMilliseconds) : GetLastError();
-    DeleteProcThreadAttributeList(startup.lpAttributeList);
-    return code;
+    SECURITY_CAPABILITIES inside = {container, capability, capability != nullptr ? 1UL : 0UL, 0};
+    return Child(L"ask", CREATE_NO_WINDOW, &inside, program).Wait();
 }
 
 struct Setting {
@@ -52,7 +38,7 @@ bool ReadDirectly(const RegistryValue& value, long& number) {
 
 void CheckContainers(Run& run) {
     if (IsWine()) {
-        run.NotHere(L"container", L"Wine has no app containers");
+        run.Add(Status::kNotHere, L"container", L"Wine has no app containers");
         return;
     }
     DeleteContainer();
@@ -98,7 +84,7 @@ void CheckRights(Run& run) {
         long before = 0;
         long after = 0;
         if (!ReadDirectly(setting.value, before)) {
-            run.NotHere(item, L"nothing is stored, so nothing can be stored again");
+            run.Add(Status::kNotHere, item, L"nothing is stored, so nothing can be stored again");
             continue;
         }
         Exchange read = Marked(0, Format(L"REGISTRYHELPER_GET%ls", setting.command), 0);

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "acceptance/items.h"
+#include "client/requests/answerformat.h"
 #include "rpc/endpoint.h"
 #include "win32/rpctext.h"
 
@@ -44,8 +45,9 @@ DWORD Exchange::Result() const {
 }
 
 std::wstring Exchange::Text() const {
-    return Format(L"%ls, %d answers, flag %d, number %ld, %zu units \"%.40ls\"", Outcome(status),
-                  answers, answer.flag, answer.number, answer.text.size(), answer.text);
+    return Format(L"%ls, %d answers, flag %d, number %ld, %zu units %ls", Outcome(status), answers,
+                  answer.flag, answer.number, answer.text.size(),
+                  JsonText(std::wstring_view(answer.text).substr(0, 40)));
 }
 
 Exchange Marked(int place, std::wstring command, long number, std::wstring_view text) {

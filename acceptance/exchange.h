@@ -49,8 +49,6 @@ struct Command {
     const wchar_t* text = L"";
     wchar_t option = L'-';
 };
-inline constexpr Command kCreateProfile = {L"MBNHELPER_CREATEPROFILE",
-                                           L"Acceptance|internet.example|NONE|-|-|IPv4", L'm'};
 inline constexpr Command kCommands[] = {
     {L"REGISTRYHELPER_ISVZWQ"},
     {L"MBNHELPER_GETNETWORKMODE"},
@@ -60,11 +58,11 @@ inline constexpr Command kCommands[] = {
     {L"COMMONHELPER_READEULADOCUMENT", L"C:\\Windows\\win.ini"},
     {L"MBNHELPER_CHECKINTERFACE", L"", L'm'},
     {L"MBNHELPER_GETSIMICCID", L"                                ", L'm'},
-    kCreateProfile,
+    {L"MBNHELPER_CREATEPROFILE", L"Acceptance|internet.example|NONE|-|-|IPv4", L'm'},
     {L"MBNHELPER_CONNECT", L"", L'm'},
+    {L"MBNHELPER_DISCONNECT", L"", L'm'},
     {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"", L'u'},
     {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"", L'u'},
-    {L"BLEHELPER_SETBLE", L"", L'd'},
     {L"BLEHELPER_ISBLESUPPORT", L"", L'd'},
 };
 // One of every family, two of the family that makes texts; none changes anything.

@@ -15,38 +15,6 @@ constexpr DWORD kCodes[] = {0xC0000005, 0x20474343, 0xE06D7363, 0x80000003, 1726
 
 constexpr unsigned long kCommandCount = kHarmlessCommands.size();
 
-// What became of one code.
-struct Raised {
-    // How often the request, or the client's process, ended with which code.
-    std::map<DWORD, int> ends;
-    std::map<DWORD, int> deaths;
-    unsigned long served = 0;
-};
-
-// The child prints the command's place before it sends it, then how that ended and whether the next
-// request was served. One that dies is followed by another for the commands after it.
-Raised RaiseEverywhere(DWORD code) {
-    Raised raised;
-    for (unsigned long next = 0; next < kCommandCount;) {
-        Child child(Format(L"raise %lu %lu", code, next));
-        for (std::wstring line; !(line = child.ReadLine()).empty();) {
-            DWORD status = 0;
-            unsigned long served = 0;
-            if (std::swscanf(line.c_str(), L"%lu %lu %lu", &next, &status, &served) == 3) {
-                ++raised.ends[status];
-                raised.served += served;
-            }
-        }
-        const DWORD death = child.Wait();
-        if (death != 0) {
-            ++raised.deaths[death];
-            raised.served += Session().Ask() == 0 ? 1 : 0;
-        }
-        ++next;
-    }
-    return raised;
-}
-
 // When a client dies.
 enum Moment { kBefore, kIn, kAfter, kAmid, kMoments };
 
@@ -68,31 +36,34 @@ void LetDie(int rounds) {
 
 }  // namespace
 
+// A child for each: some codes end its process.
 void CheckRaisingClients(Run& run) {
     const DWORD before = ServiceProcessId();
     for (std::size_t i = 0; i < std::size(kCodes);
          i += static_cast<std::size_t>(run.Rounds(1, 5))) {
-        const Raised raised = RaiseEverywhere(kCodes[i]);
+        std::map<DWORD, int> told;
+        std::map<DWORD, int> deaths;
+        unsigned long served = 0;
+        for (unsigned long command = 0; command < kCommandCount; ++command) {
+            Child child(Format(L"raise %lu %lu", kCodes[i], command));
+            const std::wstring status = child.ReadLine();
+            const DWORD death = child.Wait();
+            status.empty() ? ++deaths[death] : ++told[std::wcstoul(status.c_str(), nullptr, 10)];
+            served += Session().Ask() == 0 ? 1 : 0;
+        }
         const DWORD after = ServiceProcessId();
-        run.Add(before == after && raised.served == kCommandCount && !raised.ends.contains(0),
+        run.Add(before == after && served == kCommandCount && !told.contains(0),
                 Format(L"raising.0x%lx", kCodes[i]),
                 L"told%ls; its processes ended with%ls; served next: %lu of %lu; service %lu, %lu",
-                Counts(raised.ends), Counts(raised.deaths), raised.served, kCommandCount, before,
-                after);
+                Counts(told), Counts(deaths), served, kCommandCount, before, after);
     }
 }
 
-DWORD RaiseInAnswers(ChildWords words) {
+DWORD RaiseInAnswer(ChildWords words) {
     const DWORD code = std::wcstoul(words[0], nullptr, 10);
-    for (unsigned long i = std::wcstoul(words[1], nullptr, 10); i < kCommandCount; ++i) {
-        Exchange exchange = RequestOf(0, kHarmlessCommands[i]);
-        exchange.in_callback = [=] { RaiseException(code, 0, 0, nullptr); };
-        PrintLine(std::to_wstring(i));
-        // A session each: some codes end a connection.
-        Session session;
-        session.Send(exchange);
-        PrintLine(Format(L"%lu %lu %d", i, exchange.status, Session().Ask() == 0));
-    }
+    Exchange exchange = RequestOf(0, kHarmlessCommands[std::wcstoul(words[1], nullptr, 10)]);
+    exchange.in_callback = [=] { RaiseException(code, 0, 0, nullptr); };
+    PrintLine(std::to_wstring(Session().Send(exchange)));
     return 0;
 }
 
@@ -111,7 +82,8 @@ void CheckDyingClients(Run& run) {
             L"request: %ls; service %lu, %lu",
             rounds * kMoments, Outcome(next), process_before, process_after);
     if (!before.readable) {
-        run.NotHere(L"dying.usage", L"the service's process does not open", kCheckAgainAdvice);
+        run.Add(Status::kNotHere, L"dying.usage", L"the service's process does not open",
+                kCheckAgainAdvice);
         return;
     }
     const Usage after = ReadUsage(settled);

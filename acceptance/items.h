@@ -49,10 +49,6 @@ struct Run : Findings {
     void Add(bool ok, std::wstring item, const wchar_t* format, const Values&... values) {
         Check(ok, Status::kFault, std::move(item), Format(format, values...));
     }
-    // Something that this machine does not have or let be done.
-    void NotHere(std::wstring item, std::wstring why, std::wstring advice = {}) {
-        Add(Status::kNotHere, std::move(item), std::move(why), std::move(advice));
-    }
 };
 
 // " 0x5 3 times" and so on, for codes and how often there were.
@@ -72,4 +68,4 @@ void StopTracing();
 // Children. `words` are those of the command line after the child's name; the last one is null.
 using ChildWords = const wchar_t* const*;
 using ChildRun = DWORD(ChildWords words);
-ChildRun AskInSyntax, RaiseInAnswers, HoldContext, HoldAnswer, DieAsClient;
+ChildRun AskInSyntax, RaiseInAnswer, HoldContext, HoldAnswer, DieAsClient;

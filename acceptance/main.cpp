@@ -33,7 +33,7 @@ constexpr Item kItems[] = {
     {L"tracing", CheckTracing, 180, L"the events of a restart", true},
     {L"recovery", CheckRecovery, 180, L"the start after a crash", true},
     {L"load", CheckLoad, 1800, L"300,000 requests of 32 clients"},
-    {L"bench", CheckBench, 300, L"what --modem, --usb and --device allow"},
+    {L"bench", CheckBench, 300, L"each command that --modem, --usb or --device allows"},
 };
 
 struct ChildKind {
@@ -49,10 +49,7 @@ const Row* Named(const Row (&rows)[count], std::wstring_view name) {
     return row != std::end(rows) ? row : nullptr;
 }
 
-// An item's exit code is the number of its faults and so many times that of "not here".
-constexpr DWORD kNotHereFactor = 1024;
-
-// The first word is the item's name, the second has the options.
+// The first word is the item's name, the second has the options. Gives the number of faults.
 DWORD RunItem(ChildWords words) {
     Run run(words[1]);
     const Item& item = *Named(kItems, words[0]);
@@ -63,8 +60,7 @@ DWORD RunItem(ChildWords words) {
     } else {
         item.check(run);
     }
-    return static_cast<DWORD>(std::min(run.Count(Status::kFault), 200)) +
-           kNotHereFactor * static_cast<DWORD>(run.Count(Status::kNotHere));
+    return static_cast<DWORD>(run.Count(Status::kFault));
 }
 
 // Waits for this program to end, then takes back what an item that was ended half-way has left.
@@ -84,7 +80,7 @@ constexpr ChildKind kChildren[] = {
     {L"guard", Guard},
     {L"hold", HoldAnswer},
     {L"item", RunItem},
-    {L"raise", RaiseInAnswers},
+    {L"raise", RaiseInAnswer},
     {L"syntax", AskInSyntax},
 };
 
@@ -109,7 +105,7 @@ Options:
   --modem         may make a profile, which deletes all others, connect and disconnect
   --usb           may route the USB port to the modem, and back
   --device        may turn the control device's switch, and back
-  --help, --version
+  --help
 
 Without the last three it changes no setting. It stops and starts the service, for which it must be
 started as an administrator; otherwise it says what it could not do.
@@ -122,33 +118,8 @@ Items:)";
 constexpr std::wstring_view kSwitches[] = {L"--json", L"--quick", L"--modem", L"--usb",
                                            L"--device"};
 
-struct Options {
-    // The letters of the switches.
-    std::wstring letters = L"-";
-    // The names of the items between blanks; none for all.
-    std::wstring items = L" ";
-    std::wstring report = L"tessel-acceptance.txt";
-};
-
-// False for a command line that is not understood.
-bool ParseOptions(wchar_t** words, Options& options) {
-    for (; *words != nullptr; ++words) {
-        const std::wstring_view word = *words;
-        if (std::ranges::find(kSwitches, word) != std::end(kSwitches)) {
-            options.letters += word[2];
-        } else if (word == L"--report" && words[1] != nullptr) {
-            options.report = *++words;
-        } else if (word == L"--only" && words[1] != nullptr && Named(kItems, words[1]) != nullptr) {
-            options.items += *++words + std::wstring(L" ");
-        } else {
-            return false;
-        }
-    }
-    return true;
-}
-
 // Runs the item in a process of its own, which it cannot keep or break for the others, and hands
-// its lines on. Gives the exit code.
+// its lines on. Gives the number of faults.
 DWORD RunInTime(const Item& item, Run& run) {
     Child child(Format(L"item %ls %ls", item.name, run.options));
     std::thread reader([&] {
@@ -159,8 +130,8 @@ DWORD RunInTime(const Item& item, Run& run) {
     const DWORD code = child.Wait(item.seconds * 1000);
     child.Kill();
     reader.join();
-    // Those of crashes are greater.
-    if (code != STILL_ACTIVE && code < 100 * kNotHereFactor) {
+    // Codes of crashes and STILL_ACTIVE are greater than any number of findings.
+    if (code < STILL_ACTIVE) {
         return code;
     }
     run.Add(false, item.name, L"ended with 0x%lx, or 0x103 for not within %lu s", code,
@@ -168,15 +139,18 @@ DWORD RunInTime(const Item& item, Run& run) {
     return 1;
 }
 
-ExitCode RunAll(const Options& options) {
-    const FileHandle file(CreateFileW(options.report.c_str(), GENERIC_WRITE, FILE_SHARE_READ,
-                                      nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+// `letters` are those of the switches; `items` are names between blanks, none for all.
+ExitCode RunAll(const std::wstring& letters,
+                const std::wstring& items,
+                const std::wstring& report) {
+    const FileHandle file(CreateFileW(report.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
-        PrintErrorLine(L"tessel-acceptance: " + options.report + L": " + ErrorText(GetLastError()));
+        PrintErrorLine(L"tessel-acceptance: " + report + L": " + ErrorText(GetLastError()));
         return kUsage;
     }
     KeepLinesIn(file.get());
-    Run run(options.letters);
+    Run run(letters);
     SYSTEM_INFO system = {};
     GetNativeSystemInfo(&system);
     const bool arm64 = system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64;
@@ -192,20 +166,15 @@ ExitCode RunAll(const Options& options) {
     }
     Child guard(L"guard", DETACHED_PROCESS);
     DWORD faults = 0;
-    DWORD not_here = 0;
     for (const Item& item : kItems) {
-        if (options.items == L" " ||
-            options.items.find(Format(L" %ls ", item.name)) != options.items.npos) {
-            const DWORD code = RunInTime(item, run);
-            faults += code % kNotHereFactor;
-            not_here += code / kNotHereFactor;
+        if (items == L" " || items.find(Format(L" %ls ", item.name)) != items.npos) {
+            faults += RunInTime(item, run);
         }
     }
     guard.GoOn();
     guard.Wait();
     if (!run.Has(L'j')) {
-        PrintLine(
-            Format(L"%lu faults, %lu not here; kept in %ls", faults, not_here, options.report));
+        PrintLine(Format(L"%lu faults; kept in %ls", faults, report));
     }
     return faults == 0 ? kNothingWrong : kFaults;
 }
@@ -225,30 +194,36 @@ std::wstring Outcome(DWORD status) {
 }
 
 int wmain(int argc, wchar_t** argv) {
-    const std::wstring_view first = argc > 1 ? argv[1] : L"";
     HandleAnswers(TakeAnswer);
     EnableDebugPrivilege();
-    const ChildKind* child = first == L"--child" && argc > 2 ? Named(kChildren, argv[2]) : nullptr;
+    const bool is_child = argc > 2 && std::wstring_view(argv[1]) == L"--child";
+    const ChildKind* child = is_child ? Named(kChildren, argv[2]) : nullptr;
     if (child != nullptr) {
         // A crash that is wanted shows no window.
         SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
         EndProcess(child->run(argv + 3));
     }
-    Options options;
-    if (first == L"--help") {
-        PrintLine(kHelp);
-        for (const Item& item : kItems) {
-            PrintLine(Format(L"  %-16ls%ls", item.name, item.help));
+    std::wstring letters = L"-";
+    std::wstring items = L" ";
+    std::wstring report = L"tessel-acceptance.txt";
+    for (wchar_t** words = argv + 1; *words != nullptr; ++words) {
+        const std::wstring_view word = *words;
+        if (std::ranges::find(kSwitches, word) != std::end(kSwitches)) {
+            letters += word[2];
+        } else if (word == L"--report" && words[1] != nullptr) {
+            report = *++words;
+        } else if (word == L"--only" && words[1] != nullptr && Named(kItems, words[1]) != nullptr) {
+            items += *++words + std::wstring(L" ");
+        } else if (word == L"--help") {
+            PrintLine(kHelp);
+            for (const Item& item : kItems) {
+                PrintLine(Format(L"  %-16ls%ls", item.name, item.help));
+            }
+            return kNothingWrong;
+        } else {
+            PrintErrorLine(L"tessel-acceptance: wrong usage\nTry: tessel-acceptance --help");
+            return kUsage;
         }
-        return kNothingWrong;
     }
-    if (first == L"--version") {
-        PrintLine(L"tessel-acceptance " TESSEL_VERSION);
-        return kNothingWrong;
-    }
-    if (!ParseOptions(argv + 1, options)) {
-        PrintErrorLine(L"tessel-acceptance: wrong usage\nTry: tessel-acceptance --help");
-        return kUsage;
-    }
-    return RunAll(options);
+    return RunAll(letters, items, report);
 }

@@ -53,21 +53,6 @@ Usage ReadOnce() {
 
 }  // namespace
 
-Handle StartChild(std::wstring command_line, STARTUPINFOEXW& startup, DWORD flags) {
-    startup.StartupInfo.cb = sizeof(startup);
-    PROCESS_INFORMATION started = {};
-    if (CreateProcessW(nullptr, command_line.data(), nullptr, nullptr,
-                       startup.StartupInfo.hStdInput != nullptr,
-                       flags | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &startup.StartupInfo,
-                       &started)) {
-        CloseHandle(started.hThread);
-        if ((flags & DETACHED_PROCESS) == 0) {
-            AssignProcessToJobObject(ChildrenJob(), started.hProcess);
-        }
-    }
-    return Handle(started.hProcess);
-}
-
 DWORD ExitCode(const Handle& process, DWORD milliseconds) {
     DWORD code = STILL_ACTIVE;
     if (WaitForSingleObject(process.get(), milliseconds) == WAIT_OBJECT_0) {
@@ -76,17 +61,43 @@ DWORD ExitCode(const Handle& process, DWORD milliseconds) {
     return code;
 }
 
-Child::Child(const std::wstring& words, DWORD flags) {
+Child::Child(const std::wstring& words,
+             DWORD flags,
+             SECURITY_CAPABILITIES* container,
+             const std::wstring& program) {
     Handle childs_output;
     Handle childs_input;
     MakePipe(m_output, childs_output, childs_output);
     MakePipe(childs_input, m_input, childs_input);
     STARTUPINFOEXW startup = {};
+    startup.StartupInfo.cb = sizeof(startup);
     startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
     startup.StartupInfo.hStdInput = childs_input.get();
     startup.StartupInfo.hStdOutput = childs_output.get();
     startup.StartupInfo.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-    m_process = StartChild(L"\"" + OwnPath() + L"\" --child " + words, startup, flags);
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    std::vector<BYTE> list(size);
+    if (container != nullptr) {
+        startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(list.data());
+        InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size);
+        UpdateProcThreadAttribute(startup.lpAttributeList, 0,
+                                  PROC_THREAD_ATTRIBUTE_SECURITY_CAPABILITIES, container,
+                                  sizeof(*container), nullptr, nullptr);
+    }
+    std::wstring line = L"\"" + program + L"\" --child " + words;
+    PROCESS_INFORMATION started = {};
+    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE,
+                        flags | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                        &startup.StartupInfo, &started)) {
+        m_error = GetLastError();
+        return;
+    }
+    CloseHandle(started.hThread);
+    *m_process.put() = started.hProcess;
+    if ((flags & DETACHED_PROCESS) == 0) {
+        AssignProcessToJobObject(ChildrenJob(), started.hProcess);
+    }
 }
 
 std::wstring Child::ReadLine() {
@@ -109,7 +120,7 @@ void Child::GoOn() {
 }
 
 DWORD Child::Wait(DWORD milliseconds) {
-    return m_process ? ExitCode(m_process, milliseconds) : ERROR_CANNOT_MAKE;
+    return m_process ? ExitCode(m_process, milliseconds) : m_error;
 }
 
 void Child::Kill() {

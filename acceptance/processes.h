@@ -12,10 +12,6 @@
 // How long a child that is about to end may take.
 inline constexpr DWORD kChildMilliseconds = 60000;
 
-// Starts a process with the standard handles and attributes of `startup`. Null on failure, with the
-// last error. Calls CreateProcessW.
-Handle StartChild(std::wstring command_line, STARTUPINFOEXW& startup, DWORD flags);
-
 // The exit code of a process, or STILL_ACTIVE if it does not end in time.
 DWORD ExitCode(const Handle& process, DWORD milliseconds);
 
@@ -23,8 +19,12 @@ DWORD ExitCode(const Handle& process, DWORD milliseconds);
 // named by its first word; see main.cpp.
 class Child {
  public:
-    // DETACHED_PROCESS in `flags` makes one that goes on when this process ends.
-    explicit Child(const std::wstring& words, DWORD flags = 0);
+    // DETACHED_PROCESS in `flags` makes one that goes on when this process ends. With `container`
+    // it runs in that app container, from a program that may be read there.
+    explicit Child(const std::wstring& words,
+                   DWORD flags = 0,
+                   SECURITY_CAPABILITIES* container = nullptr,
+                   const std::wstring& program = OwnPath());
     // Ends the process if it still runs.
     ~Child() { Kill(); }
 
@@ -32,12 +32,13 @@ class Child {
     std::wstring ReadLine();
     // Lets the child's WaitForParent return true.
     void GoOn();
-    // As ExitCode; ERROR_CANNOT_MAKE if the process did not start.
+    // As ExitCode, or why the process did not start.
     DWORD Wait(DWORD milliseconds = kChildMilliseconds);
     void Kill();
 
  private:
     Handle m_process;
+    DWORD m_error = 0;
     Handle m_output;
     Handle m_input;
 };

@@ -1,10 +1,12 @@
-// Requests, their callbacks and contexts.
+// Requests, their callbacks and contexts, one at a time and many at once.
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <memory>
 #include <thread>
 
 #include "acceptance/items.h"
+#include "client/requests/requesttimes.h"
 
 namespace {
 
@@ -103,8 +105,9 @@ void CheckCloseInProgress(Run& run) {
             L"%ls while their context was closed, %d closed", tally.Text(rounds), closed);
 }
 
-// Each callback sends the next request, all on one context or each on its own.
-void CheckNesting(Run& run, bool one_context) {
+// Each callback sends the next request over the same context, under Wine over one of its own: Wine
+// locks a context during a request.
+void CheckNesting(Run& run) {
     constexpr int kDepth = 8;
     Session sessions[kDepth];
     std::vector<Exchange> echoes;
@@ -112,7 +115,7 @@ void CheckNesting(Run& run, bool one_context) {
         echoes.push_back(Echo(i, i));
     }
     for (std::size_t i = 1; i < kDepth; ++i) {
-        echoes[i - 1].in_callback = [&, i] { sessions[one_context ? 0 : i].Send(echoes[i]); };
+        echoes[i - 1].in_callback = [&, i] { sessions[IsWine() ? i : 0].Send(echoes[i]); };
     }
     sessions[0].Send(echoes[0]);
     Tally tally;
@@ -120,19 +123,17 @@ void CheckNesting(Run& run, bool one_context) {
         tally.Add(echo);
     }
     run.Add(tally.Right() == kDepth, L"contexts.nested",
-            L"%ls, each sent in the callback before it, over %ls", tally.Text(kDepth),
-            one_context ? L"one context" : L"contexts of their own");
+            L"%ls, each sent in the callback of the one before", tally.Text(kDepth));
 }
 
-// What a child prints that speaks the syntax: a line per call.
-std::vector<std::wstring> LinesInSyntax(const std::wstring& syntax, DWORD& ended) {
-    Child child(L"syntax " + syntax);
-    std::vector<std::wstring> lines;
-    for (std::wstring line; !(line = child.ReadLine()).empty();) {
-        lines.push_back(line);
-    }
-    ended = child.Wait();
-    return lines;
+// Sends one request and adds a finding whether it was answered.
+Exchange AskFor(Run& run, const Command& command, bool flag = false) {
+    Session session;
+    Exchange exchange = RequestOf(0, command);
+    exchange.sent.flag = flag;
+    session.Send(exchange);
+    run.Add(exchange.answers == 1, L"bench", L"%ls: %ls", command.name, exchange.Text());
+    return exchange;
 }
 
 }  // namespace
@@ -181,28 +182,29 @@ void CheckContexts(Run& run) {
     CheckForeignContexts(run);
     CheckRacingCloses(run);
     CheckCloseInProgress(run);
-    CheckNesting(run, false);
-    if (IsWine()) {
-        run.NotHere(L"contexts.nested", L"over one context: Wine locks a context during a request");
-    } else {
-        CheckNesting(run, true);
-    }
+    CheckNesting(run);
 }
 
+// In a child for each: a process may keep the syntax that it found first.
 void CheckSyntaxes(Run& run) {
-    DWORD ended = 0;
-    const std::vector<std::wstring> shipped = LinesInSyntax(L"both", ended);
-    run.Add(ended == 0, L"syntaxes.both",
-            L"%zu calls of a client that offers both, which ended with %lu", shipped.size(), ended);
-    for (const std::wstring syntax : {L"ndr20", L"ndr64"}) {
+    std::vector<std::wstring> shipped;
+    for (const std::wstring syntax : {L"both", L"ndr20", L"ndr64"}) {
         if (IsWine() && syntax == L"ndr64") {
-            run.NotHere(L"syntaxes.ndr64", L"Wine's RPC runtime speaks NDR 2.0 only");
+            run.Add(Status::kNotHere, L"syntaxes.ndr64", L"Wine's RPC runtime speaks NDR 2.0 only");
             continue;
         }
-        const std::vector<std::wstring> lines = LinesInSyntax(syntax, ended);
+        Child child(L"syntax " + syntax);
+        std::vector<std::wstring> lines;
+        for (std::wstring line; !(line = child.ReadLine()).empty();) {
+            lines.push_back(line);
+        }
+        const DWORD ended = child.Wait();
+        if (syntax == L"both") {
+            shipped = lines;
+        }
         const auto other = std::ranges::mismatch(lines, shipped).in1;
         run.Check(ended == 0 && lines == shipped, Status::kFault, L"syntaxes." + syntax,
-                  Format(L"%zu calls over it alone, ended with %lu; the first other answer: %ls",
+                  Format(L"%zu calls, ended with %lu; the first other than over both: %ls",
                          lines.size(), ended, other == lines.end() ? L"none" : other->c_str()),
                   L"its tables do not fit the RPC runtime: rpc/stub/ndrtables.h");
     }
@@ -213,18 +215,18 @@ DWORD AskInSyntax(ChildWords words) {
     Session session(syntax == L"ndr20"   ? kNdr20Half
                     : syntax == L"ndr64" ? kNdr64Half
                                          : kShippedHalf);
+    const auto send = [&](Exchange exchange) {
+        session.Send(exchange);
+        PrintLine(Format(L"%ls: %ls, %zx", exchange.sent.command, exchange.Text(),
+                         std::hash<std::wstring>()(exchange.answer.text)));
+        return exchange.Result();
+    };
     DWORD status = 0;
     for (unsigned i = 0; i < 100 && status == 0; ++i) {
-        Exchange echo = Echo(0, static_cast<long>(i * 0x12345678U), std::wstring(i * i, 0x65E5));
-        session.Send(echo);
-        status = echo.Result();
-        PrintLine(Format(L"echo %u: %lu, %ls", i, status, echo.Text()));
+        status = send(Echo(0, static_cast<long>(i * 0x12345678U), std::wstring(i * i, 0x65E5)));
     }
     for (const Command& command : kHarmlessCommands) {
-        Exchange exchange = RequestOf(0, command);
-        session.Send(exchange);
-        PrintLine(Format(L"%ls: %ls, %zx", command.name, exchange.Text(),
-                         std::hash<std::wstring>()(exchange.answer.text)));
+        send(RequestOf(0, command));
     }
     const DWORD close = session.Close();
     PrintLine(L"close: " + Outcome(close));
@@ -236,4 +238,61 @@ DWORD HoldContext(ChildWords /*words*/) {
     PrintLine(GuidText(session.Bytes().id));
     WaitForParent();
     return session.Ask();
+}
+
+void CheckLoad(Run& run) {
+    constexpr int kStages = 3;
+    constexpr int kClients = 32;
+    const int each = run.Rounds(100000, 960) / kClients;
+    std::vector<Session> sessions(kClients);
+    std::vector<Command> commands;
+    std::ranges::copy_if(kCommands, std::back_inserter(commands),
+                         [&](const Command& command) { return run.Has(command.option); });
+    Usage first;
+    for (int stage = 0; stage < kStages; ++stage) {
+        std::mutex lock;
+        RequestTimes times;
+        Tally tally;
+        InParallel(kClients, [&](int client) {
+            RequestTimes own;
+            for (int i = 0; i < each; ++i) {
+                // One in eight is none that is echoed.
+                const bool is_echo = i % 8 != 0;
+                const std::size_t kind = static_cast<std::size_t>(i / 8) % commands.size();
+                Exchange exchange = is_echo ? Echo(client, i) : RequestOf(client, commands[kind]);
+                const std::uint64_t start = MicrosecondsNow();
+                sessions[static_cast<std::size_t>(client)].Send(exchange);
+                AddTimeSince(start, own);
+                tally.Add(exchange, is_echo ? exchange.Result() == 0
+                                            : exchange.status == 0 && exchange.answers == 1);
+            }
+            const std::lock_guard guard(lock);
+            times.insert(times.end(), own.begin(), own.end());
+        });
+        const Usage usage = ReadUsage();
+        if (stage == 0) {
+            // With what the service takes once and keeps.
+            first = usage;
+        }
+        run.Add(tally.Right() == each * kClients && usage.IsNear(first, 16, 4096), L"load",
+                L"%ls, %d clients; median %ls, 99th percentile %ls, longest %ls; %ls",
+                tally.Text(each * kClients), kClients, Milliseconds(Percentile(times, 50)),
+                Milliseconds(Percentile(times, 99)), Milliseconds(Percentile(times, 100)),
+                usage.Text());
+    }
+}
+
+void CheckBench(Run& run) {
+    for (const Command& command : kCommands) {
+        if (command.option != L'-' && run.Has(command.option)) {
+            AskFor(run, command);
+        }
+    }
+    if (run.Has(L'd')) {
+        const bool was_on = AskFor(run, {L"BLEHELPER_GETBLE"}).answer.flag;
+        AskFor(run, {L"BLEHELPER_SETBLE"}, !was_on);
+        const bool is_on = AskFor(run, {L"BLEHELPER_GETBLE"}).answer.flag;
+        AskFor(run, {L"BLEHELPER_SETBLE"}, was_on);
+        run.Add(is_on != was_on, L"bench", L"the switch was %d, then %d", was_on, is_on);
+    }
 }

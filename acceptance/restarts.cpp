@@ -120,6 +120,7 @@ void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
 
 constexpr wchar_t kTraceName[] = L"tessel-acceptance";
 
+// With space for the name after them.
 struct TraceProperties {
     EVENT_TRACE_PROPERTIES properties = {};
     wchar_t name[64] = {};
@@ -134,18 +135,12 @@ struct TraceProperties {
     }
 };
 
-// Texts with their levels.
-struct Events {
-    std::mutex lock;
-    std::multiset<std::wstring> texts;
-};
-
+// Keeps a text with its level.
 void WINAPI TakeEvent(EVENT_RECORD* record) {
-    auto* events = static_cast<Events*>(record->UserContext);
     if ((record->EventHeader.Flags & EVENT_HEADER_FLAG_STRING_ONLY) != 0) {
-        const std::lock_guard guard(events->lock);
-        events->texts.insert(Format(L"%ls (%d)", static_cast<const wchar_t*>(record->UserData),
-                                    record->EventHeader.EventDescriptor.Level));
+        static_cast<std::set<std::wstring>*>(record->UserContext)
+            ->insert(Format(L"%ls (%d)", static_cast<const wchar_t*>(record->UserData),
+                            record->EventHeader.EventDescriptor.Level));
     }
 }
 
@@ -178,7 +173,8 @@ void CheckTracing(Run& run) {
         error = EnableTraceEx2(session, &kTracingProvider, EVENT_CONTROL_CODE_ENABLE_PROVIDER,
                                TRACE_LEVEL_VERBOSE, 0, 0, 5000, nullptr);
     }
-    Events events;
+    // Only the reader fills it.
+    std::set<std::wstring> events;
     EVENT_TRACE_LOGFILEW source = {};
     source.LoggerName = const_cast<wchar_t*>(kTraceName);
     source.ProcessTraceMode = PROCESS_TRACE_MODE_REAL_TIME | PROCESS_TRACE_MODE_EVENT_RECORD;
@@ -196,16 +192,16 @@ void CheckTracing(Run& run) {
     CloseTrace(reading);
     reader.join();
     text = L"level in brackets:";
-    for (const std::wstring& event : events.texts) {
+    for (const std::wstring& event : events) {
         text += L" " + event + L";";
     }
-    const bool seen = events.texts.contains(L"CppWindowsService in OnStop (4)") &&
-                      events.texts.contains(L"CppWindowsService in OnStart (4)") &&
-                      events.texts.contains(L"Starting Rpc Server.. (4)");
+    const bool seen = events.contains(L"CppWindowsService in OnStop (4)") &&
+                      events.contains(L"CppWindowsService in OnStart (4)") &&
+                      events.contains(L"Starting Rpc Server.. (4)");
     if (error == ERROR_ACCESS_DENIED) {
         run.AddNotHere(L"tracing", error);
-    } else if (events.texts.empty() && IsWine()) {
-        run.NotHere(L"tracing", L"Wine takes events and keeps none");
+    } else if (events.empty() && IsWine()) {
+        run.Add(Status::kNotHere, L"tracing", L"Wine takes events and keeps none");
     } else {
         run.Check(seen, Status::kFault, L"tracing", error == ERROR_SUCCESS ? text : Outcome(error));
     }
@@ -221,7 +217,8 @@ void CheckRecovery(Run& run) {
     const auto* actions = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(config.data());
     if (config.empty() || actions->cActions == 0 ||
         actions->lpsaActions[0].Type != SC_ACTION_RESTART) {
-        run.NotHere(L"recovery", L"the service is not restarted after a crash", kGrantAdvice);
+        run.Add(Status::kNotHere, L"recovery", L"the service is not restarted after a crash",
+                kGrantAdvice);
         return;
     }
     const DWORD before = ServiceProcessId();

@@ -29,9 +29,9 @@ wait_for_service
 report=$(acceptance $quick --modem --usb ${driver:+--device} | tr -d '\r'; exit "${PIPESTATUS[0]}") ||
     fail "the installed service: exit $?"
 echo "$report"
-expect "what is not here" 0 $'syntaxes.ndr64\ncontexts.nested\ncontainer\ntracing\nrecovery' \
+expect "what is not here" 0 $'syntaxes.ndr64\ncontainer\ntracing\nrecovery' \
     awk '/^NOT HERE/{print $3}' <(echo "$report")
-for item in requests syntaxes raising contexts packets dying stopping rights load bench.modem bench.usb ${driver:+bench.device}; do
+for item in requests syntaxes raising contexts packets dying stopping rights load bench; do
     grep -q "^OK  *$item" <<<"$report" || fail "$item: no finding"
 done
 expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"77 directly, ' acceptance --only rights --json
