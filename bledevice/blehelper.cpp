@@ -7,13 +7,13 @@ namespace {
 constexpr Command kCommands[] = {
     {L"BLEHELPER_GETBLE",
      [](Answer& answer) {
-         // Stays 0 if it cannot be read.
+         // The value is 0 if it cannot be read.
          std::uint32_t value = 0;
          ReadControlDeviceValue(&value);
          answer.flag = value == kControlDeviceOn;
          answer.number = static_cast<long>(value);
      }},
-    // Kept: the answer is the request, also if the write fails.
+    // Kept: the answer has the values of the request, also if the write fails.
     {L"BLEHELPER_SETBLE",
      [](Answer& answer) {
          WriteControlDeviceValue(answer.flag ? kControlDeviceOn : kControlDeviceOff);

@@ -16,7 +16,7 @@ constexpr DWORD kQuerySupport =
 constexpr DWORD kReadValue = CTL_CODE(kControlDeviceType, 0x65, METHOD_BUFFERED, FILE_ANY_ACCESS);
 constexpr DWORD kWriteValue = CTL_CODE(kControlDeviceType, 0x66, METHOD_BUFFERED, FILE_ANY_ACCESS);
 
-// Opens the device and makes one control call. `input` and `output` may be null.
+// Opens the device and sends one control code. `input` and `output` may be null.
 int Control(DWORD code, const std::uint32_t* input, std::uint32_t* output) {
     FileHandle device;
     if (OpenControlDevice(device.put()) != 0) {
@@ -55,7 +55,7 @@ int OpenControlDevice(HANDLE* device) {
         paths[0] == L'\0') {
         return 1;
     }
-    // Kept: overlapped, although the control calls have no OVERLAPPED structure.
+    // Kept: overlapped, although the calls of DeviceIoControl have no OVERLAPPED structure.
     HANDLE opened =
         CreateFileW(paths, FILE_READ_DATA | FILE_WRITE_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);

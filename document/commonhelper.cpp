@@ -7,7 +7,7 @@
 
 namespace {
 
-// Returns the request's text, which is a path, and leaves an empty text in the answer.
+// Returns the text of the request, which is a path, and makes the text of the answer empty.
 const wchar_t* TakePath(Answer& answer) {
     static wchar_t no_text[] = L"";
     return std::exchange(answer.text, no_text);

@@ -7,15 +7,15 @@
 
 // Kept: a file that cannot be opened counts as empty. Bytes that were read before an error stay.
 std::unique_ptr<wchar_t[]> ReadDocumentText(const wchar_t* path) {
-    // The caller chooses the path, which may name a pipe of another process: that process must not
-    // get the identity of the service.
+    // The client chooses the path. It may name a pipe of another process, which must not get the
+    // identity of the service.
     const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_EXISTING,
                                       SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS, nullptr));
     if (!file) {
         return WideText(0).Finish();
     }
-    // Stays 0 for a pipe.
+    // The size of a pipe is 0.
     LARGE_INTEGER size = {};
     GetFileSizeEx(file.get(), &size);
     WideText text(static_cast<std::size_t>(size.QuadPart));

@@ -4,11 +4,11 @@
 
 #include "text/lowbytes.h"
 
-// The function has the name of its structure, as in the runtime's own header.
+// The function and its structure have the same name, as in the header of the C runtime.
 #pragma GCC diagnostic ignored "-Wshadow"
 
-// Imported from ucrtbase.dll. <sys/stat.h> has an inline function of this name that calls msvcrt,
-// which gives other answers.
+// Imported from ucrtbase.dll. The inline function of this name in <sys/stat.h> calls msvcrt, which
+// gives other results.
 extern "C" __declspec(dllimport) int __cdecl _stat64i32(const char* path,
                                                         struct _stat64i32* status);
 static_assert(sizeof(struct _stat64i32) == 48);

@@ -1,4 +1,4 @@
-// The loop over the mobile broadband interfaces, common to all operations on the modem.
+// The loop over the mobile broadband interfaces, for all operations on the modem.
 #pragma once
 
 #include <windows.h>
@@ -8,13 +8,13 @@
 #include "service/console.h"
 #include "win32/uniquehandle.h"
 
-// The result of the work on one element. If `go_on` is false, later elements are left out.
+// The result of the work on one element. If `go_on` is false, the loop ends.
 struct StepResult {
     HRESULT result;
     bool go_on = true;
 };
 
-// Prints `message`, without a line end, if `result` is a failure. Returns whether it is a success.
+// Returns whether `result` is a success. If not, prints `message` without a line end.
 inline bool SucceededOrPrint(HRESULT result, const wchar_t* message) {
     if (FAILED(result)) {
         ConsolePrint(L"%ls", message);
@@ -22,13 +22,13 @@ inline bool SucceededOrPrint(HRESULT result, const wchar_t* message) {
     return SUCCEEDED(result);
 }
 
-// Calls `step`, a StepResult(Element&), for every element of the array, which has one dimension and
-// stays the caller's. Skips elements that cannot be fetched, are null or have no interface `iid`.
-// Releases each element before the next is fetched. Calls SafeArrayGetLBound, SafeArrayGetUBound
-// and SafeArrayGetElement.
+// Calls `step`, a StepResult(Element&), for each element of the one-dimensional array. Skips
+// elements that cannot be read, are null or do not have the interface `iid`. Releases each element
+// before it reads the next one. The caller owns the array. Calls SafeArrayGetLBound,
+// SafeArrayGetUBound and SafeArrayGetElement.
 //
-// Returns the result of the last call that was made. `go_on` is false if `step` said so, or if a
-// bound cannot be read: then the message of that bound is printed.
+// Returns the result of the last call. `go_on` is false if `step` returned false, or if a bound
+// cannot be read; then the message for that bound is printed.
 template <typename Element, typename Step>
 StepResult ForEachElement(SAFEARRAY* array,
                           REFIID iid,
@@ -61,10 +61,10 @@ StepResult ForEachElement(SAFEARRAY* array,
     return last;
 }
 
-// Calls `step`, a StepResult(IMbnInterface&), for every mobile broadband interface. The calling
-// thread must be in an apartment. The first failure prints its message, `manager_error` if the
-// interface manager cannot be created, and ends the loop. Returns the HRESULT of the last call that
-// was made. Nothing is held afterwards.
+// Calls `step`, a StepResult(IMbnInterface&), for each mobile broadband interface. The calling
+// thread must be in an apartment. If the list of interfaces cannot be read, prints a message:
+// `manager_error` if the interface manager cannot be created. Returns the HRESULT of the last call.
+// Releases all objects.
 template <typename Step>
 HRESULT ForEachInterfaceInApartment(const wchar_t* manager_error, Step step) {
     ComPtr<IMbnInterfaceManager> manager;
@@ -84,11 +84,12 @@ HRESULT ForEachInterfaceInApartment(const wchar_t* manager_error, Step step) {
         .result;
 }
 
-// The same for a thread that is in no apartment: it joins the multithreaded one meanwhile.
+// Does the same in a thread without an apartment: joins the multithreaded apartment and leaves it
+// at the end.
 template <typename Step>
 HRESULT ForEachInterface(Step step) {
     ComApartment apartment;
-    // Kept: the spelling, here and for the profiles; and no message has a line end.
+    // Kept: the spelling "Coinitialize". No message about the modem has a line end.
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();
     }

@@ -1,6 +1,6 @@
-// The part of the Windows Mobile Broadband API that the service uses; not every Windows header set
-// has it. Names, order of methods and values are those that Windows publishes. Methods that the
-// service does not call keep the places of the others.
+// The part of the Windows Mobile Broadband API that the service uses, because not every Windows
+// header set has it. The names, the order of methods and the values are those of Windows. Methods
+// that the service does not call are declared to keep the order.
 #pragma once
 
 #include <windows.h>
@@ -77,7 +77,7 @@ struct MBN_PROVIDER {
 };
 static_assert(sizeof(MBN_PROVIDER) == 32);
 
-// Used by a method that the service does not call.
+// Only for a method that the service does not call.
 struct MBN_INTERFACE_CAPS;
 
 struct IMbnSubscriberInformation : IUnknown {

@@ -22,7 +22,7 @@ void AnswerReadyState(Answer& answer) {
     answer.number = ReadReadyState();
 }
 
-// Kept: the answer is the request; the modem is not asked.
+// Kept: the answer has the values of the request; the modem is not called.
 void Acknowledge(Answer& /*answer*/) {}
 
 constexpr Command kCommands[] = {
@@ -43,7 +43,7 @@ constexpr Command kCommands[] = {
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEPROFILE",
      [](Answer& answer) {
-         // Kept: all profiles, before it is known whether the new one can be created.
+         // Kept: deletes all profiles, before it is known whether the new one can be created.
          DeleteAllConnectionProfiles();
          // Kept: the answer has the first field of the request's text.
          CreateProfileFromRequest(answer.text);

@@ -5,8 +5,8 @@
 
 namespace {
 
-// Each reads one interface's value into `value`, whose strings it frees first. A call that fails
-// leaves `value` as it is.
+// Each function reads a value of one interface into `value`, and frees the strings that were in
+// `value`. If it fails, `value` does not change.
 
 HRESULT GetReadyState(IMbnInterface& modem, MBN_READY_STATE& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
@@ -25,7 +25,7 @@ HRESULT GetHomeProvider(IMbnInterface& modem, MBN_PROVIDER& value) {
     }
     MBN_PROVIDER provider = {};
     result = modem.GetHomeProvider(&provider);
-    // With any other result the structure holds no strings that the caller may free.
+    // With any other result the caller must not free the strings in the structure.
     if (result == S_OK) {
         const HomeProvider earlier = {Bstr(value.providerID), Bstr(value.providerName)};
         value = provider;
@@ -49,8 +49,8 @@ HRESULT GetSubscriberText(IMbnInterface& modem, MbnQuerySelector selector, BSTR&
     return result;
 }
 
-// Calls `act`, a bool(IMbnConnection&, MBN_ACTIVATION_STATE), for the connection of every interface
-// that gives one; false ends the loop. A state that cannot be read counts as NONE.
+// Calls `act`, a bool(IMbnConnection&, MBN_ACTIVATION_STATE), for the connection of each interface
+// that has one. If `act` returns false, the loop ends. A state that cannot be read counts as NONE.
 template <typename Act>
 HRESULT ForEachConnection(Act act) {
     return ForEachInterface([=](IMbnInterface& modem) -> StepResult {
@@ -69,7 +69,7 @@ HRESULT ForEachConnection(Act act) {
 }  // namespace
 
 HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
-    // Kept: all interfaces are asked, and the last one that could be asked counts.
+    // Kept: all interfaces are read, and the value of the last one remains.
     return ForEachInterface([=](IMbnInterface& modem) -> StepResult {
         switch (selector) {
             case MbnQuerySelector::kReadyState:
@@ -102,7 +102,7 @@ Bstr ReadText(MbnQuerySelector selector) {
     return text;
 }
 
-// Kept: here and in ConnectWithProfile, the result of the request is not looked at.
+// Kept: here and in ConnectWithProfile, the result of Disconnect or Connect is ignored.
 HRESULT DisconnectAllConnections() {
     return ForEachConnection([](IMbnConnection& connection, MBN_ACTIVATION_STATE state) {
         ULONG request_id = 0;

@@ -1,9 +1,9 @@
-// Queries of the modem, and its data connection. Each operation joins the multithreaded apartment,
-// calls the Mobile Broadband API for every interface in turn, releases everything and leaves.
+// Reads values of the modem, and controls its data connection. Each operation joins the
+// multithreaded apartment, calls the Mobile Broadband API for each interface, releases everything
+// and leaves the apartment.
 //
-// The first failure prints its message with ConsolePrint. The HRESULT is that of the failure, or of
-// the last call that was made. Kept: no command reads it; an answer shows a failure only by a value
-// that was not read.
+// If the list of interfaces cannot be read, a message is printed with ConsolePrint. The functions
+// return the HRESULT of the last call. Kept: no command uses it.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +13,7 @@
 #include "mbn/mbnapi.h"
 #include "win32/uniquehandle.h"
 
-// The value to read, and its type.
+// The value to read; the comment names its type.
 enum class MbnQuerySelector : uint32_t {
     kReadyState = 0,    // MBN_READY_STATE
     kHomeProvider = 1,  // MBN_PROVIDER, only of an interface whose ready state is "initialized"
@@ -21,25 +21,26 @@ enum class MbnQuerySelector : uint32_t {
     kSubscriberId = 3,  // BSTR
 };
 
-// Reads the value from every interface into `out`, which the caller presets (strings to null). The
-// value of the last interface that could be asked remains, also a null or an empty text. The caller
-// frees the strings. With another selector nothing is read.
+// Reads the value of each interface into `out`. The value of the last interface that has one
+// remains, also if it is a null or an empty text. The caller initialises `out` (strings to null)
+// and frees the strings. With any other selector nothing is read.
 HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out);
 
-// QueryMbnInterface with storage of the right type, preset to OFF and to null texts. ReadText is
-// for kSimIccId and kSubscriberId.
 struct HomeProvider {
     Bstr id;
     Bstr name;
 };
+
+// Return the result of QueryMbnInterface. Without a value it is OFF, or a null text. ReadText is
+// for kSimIccId and kSubscriberId.
 MBN_READY_STATE ReadReadyState();
 HomeProvider ReadHomeProvider();
 Bstr ReadText(MbnQuerySelector selector);
 
-// Asks every interface whose connection is active to disconnect, and does not wait for it.
+// Starts to disconnect each interface with an active connection, and does not wait.
 HRESULT DisconnectAllConnections();
 
-// Asks every interface that is neither connected nor connecting to connect with the service's own
-// profile, and does not wait for it. An interface that is disconnecting ends the loop: later ones
-// are not connected.
+// Starts to connect each interface that is neither connected nor connecting with the service's own
+// profile, and does not wait. Ends at an interface that is disconnecting: later ones are not
+// connected.
 HRESULT ConnectWithProfile();

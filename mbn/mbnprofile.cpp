@@ -5,7 +5,7 @@
 
 namespace {
 
-// Kept: also the message for a profile that cannot be created.
+// Kept: this is also the message for a profile that cannot be created.
 constexpr wchar_t kProfileManagerError[] =
     L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
 
@@ -50,12 +50,12 @@ HRESULT DeleteAllConnectionProfiles() {
 ProfileDocument BuildProfileXml(wchar_t* text) {
     ApnFields fields;
     for (size_t excess = SplitApnFields(text, fields); excess > 0; --excess) {
-        // Kept: the message for each token past the last field.
+        // Kept: one message for each token after the last field.
         ConsolePrint(L"fail over");
     }
 
     const Bstr icc_id = ReadText(MbnQuerySelector::kSimIccId);
-    // Kept: the value is not used. The order of the queries is fixed.
+    // Kept: the value is not used, and the order of the queries is fixed.
     ReadReadyState();
     const HomeProvider provider = ReadHomeProvider();
     const Bstr subscriber_id = ReadText(MbnQuerySelector::kSubscriberId);

@@ -1,19 +1,19 @@
-// The modem's connection profiles. Each operation calls the Mobile Broadband API in the
-// multithreaded apartment. The first failure prints its message with ConsolePrint. The HRESULT is
-// that of the failure, or of the last call that was made.
+// Deletes and creates the modem's connection profiles. Each operation calls the Mobile Broadband
+// API in the multithreaded apartment. The functions return the HRESULT of the last call. They print
+// a message with ConsolePrint for a failure that is not skipped.
 #pragma once
 
 #include <windows.h>
 
 #include "mbn/mbnprofiletext.h"
 
-// Deletes every connection profile of every mobile broadband interface, also those that the service
-// did not create. A profile that cannot be deleted is skipped.
+// Deletes every connection profile of every mobile broadband interface, also profiles that the
+// service did not create. Skips a profile that cannot be deleted.
 HRESULT DeleteAllConnectionProfiles();
 
-// The profile document, made of the fields in `text` and of the SIM's identity; a value that cannot
-// be read is empty. Splits `text` in place: afterwards it ends after its first token. Prints "fail
-// over" for each token past the last field.
+// Builds the profile document from the fields in `text` and the identity of the SIM. A value that
+// cannot be read is empty. Splits `text` in place: it then ends after its first token. Prints "fail
+// over" for each token after the last field.
 ProfileDocument BuildProfileXml(wchar_t* text);
 
 // Creates the profile that BuildProfileXml describes.

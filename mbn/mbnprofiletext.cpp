@@ -2,7 +2,7 @@
 
 namespace {
 
-// The value of an element of the document.
+// The values that elements of the document have.
 enum Value : size_t {
     kNothing,
     kName,
@@ -43,7 +43,7 @@ constexpr Element kElements[] = {
     {L"<AccessString>", kAccessString, L"</AccessString>"},
     {L"<Compression>", kCompression, L"</Compression>"},
     {L"<AuthProtocol>", kAuthProtocol, L"</AuthProtocol>"},
-    // Kept: in this place, where the schema of Windows has neither.
+    // Kept: the schema of Windows has neither of these elements in this place.
     {L"<Username>", kUsername, L"</Username>"},
     {L"<Password>", kPassword, L"</Password>"},
     {L"<IPType>", kIpType, L"</IPType>"},
@@ -53,7 +53,7 @@ constexpr Element kElements[] = {
 
 constexpr size_t kElementCapacity = 256;
 
-// Builds a terminated text in a buffer and cuts what does not fit.
+// Appends texts to a buffer, cuts what does not fit, and keeps the terminator.
 template <size_t capacity>
 class CutText {
  public:
@@ -75,8 +75,8 @@ bool IsDelimiter(wchar_t character) {
     return character == L'|' || character == L'\n';
 }
 
-// Returns the next token at or after `position`, terminated in place; null after the last one.
-// Kept: delimiters in a row count as one, so that a field in the middle cannot be empty.
+// Returns the next token from `position` and terminates it in place. Returns null after the last
+// token. Kept: several delimiters together count as one, so a field in the middle cannot be empty.
 wchar_t* NextToken(wchar_t*& position) {
     while (IsDelimiter(*position)) {
         ++position;
@@ -94,7 +94,7 @@ wchar_t* NextToken(wchar_t*& position) {
     return token;
 }
 
-// As the C runtime compares in the "C" locale, in which the service runs.
+// Compares as the C runtime does in the "C" locale, which the service uses.
 wchar_t AsciiUpper(wchar_t character) {
     return character >= L'a' && character <= L'z' ? static_cast<wchar_t>(character - L'a' + L'A')
                                                   : character;
@@ -149,7 +149,7 @@ ProfileDocument AssembleProfileDocument(const ApnFields& fields, const SimIdenti
         }
         wchar_t scratch[kElementCapacity];
         CutText text(scratch);
-        // Kept: nothing is escaped, and texts that are too long are cut.
+        // Kept: values are not escaped, and an element that is too long is cut.
         text.Append(element.opening);
         text.Append(value);
         text.Append(element.closing);

@@ -1,10 +1,10 @@
-// The texts of a connection profile: the fields of the request, and the profile document. Includes
-// nothing of Windows, so that it can be fuzzed on any machine.
+// The texts of a connection profile: the fields of the request, and the profile document. Nothing
+// here needs Windows, so that it can be fuzzed on any machine.
 #pragma once
 
 #include <cstddef>
 
-// The name of the service's own profile, which it creates and connects with.
+// The name of the service's own profile.
 inline constexpr wchar_t kProfileName[] = L"Bramble Profile";
 
 // The fields of a request, in their order.
@@ -41,11 +41,12 @@ struct ProfileDocument {
     wchar_t text[kProfileDocumentCapacity];
 };
 
-// Splits `text` at "|" and line feed into `fields`, and writes a terminator over the delimiter
-// after each token. Delimiters in a row count as one, so only the last fields can be empty. A token
-// that is too long for its field is cut. Tokens past the last field are dropped; returns how many.
+// Splits `text` at "|" and line feed into `fields`, and overwrites the delimiter after each token
+// with a terminator. Several delimiters together count as one, so only the last fields can be
+// empty. Cuts a token that is too long for its field. Ignores the tokens after the last field, and
+// returns their number.
 size_t SplitApnFields(wchar_t* text, ApnFields& fields);
 
-// Returns the document of the profile, schema version 4. Values are not escaped. An element is cut
-// after 255 characters, the document after 1023.
+// Returns the profile document, schema version 4. Does not escape values. Cuts an element after 255
+// characters and the document after 1023.
 ProfileDocument AssembleProfileDocument(const ApnFields& fields, const SimIdentity& sim);

@@ -10,7 +10,8 @@ void WINAPI DeleteText(void* text) {
     delete[] static_cast<wchar_t*>(text);
 }
 
-// The thread owns the text: an exception of a failed callback runs no destructors.
+// The thread owns the text of an answer, because the exception of a failed callback runs no
+// destructors.
 const DWORD g_textSlot = FlsAlloc(&DeleteText);
 
 }  // namespace
@@ -20,7 +21,7 @@ void RunAction(const Command& command, Answer& answer) {
     try {
         command.action(answer);
     } catch (...) {
-        // Out of memory. The action has set the answer of a failure.
+        // Out of memory. The action has already set the values for a failure.
     }
 }
 

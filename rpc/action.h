@@ -1,11 +1,11 @@
-// The part of answering a command that may throw and catch exceptions. None of these functions is
-// on the stack while an answer is sent.
+// The functions of answering a command that may throw or catch exceptions. They all return before
+// an answer is sent.
 #pragma once
 
 #include "rpc/command.h"
 
-// Frees a text that the thread's last answer may have left, and runs the action of `command`.
-// Catches all exceptions.
+// Frees the text of the thread's last answer, if it was not freed, and runs the action of
+// `command`. Catches all exceptions.
 void RunAction(const Command& command, Answer& answer);
 
 // Frees the text of the calling thread's answer, if it has one.

@@ -1,6 +1,6 @@
-// Compiled without C++ exceptions, like everything that is on the stack while an answer is sent. A
-// client's callback can fail with an exception code of its choice; a frame with a handler or a
-// destructor would take some of these codes for C++ exceptions.
+// Compiled without C++ exceptions, like all functions that are on the stack while an answer is
+// sent. A client's callback can fail with any exception code. A frame with a handler or a
+// destructor would treat some of these codes as C++ exceptions.
 #include "rpc/command.h"
 
 #include "rpc/action.h"
@@ -8,7 +8,7 @@
 
 namespace {
 
-// The only place that answers. The declaration of ReportResult has no const, as the interface.
+// The only function that sends answers. ReportResult has no const because the interface has none.
 void Send(const wchar_t* command, const Answer& answer) {
     ReportResult(const_cast<wchar_t*>(command), static_cast<boolean>(answer.flag), answer.number,
                  answer.text);

@@ -1,4 +1,4 @@
-// How every command family names, carries out and answers its commands.
+// The tables of the command families, and the function that carries out and answers a command.
 #pragma once
 
 #include <windows.h>
@@ -12,8 +12,8 @@
 
 #include "rpc/commandhelp.h"
 
-// The values of an answer. They begin as the request's own, and the command's action changes them.
-// An action may overwrite `text` in place, up to its length; SetText replaces it.
+// The values of an answer. They are the values of the request until the action changes them. An
+// action may overwrite `text` in place, up to its length; SetText replaces it.
 struct Answer {
     bool flag;
     long number;
@@ -23,43 +23,43 @@ struct Answer {
 // One row of a family's table of commands.
 struct Command {
     const wchar_t* name;
-    // Does the command's work and has released everything when it returns. If it throws, the answer
-    // has the values that were set by then. Null: the command is accepted and never answered.
+    // Does the work of the command, and releases everything before it returns. If it throws, the
+    // answer has the values that were set until then. Null: the command is never answered.
     void (*action)(Answer& answer);
     // Whether RemoteRequest hands the command to the family.
     bool routed = true;
 };
 
-// A family's handler: finds the command in the family's table, carries it out and answers it on the
-// calling thread, as AnswerCommand does. `binding` is not used. The strings are the request's own.
+// The handler of a family: calls AnswerCommand with the table of the family. `binding` is not used.
+// The strings are those of the request.
 using CommandHandler = void(handle_t binding,
                             const wchar_t* command,
                             bool data_bool,
                             long data_int,
                             wchar_t* data_string);
 
-// The row with that name, compared whole and case-sensitively; null if there is none.
+// Returns the row with this name, compared completely and case-sensitively. Null if there is none.
 inline const Command* FindCommand(std::span<const Command> commands, const wchar_t* name) {
     const auto row = std::ranges::find_if(
         commands, [=](const Command& command) { return std::wcscmp(name, command.name) == 0; });
     return row == commands.end() ? nullptr : &*row;
 }
 
-// Carries out the row of `commands` named `command` and sends its answer with ReportResult, which
-// may leave this function as a structured exception of the RPC runtime. Does nothing and sends
-// nothing if there is no such row or the row has no action.
+// Runs the action of the row named `command` and sends the answer with ReportResult, on the calling
+// thread. Does nothing if there is no such row or it has no action. If the callback fails, a
+// structured exception of the RPC runtime leaves this function.
 void AnswerCommand(std::span<const Command> commands,
                    const wchar_t* command,
                    bool flag,
                    long number,
                    wchar_t* text);
 
-// For actions: makes `text` the answer's text. It is freed after the answer is sent. If a
-// structured exception ends the request first, it is freed before the thread's next action or when
-// the thread ends. Throws std::bad_alloc if FlsSetValue fails.
+// For actions: makes `text` the text of the answer. The text is freed after the answer is sent. If
+// the callback fails, it is freed before the thread's next action or when the thread ends. Throws
+// std::bad_alloc if FlsSetValue fails.
 void SetText(Answer& answer, std::unique_ptr<wchar_t[]> text);
 
-// The name of a command as a template argument: the compiler shows it in its messages.
+// The name of a command as a template argument, which the compiler shows in its messages.
 struct CommandName {
     char text[64] = {};
 };
@@ -71,7 +71,7 @@ constexpr bool IsOffered(const CommandHelp& /*help*/) {
     return true;
 }
 
-// The name of the first offered row that is not among the offered `others`, or an empty name.
+// Returns the name of the first offered row that `others` does not offer, or an empty name.
 constexpr CommandName FirstWithout(const auto& rows, const auto& others) {
     CommandName missing;
     for (const auto& row : rows) {
@@ -95,7 +95,7 @@ consteval bool NothingMissing() {
     return true;
 }
 
-// Stops the compiler, and shows the name, if a family's table and its lines of help differ.
+// If a family's table and its lines of help differ, compilation fails and shows the name.
 template <const auto& commands, const auto& help>
 consteval bool SameCommands() {
     return NothingMissing<FirstWithout(commands, help), FirstWithout(help, commands)>();

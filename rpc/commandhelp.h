@@ -1,12 +1,12 @@
-// What each command does, in one line, for the person at the console. Each family's table of
-// commands is compared with the family's list here when it is compiled. Nothing here needs Windows.
+// One line of help for each command. The compiler compares each family's table of commands with the
+// list here. Nothing here needs Windows.
 #pragma once
 
 #include <span>
 #include <string_view>
 
-// The value of a request without which a command does nothing sensible. kPadding: the answer
-// overwrites the request's text, which must be at least as long as the answer.
+// The value that a request for the command needs. kPadding: the answer overwrites the text of the
+// request, which must be at least as long as the text of the answer.
 enum class Needs { kNothing, kFlag, kNumber, kText, kPadding };
 
 struct CommandHelp {

@@ -1,5 +1,5 @@
-// RemoteRequest: from the command string to the family that owns it. Compiled without C++
-// exceptions, like everything that is on the stack while an answer is sent; see rpc/command.cpp.
+// RemoteRequest: finds the command family of a request. Compiled without C++ exceptions, like all
+// functions that are on the stack while an answer is sent; see rpc/command.cpp.
 #include <span>
 
 #include "bledevice/blehelper.h"
@@ -26,7 +26,7 @@ constexpr CommandFamily kFamilies[] = {
 
 }  // namespace
 
-// Kept: the families after the one that has the command are asked too; the context is not used.
+// Kept: the families after the one with the command are searched too; the context is not used.
 void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    const wchar_t* requestString,
                    boolean data_bool,

@@ -1,5 +1,5 @@
-// Compiled without C++ exceptions: RemoteOpen raises a structured exception, which must not meet
-// handlers or destructors.
+// Compiled without C++ exceptions: RemoteOpen raises a structured exception, and no frame on the
+// stack may have a handler or a destructor for it.
 #include "rpc/requestcontext.h"
 
 #include <cstdlib>
@@ -12,13 +12,14 @@ namespace {
 
 void FreeRequestContext(RequestContext* block) {
     for (void* slot : block->slots) {
-        // Kept: a block of operator new, freed with free.
+        // Kept: memory of operator new is freed with free.
         std::free(slot);
     }
     std::free(block);
 }
 
-// All slots are filled, or the result is null and nothing is left allocated.
+// Returns a context with all slots filled. Returns null, and frees everything, if there is no
+// memory.
 RequestContext* NewRequestContext() {
     auto* block = static_cast<RequestContext*>(std::calloc(1, sizeof(RequestContext)));
     if (block == nullptr) {
@@ -44,15 +45,15 @@ void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
     }
 }
 
-// Calls on one context are not serialized: two calls may close it at the same time, and both have
-// the address of the same slot. The one that takes the block out of the slot frees it; the other
-// finds null.
+// Calls on one context are not serialized. Two calls may close it at the same time, and both get
+// the address of the same pointer. The atomic exchange gives the block to one of them; the other
+// one gets null.
 void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
     REQUEST_CONTEXT_HANDLE_rundown(
         context == nullptr ? nullptr : InterlockedExchangePointer(context, nullptr));
 }
 
-// Kept: also logs the text of the close.
+// Kept: the rundown logs the same text as RemoteClose.
 void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context) {
     LogLine("RemoteClose");
     if (context == nullptr) {

@@ -20,8 +20,8 @@ constexpr unsigned kMinimumCallThreads = 1;
 // Kept: 0, without effect on local RPC.
 constexpr unsigned kMaximumRequestSize = 0;
 
-// The bindings under which the endpoint is registered, from RpcServerStart to RpcServerDisconnect.
-// Atomic: a stop may come while the start is in progress.
+// The bindings of the registered endpoint, from RpcServerStart to RpcServerDisconnect. Atomic
+// because a stop may come during the start.
 std::atomic<RPC_BINDING_VECTOR*> g_bindings = nullptr;
 
 EXPLICIT_ACCESS_W FullAccess(PSID sid, TRUSTEE_TYPE type) {
@@ -53,14 +53,14 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
     if (status != RPC_S_OK) {
         return status;
     }
-    // Kept: clients find an endpoint with a fixed name without the mapper.
+    // Kept: the endpoint has a fixed name, so clients do not need the endpoint mapper.
     status = RpcEpRegisterW(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr, nullptr);
     if (status != RPC_S_OK) {
         RpcBindingVectorFree(&bindings);
         return status;
     }
     g_bindings = bindings;
-    // Kept: an auto-listen interface is served without it. Blocks.
+    // Kept: an auto-listen interface does not need this call. It blocks.
     status = RpcServerListen(kMinimumCallThreads, kConcurrentCalls, FALSE);
     return status == RPC_S_ALREADY_LISTENING ? RPC_S_OK : status;
 }
@@ -70,7 +70,7 @@ RPC_STATUS Serve(SECURITY_DESCRIPTOR* descriptor) {
 RPC_STATUS RpcServerStart() {
     LogLine("RpcServerStart");
 
-    // Released in reverse order: group SIDs, capability SIDs, SID of everyone, access list.
+    // Released in reverse order: group SIDs, capability SIDs, SID of Everyone, access list.
     LocalAcl acl;
     AllocatedSid everyone;
     LocalSidArray capabilities;
@@ -91,8 +91,7 @@ RPC_STATUS RpcServerStart() {
         return static_cast<RPC_STATUS>(GetLastError());
     }
 
-    // Kept: full access for everyone. This entry does not admit a sandboxed app, the capability
-    // does.
+    // Kept: full access for Everyone. Only the second entry admits a sandboxed app.
     EXPLICIT_ACCESS_W entries[] = {
         FullAccess(everyone.get(), TRUSTEE_IS_WELL_KNOWN_GROUP),
         FullAccess(capabilities.sids[0], TRUSTEE_IS_UNKNOWN),
@@ -112,18 +111,18 @@ RPC_STATUS RpcServerStart() {
 
 void RpcServerDisconnect() {
     LogLine("RpcServerDisconnect");
-    // Kept: the listening is not ended.
+    // Kept: the server does not stop listening.
     if (RpcServerUnregisterIf(ServiceRpcInterface_v1_0_s_ifspec, nullptr, FALSE) == RPC_S_OK) {
         LogLine("Rpc Server Unregister Success");
     } else {
         LogLine("Rpc Server Unregister error");
     }
-    // Without bindings nothing is registered, and some runtimes do not accept null.
+    // Without bindings the endpoint is not registered. Some runtimes do not accept null here.
     RPC_BINDING_VECTOR* bindings = g_bindings.exchange(nullptr);
     if (bindings != nullptr) {
         RpcEpUnregister(ServiceRpcInterface_v1_0_s_ifspec, bindings, nullptr);
     }
-    // Kept: logged after a failure too, and if there was nothing to do.
+    // Kept: logged after a failure too, and if nothing was registered.
     LogLine("RpcEpUnregister");
     if (bindings != nullptr) {
         RpcBindingVectorFree(&bindings);

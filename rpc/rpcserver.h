@@ -4,16 +4,16 @@
 #include <windows.h>
 #include <rpc.h>
 
-// Opens the endpoint for everyone and for the package of the settings app, registers the interface
-// and listens. Call it once. Calls RpcServerUseProtseqEpW, RpcServerRegisterIf3 and
-// RpcServerListen.
+// Opens the endpoint for Everyone and for the capability of the settings app, registers the
+// interface and listens. Blocks while the server listens. Call it only once in a process. Calls
+// RpcServerUseProtseqEpW, RpcServerRegisterIf3 and RpcServerListen.
 //
-// Blocks while the server listens. Returns the Win32 or RPC status of the first step that failed;
-// the endpoint and the interface stay registered then, everything else is released. RPC_S_OK if the
-// process listens already.
+// Returns the Win32 or RPC status of the first call that failed. Then the endpoint and the
+// interface may stay registered; all memory is released. Returns RPC_S_OK if the process already
+// listens.
 RPC_STATUS RpcServerStart();
 
-// Unregisters the interface and the endpoint; does not end the listening. Asks not to wait for
+// Unregisters the interface and the endpoint. Does not stop the listening. Does not ask to wait for
 // calls in progress, but Windows always waits for the calls of an auto-listen interface. Logs every
-// step, also those with nothing to do. Calls RpcServerUnregisterIf and RpcEpUnregister.
+// step, also a step that has nothing to do. Calls RpcServerUnregisterIf and RpcEpUnregister.
 void RpcServerDisconnect();

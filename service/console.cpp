@@ -6,14 +6,14 @@
 
 namespace {
 
-// False in a service: it has no standard output, so texts need not be formatted.
+// Returns false in a service, which has no standard output. Then texts are not formatted.
 bool HasOutput() {
     return _fileno(stdout) >= 0;
 }
 
 }  // namespace
 
-// Flushes at once: a console server is ended by force, and its output must not be lost.
+// Flushes each text: a console server is ended by force, and its output must not be lost.
 void ConsolePrint(const wchar_t* format, ...) {
     if (!HasOutput()) {
         return;

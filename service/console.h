@@ -1,9 +1,9 @@
 // Messages to standard output.
 #pragma once
 
-// Formats and prints without adding a line end. A wide string argument needs "%ls". Ignores
-// failures: a service has no console. Calls vwprintf of the C runtime.
+// Prints formatted text and adds no line end. A wide string argument needs "%ls". Ignores failures:
+// a service has no console. Calls vwprintf of the C runtime.
 void ConsolePrint(const wchar_t* format, ...);
 
-// The same for a narrow format. Calls vprintf.
+// Does the same with a narrow format. Calls vprintf.
 void ConsolePrintNarrow(const char* format, ...);

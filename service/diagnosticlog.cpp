@@ -15,7 +15,7 @@ const char* LogFileName() {
     return name.c_str();
 }
 
-// Kept: each start of the program, in any mode, empties the log. Other programs may open it.
+// Kept: each start of the program, in any mode, empties the log. Other programs may open the file.
 std::FILE* OpenLog() {
     return g_logEnabled ? _fsopen(LogFileName(), "w", _SH_DENYNO) : nullptr;
 }
@@ -23,7 +23,6 @@ std::FILE* OpenLog() {
 // Opened before main and never closed: threads may still write while the process ends.
 std::FILE* const g_logStream = OpenLog();
 
-// Many threads write.
 std::mutex g_logMutex;
 
 }  // namespace
@@ -49,7 +48,7 @@ void WriteLog(std::string message) {
     std::fflush(g_logStream);
 }
 
-// Kept: never called, and takes its text by value.
+// Kept: the service never calls it, and the text is passed by value.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void WriteLog(std::wstring message) {
     WriteLog(LowBytes(message));

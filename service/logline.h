@@ -1,5 +1,5 @@
-// The lines of the diagnostic log. None of these functions throws: a line for which there is no
-// memory is lost, and the work that it reports goes on. Each calls WriteLog.
+// Writes the lines of the diagnostic log. These functions do not throw: if there is no memory for a
+// line, the line is lost, and the caller continues. They call WriteLog.
 #pragma once
 
 // Writes `text`.
@@ -8,5 +8,5 @@ void LogLine(const char* text) noexcept;
 // Writes `text` followed by `number` in decimal.
 void LogLine(const char* text, long number) noexcept;
 
-// Writes the line of one request, with its strings reduced to their low bytes.
+// Writes the line for one request, with the low eight bits of each code unit of its strings.
 void LogRequest(const wchar_t* command, bool flag, long number, const wchar_t* text) noexcept;

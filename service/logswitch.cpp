@@ -1,5 +1,5 @@
 #include "service/diagnosticlog.h"
 
-// Kept: off, and not changed at run time. In a file of its own, so that a program can be linked
+// Kept: off, and not changed at run time. In its own file, so that a test program can be linked
 // with the log on.
 const bool g_logEnabled = false;

@@ -1,5 +1,5 @@
-// The entry of the program. The first argument selects installer, remover, console server or
-// service.
+// The entry point of the program. The first argument selects installation, removal, console server
+// or service.
 #include <cstdlib>
 #include <cwchar>
 
@@ -10,8 +10,8 @@
 
 namespace {
 
-// Serves requests in a console process, for diagnosis, until the process is ended. Ends the process
-// with the RPC status if the server cannot start.
+// Serves requests in a console process, for diagnosis, until the process is ended. If the server
+// cannot start, ends the process with the RPC status.
 void RunConsoleServer() {
     CTesselService service;
     service.SetRpcStarted();
@@ -20,7 +20,7 @@ void RunConsoleServer() {
     if (status != RPC_S_OK) {
         // Kept: no function has this name.
         ConsolePrintNarrow("RpcServerConnect returned: 0x%x\n", static_cast<unsigned>(status));
-        // Kept: the text of the start, also for its failure.
+        // Kept: the same text as before the start, also for a failure.
         service.WriteEventLogEntry(L"Starting Rpc Server..", kEventLevelInformation);
         std::exit(static_cast<int>(status));
     }
@@ -37,7 +37,7 @@ void RunSwitch(const wchar_t* name) {
     }
 }
 
-// Kept: the usage is printed under the service control manager too, and does not name -console.
+// Kept: the usage is also printed under the service control manager, and does not name -console.
 void RunService() {
     ConsolePrint(L"Parameters:\n");
     ConsolePrint(L" -install  to install the service.\n");

@@ -22,8 +22,8 @@ CONDITION_VARIABLE g_startEnded = CONDITION_VARIABLE_INIT;
 CServiceBase* CServiceBase::s_service = nullptr;
 // Kept: never reset.
 DWORD CServiceBase::s_checkPoint = 1;
-// Whether a start is in progress, and whether a thread has claimed the end of the service. Static:
-// other threads read them when the object may be destroyed.
+// Whether a start is in progress, and whether a thread is stopping or has stopped the service.
+// Static: other threads may read them after the object was destroyed.
 std::atomic<bool> CServiceBase::s_starting = false;
 std::atomic<bool> CServiceBase::s_ending = false;
 
@@ -85,7 +85,7 @@ void WINAPI CServiceBase::ServiceMain(DWORD argc, wchar_t** argv) {
     assert(s_service != NULL);
 
     CServiceBase* service = s_service;
-    // A control may come as soon as the handler is registered. It waits for the start.
+    // A control may come as soon as the handler is registered. Then it waits for the start.
     s_starting = true;
     service->m_statusHandle = RegisterServiceCtrlHandlerW(service->m_name, ServiceCtrlHandler);
     if (service->m_statusHandle == nullptr) {
@@ -137,7 +137,7 @@ void CServiceBase::Start(DWORD argc, wchar_t** argv) {
     const auto error =
         RunHook(L"Service Start", L"Service failed to start.", [&] { OnStart(argc, argv); });
     SetServiceStatus(error ? SERVICE_STOPPED : SERVICE_RUNNING, error.value_or(ERROR_SUCCESS));
-    // Another thread may stop the service and destroy the object as soon as it sees this.
+    // From here on, another thread may stop the service and destroy the object.
     AcquireSRWLockExclusive(&g_startLock);
     s_starting = false;
     ReleaseSRWLockExclusive(&g_startLock);
@@ -174,8 +174,8 @@ void CServiceBase::Continue() {
     SetServiceStatus(error ? SERVICE_PAUSED : SERVICE_RUNNING);
 }
 
-// Kept: does not call OnStop, and reports neither a pending state nor a failure. At system shutdown
-// there is no time to release the RPC server.
+// Kept: does not call OnStop, and reports neither a pending state nor a failure. When the machine
+// shuts down, there is no time to release the RPC server.
 void CServiceBase::Shutdown() {
     if (!BeginEnding()) {
         return;

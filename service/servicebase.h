@@ -13,22 +13,21 @@
 inline constexpr BYTE kEventLevelFailure = 1;
 inline constexpr BYTE kEventLevelInformation = 4;
 
-// Calls the hooks of a derived class, reports the states before and after them to the service
-// control manager, and writes a tracing event if a hook throws a Win32 code as a DWORD or anything
-// else. One instance per process runs as the service and is reached through a static pointer. There
-// is no lock. The process destroys the object after it was reported stopped, so threads share only
-// static atomic flags. Kept: the C of the name.
+// Calls the hooks of a derived class, and reports the state before and after each hook to the
+// service control manager. If a hook throws, writes a tracing event. One instance in a process runs
+// as the service; a static pointer refers to it. The object is destroyed after it has reported
+// stopped, so threads share only static atomic flags. Kept: the C in the name.
 class CServiceBase {
  public:
-    // Sets the status (start pending, accepting stop and shutdown) and registers the tracing
-    // provider with EventRegister. A failed registration is printed, and no events are written.
+    // Sets the status to start-pending, accepting stop and shutdown. Registers the tracing provider
+    // with EventRegister. If that fails, prints a message and writes no events.
     CServiceBase();
     CServiceBase(const CServiceBase&) = delete;
     CServiceBase& operator=(const CServiceBase&) = delete;
     virtual ~CServiceBase() = default;
 
-    // The work of the service at each control; by default nothing. A hook may throw a Win32 error
-    // code as a DWORD. OnStart must not call Stop or Shutdown, which wait for the start.
+    // Do the work of the service for each control; by default nothing. A hook may throw a Win32
+    // error code as a DWORD. OnStart must not call Stop or Shutdown, which wait for the start.
     virtual void OnStart(DWORD argc, wchar_t** argv);
     virtual void OnStop();
     virtual void OnPause();
@@ -42,37 +41,39 @@ class CServiceBase {
     // Writes "<function> failed w/err 0x<error>", cut to 259 characters, as a failure event.
     void WriteErrorLogEntry(const wchar_t* function, DWORD error);
 
-    // Makes `service` the service of the process and runs StartServiceCtrlDispatcherW until it has
-    // stopped. FALSE with GetLastError if the dispatcher cannot start. The caller owns `service`.
+    // Makes `service` the service of the process, and calls StartServiceCtrlDispatcherW, which
+    // returns when the service has stopped. Returns FALSE if the dispatcher cannot start, with the
+    // error in GetLastError. The caller owns `service`.
     static BOOL Run(CServiceBase& service);
 
-    // Called by the service control manager on a thread of its own. Registers the control handler
-    // and starts the service. Throws the Win32 code as a DWORD if the registration fails.
+    // Registers the control handler and starts the service. Throws the Win32 code as a DWORD if the
+    // registration fails. The service control manager calls it on its own thread.
     static void WINAPI ServiceMain(DWORD argc, wchar_t** argv);
 
     // Calls Stop, Pause, Continue or Shutdown; ignores every other control.
     static void WINAPI ServiceCtrlHandler(DWORD control);
 
-    // Each reports a pending state, calls its hook and reports the state that follows; if the hook
-    // throws, the state that is left. They do not throw. Stop and Shutdown wait for a start in
-    // progress and do nothing if another thread is stopping or has stopped the service. A service
-    // that has stopped can be started and stopped again.
+    // Each function reports a pending state, calls its hook, and reports the next state, or after
+    // an exception the previous state. The functions do not throw. Stop and Shutdown wait for a
+    // start in progress. They do nothing if another thread is stopping or has stopped the service.
+    // A stopped service can be started again.
     void Start(DWORD argc, wchar_t** argv);
     void Stop();
     void Pause();
     void Continue();
     void Shutdown();
 
-    // Reports `state` with Windows' SetServiceStatus and ignores its result. Running and stopped
-    // have the check-point 0, all other states the next one of the process.
+    // Reports `state` with Windows' SetServiceStatus and ignores the result. The check-point is 0
+    // for running and stopped; for all other states it is the next number of the process.
     void SetServiceStatus(DWORD state, DWORD exit_code = 0);
 
  protected:
-    // Waits for a start in progress and claims the end of the service. False if another thread has
-    // claimed it: the object may be destroyed then. Static, so that it can be called in that case.
+    // Waits for a start in progress. Returns true if the calling thread must stop the service, and
+    // false if another thread is stopping or has stopped it: then the object may be destroyed. So
+    // the function is static.
     static bool BeginEnding();
 
-    // Stops the service after BeginEnding has returned true.
+    // Stops the service. Call it only after BeginEnding has returned true.
     void StopClaimed();
 
  private:
@@ -81,8 +82,8 @@ class CServiceBase {
     static std::atomic<bool> s_starting;
     static std::atomic<bool> s_ending;
 
-    // Runs `hook` and writes an event if it throws. Returns nothing if it did not throw, else the
-    // Win32 code that it threw, or 0 for any other exception.
+    // Runs `hook` and writes an event if it throws. Returns nothing if it did not throw, the Win32
+    // code that it threw, or 0 for any other exception.
     template <typename Hook>
     std::optional<DWORD> RunHook(const wchar_t* label, const wchar_t* failure, Hook hook);
 

@@ -14,8 +14,8 @@ void PrintFailure(const wchar_t* function) {
     ConsolePrint(L"%ls failed w/err 0x%08lx\n", function, GetLastError());
 }
 
-// Stops the service and waits while it is stop-pending. Does nothing if the control is refused,
-// which is also the case for a service that does not run.
+// Stops the service and waits while it is stop-pending. Does nothing if the control fails, for
+// example because the service does not run.
 void StopAndWait(SC_HANDLE service) {
     SERVICE_STATUS status = {};
     // Kept: nothing is printed, and the removal goes on.
@@ -41,7 +41,7 @@ void StopAndWait(SC_HANDLE service) {
 void InstallService() {
     wchar_t path[MAX_PATH] = {};
     const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    // A path that fills the buffer is cut: it would register a program that does not exist.
+    // A path that fills the buffer was cut and does not name this program.
     if (length == 0 || length == MAX_PATH) {
         PrintFailure(L"GetModuleFileName");
         return;
@@ -54,7 +54,7 @@ void InstallService() {
         return;
     }
 
-    // Kept: the path has no quotes.
+    // Kept: the path has no quotation marks.
     const ServiceHandle service(CreateServiceW(manager.get(), kServiceName, kServiceName,
                                                SERVICE_QUERY_STATUS, SERVICE_WIN32_OWN_PROCESS,
                                                SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, path,

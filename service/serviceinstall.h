@@ -1,10 +1,10 @@
-// Registration of this program with the service control manager.
+// Registers and removes the service.
 #pragma once
 
-// Registers the running program as the service, with automatic start, under kServiceAccount. Prints
-// the result. Calls CreateServiceW.
+// Registers this program as the service, with automatic start and kServiceAccount. Prints the
+// result. Calls CreateServiceW.
 void InstallService();
 
-// Stops the service if it runs and deletes it. Waits without limit while the stop is pending.
-// Prints the result. Calls ControlService and DeleteService.
+// Stops the service and deletes it. Waits without limit while the stop is pending. Prints the
+// result. Calls ControlService and DeleteService.
 void RemoveService();

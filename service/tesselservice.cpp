@@ -34,8 +34,8 @@ void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,
     }
     // Kept: the cause is not reported.
     //
-    // BeginEnding waits until running is reported: after stopped, it would show the service as
-    // running. If another thread has stopped the service, the object may be destroyed.
+    // BeginEnding waits until running is reported: if running were reported after stopped, the
+    // service would appear to run. If it returns false, the object may be destroyed.
     if (BeginEnding()) {
         service->StopClaimed();
     }

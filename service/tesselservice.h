@@ -6,15 +6,14 @@
 #include "service/servicebase.h"
 #include "win32/uniquehandle.h"
 
-// Runs the RPC server on a thread of the default thread pool, where it listens until the process
-// ends.
+// Runs the RPC server on a thread of the thread pool. The server listens until the process ends.
 class CTesselService : public CServiceBase {
  public:
     // Creates the stop event. Throws the Win32 code as a DWORD if CreateEventW fails.
     CTesselService();
     ~CTesselService() override = default;
 
-    // Submits the start of the RPC server to the thread pool and returns at once.
+    // Submits the start of the RPC server to the thread pool, and returns without waiting for it.
     void OnStart(DWORD argc, wchar_t** argv) override;
 
     // Unregisters the RPC interface and endpoint. On Windows this waits for requests in progress;

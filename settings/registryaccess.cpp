@@ -11,11 +11,11 @@
 
 namespace {
 
-// Reads a value of any type into `buffer`. Kept: after a failed open the query is made too, and
-// both failures are logged.
+// Reads a value of any type into `buffer`. Kept: if the key cannot be opened, the query is still
+// made, and both failures are logged.
 bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWORD size) {
     RegistryKey key;
-    // Kept: reads open the key with all access.
+    // Kept: all access, only to read.
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_path, 0, KEY_ALL_ACCESS, key.put()) !=
         ERROR_SUCCESS) {
         LogLine("Register Open Error");
@@ -31,7 +31,7 @@ bool Query(const wchar_t* key_path, const wchar_t* value_name, void* buffer, DWO
 }  // namespace
 
 std::int32_t RegistryReadDword(const wchar_t* key_path, const wchar_t* value_name) noexcept {
-    // Kept: larger than a DWORD, so that a longer value is read too and its first bytes are used.
+    // Kept: the buffer is larger than a DWORD. The first four bytes of a longer value are used.
     unsigned char buffer[100] = {};
     if (!Query(key_path, value_name, buffer, sizeof(buffer))) {
         return kRegistryReadError;
@@ -85,7 +85,7 @@ bool SetPenCustomProtocol(const wchar_t* uri) noexcept {
 }
 
 bool EnsurePenCustomProtocol() noexcept {
-    // Kept: a registration of another program is not replaced.
+    // Kept: does not replace the registration of another program.
     return RegistryReadString(kCustomProtocol.key, kCustomProtocol.name).has_value() ||
            SetPenCustomProtocol(kPenCustomProtocolUri);
 }

@@ -11,11 +11,11 @@ namespace {
 constexpr std::int32_t kScreenModeDefault = 99;
 constexpr std::int32_t kColorProfileDefault = 3;
 
-// The number that most commands report when a read finds nothing usable.
+// The number that most commands report if a read fails.
 constexpr std::int32_t kNothingRead = -1;
 
-// The colour profile last read or written; -1 after a failed read. Kept: the service never reads
-// it; it is for a debugger.
+// The colour profile that was last read or written; -1 after a failed read. Kept: the service never
+// reads it; it is for a debugger.
 volatile std::int32_t LastColorProfile = kNothingRead;
 
 std::int32_t Read(const RegistryValue& value) {
@@ -43,7 +43,7 @@ void GetPenPressureSensitivity(Answer& answer) {
     LogLine("GetPenPressureSensitivity : ", answer.number);
 }
 
-// Kept: reports success also if the write fails.
+// Kept: reports success even if the write fails.
 void SetPenPressureSensitivity(Answer& answer) {
     answer.flag = true;
     Write(kPressureThreshold, answer.number);
@@ -97,7 +97,7 @@ constexpr Command kCommands[] = {
     {L"REGISTRYHELPER_GETPENSETTING", GetPenSetting},
     {L"REGISTRYHELPER_SETPENSETTING",
      [](Answer& answer) { answer.flag = Write(kButtonAction, answer.number); }},
-    // Kept: a failed read is reported as -100, and a success is not logged.
+    // Kept: reports -100 if the read fails, and does not log a success.
     {L"REGISTRYHELPER_GETPENCLICKSETTING",
      [](Answer& answer) { answer.number = Read(kClickAction); }},
     {L"REGISTRYHELPER_SETPENCLICKSETTING",
@@ -112,7 +112,7 @@ constexpr Command kCommands[] = {
     {L"REGISTRYHELPER_ISSMARTDIMMINGSUPPORT", nullptr},
     // Kept: does nothing.
     {L"REGISTRYHELPER_ISVZWQ", [](Answer&) {}},
-    // Kept: no request reaches it, and the name is not used.
+    // Kept: not routed, and the name is not used.
     {L"REGISTRYHELPER_GETDEVICENAME",
      [](Answer&) { RegistryReadString(kProductName.key, kProductName.name); }, /*routed=*/false},
 };

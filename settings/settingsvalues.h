@@ -1,5 +1,5 @@
-// The registry values of the settings store, all under HKEY_LOCAL_MACHINE. tesselctl checks these
-// values too and grants rights to their keys.
+// The registry values of the settings, all under HKEY_LOCAL_MACHINE. tesselctl also checks these
+// values and grants rights to their keys.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 struct RegistryValue {
     const wchar_t* key;
     const wchar_t* name;
-    // The type under which it is stored.
+    // The type of the stored value.
     DWORD type;
 };
 
@@ -29,6 +29,6 @@ inline constexpr RegistryValue kSettingsValues[] = {
     kButtonAction, kClickAction, kPressureThreshold, kScreenMode, kColorProfile, kCustomProtocol,
 };
 
-// The name of the device. Not in the list: no request reaches the command that reads it.
+// The name of the device. Not in the list, because the command that reads it is not routed.
 inline constexpr RegistryValue kProductName = {L"HARDWARE\\DESCRIPTION\\System\\BIOS",
                                                L"SystemProductName", REG_SZ};

@@ -1,11 +1,11 @@
-// Wide text made of the bytes of a text file.
+// Converts the bytes of a text file to wide text.
 #pragma once
 
 #include <algorithm>
 #include <memory>
 #include <string_view>
 
-// Converts bytes as the C runtime's text mode does: CR LF is LF, and Ctrl-Z ends the text.
+// Converts bytes as the C runtime's text mode does: CR LF becomes LF, and Ctrl-Z ends the text.
 //
 // Kept: a last line without a line break gets one.
 // Kept: each byte is sign-extended to one UTF-16 code unit, with no code page: a byte from 0x80 on
@@ -15,8 +15,8 @@ class WideText {
     // Allocates memory for `size` bytes. Throws std::bad_alloc.
     explicit WideText(std::size_t size) : capacity_(size + kEnd), text_(Allocate(capacity_)) {}
 
-    // Appends the next bytes of the file, and allocates more memory if they need it. Returns false
-    // at a Ctrl-Z. Throws std::bad_alloc.
+    // Appends the next bytes of the file, and allocates more memory if necessary. Returns false if
+    // a Ctrl-Z has ended the text. Throws std::bad_alloc.
     bool Append(std::string_view bytes) {
         constexpr char kCtrlZ = 0x1A;
         if (capacity_ - length_ < bytes.size() + kEnd) {
@@ -42,7 +42,7 @@ class WideText {
         return !ended;
     }
 
-    // Ends the last line and the text, and hands it over.
+    // Ends the last line, and gives the terminated text to the caller.
     std::unique_ptr<wchar_t[]> Finish() {
         if (length_ > 0 && text_[length_ - 1] != L'\n') {
             text_[length_++] = L'\n';
@@ -52,7 +52,7 @@ class WideText {
     }
 
  private:
-    // Units for the last line's break and the zero.
+    // Units for the line break of the last line and the terminator.
     static constexpr std::size_t kEnd = 2;
 
     static std::unique_ptr<wchar_t[]> Allocate(std::size_t units) {

@@ -22,7 +22,7 @@ bool Store(const wchar_t* key_path,
     }
     if (RegSetValueExW(key.get(), value_name, 0, type, static_cast<const BYTE*>(data),
                        static_cast<DWORD>(size)) != ERROR_SUCCESS) {
-        // Kept: the thread's last error, not the status that was returned.
+        // Kept: the last error of the thread, not the returned status.
         ConsolePrint(L"RegSetValueEx fail, GetLastError(%d) ValueName[%ls]\n",
                      static_cast<int>(GetLastError()), value_name);
         return false;

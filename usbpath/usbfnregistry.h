@@ -1,18 +1,19 @@
-// Single writes to the USB function configuration. Each function opens its key under
-// HKEY_LOCAL_MACHINE, changes one value, closes the key, and returns whether that succeeded. A key
-// that cannot be opened gives no message; a value that cannot be changed prints one with
-// ConsolePrint. The strings stay the caller's.
+// Changes values of the USB function configuration. Each function opens its key under
+// HKEY_LOCAL_MACHINE, changes one value and closes the key. It returns whether that succeeded. If
+// the value cannot be changed, it prints a message with ConsolePrint; if the key cannot be opened,
+// it prints nothing. The caller owns the strings.
 #pragma once
 
 #include <cstdint>
 #include <span>
 #include <string_view>
 
-// These create the key if it is missing. They call RegCreateKeyExW and RegSetValueExW.
+// Store a value, and create the key if it is missing. Call RegCreateKeyExW and RegSetValueExW.
 bool SetUsbfnDword(const wchar_t* key_path, const wchar_t* value_name, std::uint32_t value);
-// A REG_SZ. The terminator that follows `text` is stored too.
+// Stores a REG_SZ with the terminator, which must follow `text`.
 bool SetUsbfnString(const wchar_t* key_path, const wchar_t* value_name, std::wstring_view text);
-// The REG_MULTI_SZ "InterfaceList". `multi_string` has all terminators and the final empty string.
+// Stores the REG_MULTI_SZ "InterfaceList". `multi_string` has all terminators and the final empty
+// string.
 bool SetUsbfnInterfaceList(const wchar_t* key_path, std::wstring_view multi_string);
 bool SetUsbfnBinary(const wchar_t* key_path,
                     const wchar_t* value_name,

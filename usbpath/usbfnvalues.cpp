@@ -14,7 +14,7 @@ constexpr auto BytesOf(const Descriptor& descriptor) {
     return std::bit_cast<std::array<std::uint8_t, sizeof(Descriptor)>>(descriptor);
 }
 
-// The fields of descriptors have their names from the USB documents.
+// The names of the fields are those of the USB documents.
 #pragma pack(push, 1)
 
 struct BosHeader {
@@ -162,7 +162,7 @@ constexpr EndpointDescriptor kBulkIn =
     Endpoint(kEndpointIn | 1, kEndpointBulk, kHighSpeedBulkPacket, 0);
 constexpr EndpointDescriptor kBulkOut = Endpoint(2, kEndpointBulk, kHighSpeedBulkPacket, 0);
 
-// Link power management over USB 2.0; full, high and super speed; works at full speed and above.
+// Link power management with USB 2.0; full, high and super speed; works at full speed and above.
 constexpr auto kBosDescriptor = BytesOf(BosDescriptor{
     {sizeof(BosHeader), kTypeBos, sizeof(BosDescriptor), 2},
     {sizeof(Usb2ExtensionCapability), kTypeDeviceCapability, 0x02, 0x00000002},
@@ -172,7 +172,7 @@ constexpr auto kBosDescriptor = BytesOf(BosDescriptor{
 constexpr auto kVendorInterface =
     BytesOf(InterfaceWithEndpoints<2>{Interface(2, 0xFF, 0xFF, 0xFF), {kBulkIn, kBulkOut}});
 
-// The still image class, as MTP requires.
+// The still image class, which MTP requires.
 constexpr auto kMtpInterface = BytesOf(InterfaceWithEndpoints<3>{
     Interface(3, 0x06, 0x01, 0x01),
     {kBulkIn, kBulkOut, Endpoint(kEndpointIn | 3, kEndpointInterrupt, 0x0040, 4)}});
@@ -247,7 +247,7 @@ constexpr UsbfnStep String(const wchar_t* key_path,
     return {key_path, value_name, UsbfnAction::kSetString, 0, text};
 }
 
-// Each of `names` ends with a NUL. The terminator of the literal is the final empty string.
+// Each name in `names` ends with a NUL. The terminator of the literal is the final empty string.
 template <std::size_t units>
 constexpr UsbfnStep InterfaceList(const wchar_t* key_path, const wchar_t (&names)[units]) {
     return {key_path, kInterfaceListName, UsbfnAction::kSetInterfaceList, 0, {names, units}};
@@ -265,7 +265,7 @@ constexpr UsbfnStep kCpSteps[] = {
 
     Dword(kRmNetConfiguration, L"bmAttributes", 0x80),
     Dword(kRmNetConfiguration, L"bMaxPower", 0xFA),
-    // Deleted first, so that no value of another type remains.
+    // Deleted first, in case the value has another type.
     Delete(kRmNetConfiguration, kInterfaceListName),
     InterfaceList(kRmNetConfiguration, L"DIAG\0NMEA\0MODEM\0RMNET\0"),
 
@@ -322,14 +322,14 @@ constexpr auto kApSteps = [] {
     std::array<UsbfnStep, std::size(kCpSteps) - kDeleted + 1> steps = {};
     UsbfnStep* next = steps.data();
     for (const UsbfnStep& step : kCpSteps) {
-        // Kept: one value is set, not deleted.
+        // Kept: this value is set, not deleted.
         if (std::wstring_view(step.value_name) == L"TransportType") {
             *next++ = Dword(step.key_path, step.value_name, 2);
         } else if (step.action != UsbfnAction::kDelete) {
             *next++ = Delete(step.key_path, step.value_name);
         }
     }
-    // Kept: no value of kCpSteps.
+    // Kept: kCpSteps does not write this value.
     *next = Delete(kDiagnosticBridge, L"Start");
     return steps;
 }();

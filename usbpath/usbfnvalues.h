@@ -1,4 +1,4 @@
-// The registry values of the two routes of the USB port, as tables. Includes nothing of Windows.
+// The registry values of the two routes of the USB port, as tables. Nothing here needs Windows.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +10,15 @@ inline constexpr wchar_t kInterfaceListName[] = L"InterfaceList";
 
 enum class UsbfnAction { kDelete, kSetDword, kSetString, kSetInterfaceList, kSetBinary };
 
-// One change of one registry value. `key_path` is a path under HKEY_LOCAL_MACHINE. The action uses
-// one of the last three fields. All pointers point to constants of the program.
+// One change of one registry value. `key_path` is a path under HKEY_LOCAL_MACHINE. The action
+// decides which of the last three fields is used. All pointers refer to constants.
 struct UsbfnStep {
     const wchar_t* key_path;
     const wchar_t* value_name;
     UsbfnAction action;
     std::uint32_t number = 0;
-    // A string, whose terminator follows, or an interface list with all terminators and the final
-    // empty string.
+    // A string that is followed by its terminator, or an interface list with all terminators and
+    // the final empty string.
     std::wstring_view text = {};
     std::span<const std::uint8_t> bytes = {};
 };
@@ -27,6 +27,6 @@ struct UsbfnStep {
 extern const std::span<const UsbfnStep> kCpSequence;
 
 // Routes the port back to Windows (the application processor, AP): deletes the values that
-// kCpSequence wrote. The diagnostic router gets its other transport instead, and the "Start" of the
-// diagnostic bridge is deleted, which kCpSequence does not write.
+// kCpSequence wrote, but sets the transport of the diagnostic router. Also deletes "Start" of the
+// diagnostic bridge, which kCpSequence does not write.
 extern const std::span<const UsbfnStep> kApSequence;

@@ -5,7 +5,7 @@
 
 namespace {
 
-// A step that fails has printed its message. The next one follows in any case.
+// Carries out all steps. A step that fails prints its own message, and the next step follows.
 void Apply(std::span<const UsbfnStep> steps) {
     for (const UsbfnStep& step : steps) {
         switch (step.action) {
@@ -29,7 +29,7 @@ void Apply(std::span<const UsbfnStep> steps) {
 }
 
 constexpr Command kCommands[] = {
-    // Kept: the answer is the request; no status is read.
+    // Kept: the answer has the values of the request; no status is read.
     {L"USBPATHCHANGER_SMGETMUICSTATUS", [](Answer&) {}},
     {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", [](Answer&) { Apply(kCpSequence); }},
     {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", [](Answer&) { Apply(kApSequence); }},

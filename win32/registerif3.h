@@ -1,4 +1,4 @@
-// RpcServerRegisterIf3, which Windows' import library has but not every header set declares.
+// RpcServerRegisterIf3, which not every header set declares.
 #pragma once
 
 #include <windows.h>

@@ -1,4 +1,4 @@
-// Ownership of one Windows resource by one scope: one template, and one line for each kind.
+// Owning types for Windows resources.
 #pragma once
 
 #include <windows.h>
@@ -33,12 +33,12 @@ class UniqueHandle {
     T operator->() const { return m_value; }
     explicit operator bool() const { return m_value != Empty(); }
 
-    // Closes the owned value and returns the address for a Windows call that stores a new one.
+    // Closes the owned value. Returns the address at which a Windows function stores a new one.
     T* put() {
         reset();
         return &m_value;
     }
-    // The same for calls that store an untyped pointer (CoCreateInstance, QueryInterface).
+    // Does the same for functions that store an untyped pointer (CoCreateInstance, QueryInterface).
     void** put_void() { return reinterpret_cast<void**>(put()); }
 
     // Gives the value to the caller, who must close it.
@@ -53,16 +53,16 @@ class UniqueHandle {
     }
 
  private:
-    // INVALID_HANDLE_VALUE can be no template argument. NOLINTNEXTLINE(performance-no-int-to-ptr)
+    // A template argument cannot be a pointer. NOLINTNEXTLINE(performance-no-int-to-ptr)
     static T Empty() { return reinterpret_cast<T>(empty); }
 
     T m_value = Empty();
 };
 
-// A handle whose maker returns null on failure (CreateEventW, OpenProcess).
+// A handle of a function that returns null on failure (CreateEventW, OpenProcess).
 using Handle = UniqueHandle<HANDLE, CloseHandle>;
 
-// A handle whose maker returns INVALID_HANDLE_VALUE on failure (CreateFileW).
+// A handle of a function that returns INVALID_HANDLE_VALUE on failure (CreateFileW).
 using FileHandle = UniqueHandle<HANDLE, CloseHandle, -1>;
 
 using Module = UniqueHandle<HMODULE, FreeLibrary>;
@@ -72,14 +72,14 @@ using ServiceHandle = UniqueHandle<SC_HANDLE, CloseServiceHandle>;
 // A SID from AllocateAndInitializeSid.
 using AllocatedSid = UniqueHandle<PSID, FreeSid>;
 
-// Memory that the caller must free with LocalFree: a SID or a descriptor, an ACL of
-// SetEntriesInAclW, a text of ConvertSidToStringSidW.
+// Memory that the caller must free with LocalFree: a SID, a security descriptor, an ACL from
+// SetEntriesInAclW, a text from ConvertSidToStringSidW.
 using LocalMemory = UniqueHandle<void*, LocalFree>;
 using LocalAcl = UniqueHandle<PACL, LocalFree>;
 using LocalString = UniqueHandle<wchar_t*, LocalFree>;
 
-// A string and an array that a COM call returned. A null string is a string that was not returned.
-// The array is destroyed with the references that it holds.
+// A string and an array from a COM call. A null string means that no string was returned. The array
+// is destroyed with the references in it.
 using Bstr = UniqueHandle<BSTR, SysFreeString>;
 using SafeArray = UniqueHandle<SAFEARRAY*, SafeArrayDestroy>;
 
@@ -108,8 +108,8 @@ struct LocalSidArray {
     }
 };
 
-// Makes the calling thread a member of the multithreaded apartment until the scope ends, on the
-// same thread. Declare it before the COM references of the scope, so that it is destroyed last.
+// Makes the calling thread a member of the multithreaded apartment until the scope ends. Declare it
+// before the COM references of the scope, so that it is destroyed last.
 class ComApartment {
  public:
     ComApartment() : m_result(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
@@ -118,7 +118,7 @@ class ComApartment {
     ComApartment(const ComApartment&) = delete;
     ComApartment& operator=(const ComApartment&) = delete;
 
-    // The result of CoInitializeEx.
+    // Returns the result of CoInitializeEx.
     [[nodiscard]] HRESULT Result() const { return m_result; }
 
  private:

@@ -1,5 +1,5 @@
-// The structures of the tables that the RPC runtime reads to marshal a call, in the transfer
-// syntaxes NDR 2.0 and NDR64.
+// The structures of the tables by which the RPC runtime marshals a call, in the transfer syntaxes
+// NDR 2.0 and NDR64.
 #pragma once
 
 #include <cstddef>
@@ -90,7 +90,7 @@ struct ContextBinding {
     std::uint8_t ordinal;
 };
 
-// Upper bounds, in bytes, of the parameters with a fixed size on the wire.
+// The highest sizes, in bytes, of the parameters with a fixed size in a packet.
 struct Sizes {
     std::uint16_t client_buffer;
     std::uint16_t server_buffer;
@@ -108,7 +108,7 @@ struct Extension {
 #if ARGUMENTS_IN_REGISTERS
     std::uint16_t entries = arguments;
     std::uint8_t slots = arguments;
-    // Padded so that the extension has an even size.
+    // One byte of padding if the size of the extension would be odd.
     RegisterOctets<arguments, arguments | 1> registers;
 #else
     std::uint16_t float_mask = 0;
@@ -122,7 +122,7 @@ struct Parameter {
     std::uint16_t type;
 };
 
-// A procedure called over an explicit binding, which `Binding` describes.
+// A procedure with an explicit binding, which `Binding` describes.
 template <typename Binding, int arguments, int parameters>
 struct Procedure {
     Header header;
@@ -132,7 +132,7 @@ struct Procedure {
     Parameter parameter[parameters];
 };
 
-// A callback: it uses the binding of the call in progress.
+// A callback. It uses the binding of the call in progress.
 template <int arguments>
 struct Callback {
     Header header;
@@ -141,7 +141,7 @@ struct Callback {
     Parameter parameter[arguments];
 };
 
-// `offset` is the distance from itself to the type pointed to.
+// `offset` is the distance from this field to the type of the target.
 struct RefPointer {
     std::uint8_t code;
     std::uint8_t flags;
@@ -201,7 +201,7 @@ struct Header {
     std::uint16_t extension_size;
 };
 
-// For a primitive binding the last two bytes before the notify index are reserved.
+// For a primitive binding `rundown_index` and `ordinal` are reserved.
 struct Binding {
     std::uint8_t code;
     std::uint8_t flags;
@@ -225,7 +225,7 @@ struct Placement {
     RegisterOctets<arguments, arguments> registers;
 };
 
-// A procedure called over an explicit binding.
+// A procedure with an explicit binding.
 template <int arguments, int parameters>
 struct Procedure {
     Header header;
@@ -236,7 +236,7 @@ struct Procedure {
 #endif
 };
 
-// A callback: no binding.
+// A callback, without a binding.
 template <int arguments>
 struct Callback {
     Header header;

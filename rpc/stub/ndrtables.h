@@ -1,5 +1,5 @@
-// The format tables of ServiceRpcInterface in both transfer syntaxes: the procedures of
-// tesselservice.idl in the form that the RPC runtime reads.
+// The format tables of ServiceRpcInterface, for the procedures of tesselservice.idl in both
+// transfer syntaxes.
 #pragma once
 
 #include <array>
@@ -7,7 +7,7 @@
 
 #include "rpc/stub/ndrformat.h"
 
-// Stack offsets count 8 bytes per argument, a binding handle included.
+// Stack offsets count 8 bytes for each argument, also for a binding handle.
 
 namespace ndr20 {
 
@@ -58,8 +58,8 @@ inline constexpr TypeFormat kTypeFormat = {
     0,
 };
 
-// Sizes in buffers: boolean 5, long 8, context by value 36, context through a pointer 56. Strings
-// are sized at run time.
+// Sizes in buffers: boolean 5, long 8, context by value 36, context through a pointer 56. The
+// runtime computes the sizes of strings.
 inline constexpr ProcFormat kProcFormat = {
     {
         {kExplicitHandle, kOiFlags, 0, 0, 16},
@@ -102,8 +102,8 @@ inline constexpr ProcFormat kProcFormat = {
     0,
 };
 
-// The offset of each procedure in the format string, by number. Callbacks have numbers of their
-// own.
+// The offsets of the procedures in the format string, by procedure number. Callbacks have their own
+// numbers.
 inline constexpr std::uint16_t kProcOffsets[] = {
     offsetof(ProcFormat, remote_open),
     offsetof(ProcFormat, remote_close),
@@ -117,7 +117,7 @@ inline constexpr std::uint16_t kCallbackOffsets[] = {
 static_assert(sizeof(TypeFormat) == 27 && kStringType == 24);
 static_assert(sizeof(ProcFormat) == (kArm64 ? 205 : 187));
 
-// A format string as the runtime takes it: the bytes follow a pad, at an even address.
+// A format string for the runtime: the bytes follow the padding, at an even address.
 template <std::size_t size>
 struct FormatString {
     std::int16_t pad;
@@ -142,48 +142,47 @@ inline constexpr auto kProcString = FormatStringOf(kProcFormat);
 
 namespace ndr64 {
 
-// The ordinal of a context handle in the client and in the server stub, as interface compilers give
-// it.
-enum StubHalf : std::uint8_t { kClientHalf = 0, kServerHalf = 1 };
+// The ordinal that interface compilers give a context handle in the client and in the server stub.
+enum StubSide : std::uint8_t { kClientSide = 0, kServerSide = 1 };
 
-template <StubHalf half>
-inline constexpr ContextType kContextOut = {kBindContext, ndr20::kFlagsOut, 0, half};
-template <StubHalf half>
+template <StubSide side>
+inline constexpr ContextType kContextOut = {kBindContext, ndr20::kFlagsOut, 0, side};
+template <StubSide side>
 inline constexpr ContextType kContextInOut = {kBindContext,
-                                              ndr20::kFlagsInOut | ndr20::kContextNotNull, 0, half};
-template <StubHalf half>
+                                              ndr20::kFlagsInOut | ndr20::kContextNotNull, 0, side};
+template <StubSide side>
 inline constexpr ContextType kContextIn = {kBindContext, ndr20::kFlagsIn | ndr20::kContextNotNull,
-                                           0, half};
+                                           0, side};
 inline constexpr StringType kString = {kWideString, 0, 2};
 inline constexpr std::uint8_t kBoolean = kInt8;
 inline constexpr std::uint8_t kNumber = kInt32;
 
 inline constexpr std::uint16_t kBaseAttributes = ndr20::kBaseAttributes | ndr20::kByValue;
 
-// Sizes in buffers as in NDR 2.0, but 60 for a context through a pointer.
-template <StubHalf half>
+// Sizes in buffers are those of NDR 2.0, except 60 for a context through a pointer.
+template <StubSide side>
 inline constexpr Procedure<2, 1> kRemoteOpen = {
     {kExplicitHandle | kInterpreted | kHasExtension | kMachineFlags, 16, 0, 60, 0, 0, 1,
      sizeof(Binding)},
     {kBindPrimitive, 0, 0, 0, 0, 0},
-    {{&kContextOut<half>, ndr20::kOut | ndr20::kSimpleRef, 0, 8}},
+    {{&kContextOut<side>, ndr20::kOut | ndr20::kSimpleRef, 0, 8}},
 };
 
-template <StubHalf half>
+template <StubSide side>
 inline constexpr Procedure<1, 1> kRemoteClose = {
     {kExplicitHandle | kInterpreted | kHasExtension | kMachineFlags, 8, 60, 60, 0, 0, 1,
      sizeof(Binding)},
     {kBindContext, ndr20::kFlagsInOut, 0, 0, 0, 0},
-    {{&kContextInOut<half>, ndr20::kIn | ndr20::kOut | ndr20::kSimpleRef, 0, 0}},
+    {{&kContextInOut<side>, ndr20::kIn | ndr20::kOut | ndr20::kSimpleRef, 0, 0}},
 };
 
-template <StubHalf half>
+template <StubSide side>
 inline constexpr Procedure<5, 5> kRemoteRequest = {
     {kExplicitHandle | kInterpreted | kClientMustSize | kHasExtension | kMachineFlags, 40,
      36 + 5 + 8, 0, 0, 0, 5, sizeof(Binding)},
     {kBindContext, ndr20::kFlagsIn, 0, 0, 0, 0},
     {
-        {&kContextIn<half>, ndr20::kIn, 0, 0},
+        {&kContextIn<side>, ndr20::kIn, 0, 0},
         {&kString, ndr20::kStringAttributes, 0, 8},
         {&kBoolean, kBaseAttributes, 0, 16},
         {&kNumber, kBaseAttributes, 0, 24},
@@ -201,17 +200,17 @@ inline constexpr Callback<4> kReportResult = {
     },
 };
 
-// Procedures by number. The runtime takes the address of the table as `offsets` and never reads
-// that member.
+// Procedures by number. The runtime gets the address of the table as `offsets` and never reads that
+// member.
 template <std::size_t count>
 union ProcTable {
     const void* procedures[count];
     unsigned short offsets;
 };
 
-template <StubHalf half>
+template <StubSide side>
 inline constexpr ProcTable<3> kProcTable = {
-    {&kRemoteOpen<half>, &kRemoteClose<half>, &kRemoteRequest<half>}};
+    {&kRemoteOpen<side>, &kRemoteClose<side>, &kRemoteRequest<side>}};
 
 inline constexpr ProcTable<1> kCallbackTable = {{&kReportResult}};
 

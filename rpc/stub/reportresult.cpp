@@ -1,4 +1,4 @@
-// The callback as the server calls it. In a file of its own, so that a test can replace it.
+// The server's side of the callback. In its own file, so that a test can replace it.
 #include "rpc/stub/stubs.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// The memory functions of the RPC runtime for the arguments of a call.
+// The memory functions that the RPC runtime calls for the arguments of a call.
 #include <windows.h>
 #include <rpc.h>
 #include <rpcndr.h>

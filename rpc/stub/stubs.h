@@ -1,6 +1,6 @@
-// The parts that the server stub and the client stub share: the identity of ServiceRpcInterface and
-// the form in which the RPC runtime takes its tables. Every table and descriptor is a constant in
-// read-only memory, where tools that read RPC interfaces from program files find it.
+// What the server stub and the client stub share: the identity of ServiceRpcInterface, and its
+// tables in the form for the RPC runtime. Every table and descriptor is a constant in read-only
+// memory, where tools that read RPC interfaces from program files find it.
 #pragma once
 
 #include "rpc/stub/tesselservice.h"
@@ -17,11 +17,11 @@ inline constexpr RPC_SYNTAX_IDENTIFIER kNdr64Syntax = {
     {0x71710533, 0xbeba, 0x4937, {0x83, 0x19, 0xb5, 0xdb, 0xef, 0x9c, 0xcc, 0x36}},
     {1, 0}};
 
-// Has callbacks, has multiple transfer syntaxes.
+// The interface has callbacks and multiple transfer syntaxes.
 inline constexpr unsigned int kInterfaceFlags = 0x04000000 | 0x02000000;
 
-// Of the stub descriptor: format of the tables, compiler version with this format, multiple
-// syntaxes.
+// For the stub descriptor: the format of the tables, the compiler version with this format, and the
+// flag for multiple syntaxes.
 inline constexpr unsigned long kStubVersion = 0x60001;
 inline constexpr unsigned long kMidlVersion = 0x8010274;
 inline constexpr ULONG_PTR kStubFlags = 0x2000001;
@@ -31,13 +31,13 @@ inline constexpr ULONG_PTR kSyntaxCount = 2;
 inline constexpr PFORMAT_STRING kTypeFormatString = ndr20::kTypeString.bytes;
 inline constexpr PFORMAT_STRING kProcFormatString = ndr20::kProcString.bytes;
 
-// For parameters that the runtime declares without const and only reads.
+// For parameters that the runtime only reads, but declares without const.
 template <typename T>
 constexpr T* Writable(const T* value) {
     return const_cast<T*>(value);
 }
 
-// The functions of a dispatch table. The address of an imported function would be no constant.
+// The functions of a dispatch table. The address of an imported function is not a constant.
 inline void __RPC_STUB DispatchNdr20(PRPC_MESSAGE message) {
     NdrServerCall2(message);
 }
@@ -45,7 +45,8 @@ inline void __RPC_STUB DispatchNdr64(PRPC_MESSAGE message) {
     NdrServerCallAll(message);
 }
 
-// Functions of the program as a routine table. The runtime never calls them by the table's type.
+// The program's functions as a routine table. The runtime never uses the type SERVER_ROUTINE to
+// call them.
 template <typename Functions, std::size_t count>
 union RoutineTable {
     Functions functions;
@@ -54,8 +55,8 @@ union RoutineTable {
     static_assert(sizeof(Functions) == count * sizeof(SERVER_ROUTINE));
 };
 
-// A set of procedures in each syntax: by the offsets in the NDR 2.0 format string, and by the table
-// of NDR64 procedures. A side that only calls the procedures has no dispatch tables.
+// Describe a set of procedures in each syntax. A stub that only calls the procedures has no
+// dispatch tables.
 constexpr MIDL_SYNTAX_INFO Ndr20Info(const RPC_DISPATCH_TABLE* dispatch,
                                      const std::uint16_t* offsets) {
     return {kNdr20Syntax,
@@ -74,6 +75,5 @@ constexpr MIDL_SYNTAX_INFO Ndr64Info(const RPC_DISPATCH_TABLE* dispatch,
     return {kNdr64Syntax, Writable(dispatch), nullptr, &procedures.offsets, nullptr, nullptr, 0, 0};
 }
 
-// The stub descriptor of the server, for the procedures that it serves and the callback that it
-// calls.
+// The stub descriptor of the server, for its procedures and for the callback.
 extern const MIDL_STUB_DESC kServerStubDescriptor;

@@ -16,10 +16,10 @@ struct Callbacks {
 };
 constinit const RoutineTable<Callbacks, 1> kCallbackRoutines = {{ReportResult}};
 
-// The procedures that this side calls.
+// The procedures that the client calls.
 constinit const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
     Ndr20Info(nullptr, ndr20::kProcOffsets),
-    Ndr64Info(nullptr, ndr64::kProcTable<ndr64::kClientHalf>),
+    Ndr64Info(nullptr, ndr64::kProcTable<ndr64::kClientSide>),
 };
 
 constinit const MIDL_STUBLESS_PROXY_INFO kProxy = {
@@ -27,7 +27,7 @@ constinit const MIDL_STUBLESS_PROXY_INFO kProxy = {
     Writable(&kNdr20Syntax), kSyntaxCount,      Writable(kSyntaxes),
 };
 
-// The callback that this side serves.
+// The callback that the client serves.
 constinit const MIDL_SYNTAX_INFO kCallbackSyntaxes[kSyntaxCount] = {
     Ndr20Info(&kNdr20Dispatch, ndr20::kCallbackOffsets),
     Ndr64Info(&kNdr64Dispatch, ndr64::kCallbackTable),
@@ -56,7 +56,7 @@ constinit const RPC_CLIENT_INTERFACE kClientInterface = {
     kInterfaceFlags,
 };
 
-// Not used: every procedure has an explicit binding. The descriptor needs one.
+// Every procedure has an explicit binding, but the descriptor needs the address of a binding.
 constinit RPC_BINDING_HANDLE g_unusedBinding = nullptr;
 
 constinit const MIDL_STUB_DESC kClientStubDescriptor = {

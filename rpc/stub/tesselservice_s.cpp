@@ -24,7 +24,7 @@ constinit const NDR_RUNDOWN kRundownRoutines[] = {REQUEST_CONTEXT_HANDLE_rundown
 
 constinit const MIDL_SYNTAX_INFO kSyntaxes[kSyntaxCount] = {
     Ndr20Info(&kNdr20Dispatch, ndr20::kProcOffsets),
-    Ndr64Info(&kNdr64Dispatch, ndr64::kProcTable<ndr64::kServerHalf>),
+    Ndr64Info(&kNdr64Dispatch, ndr64::kProcTable<ndr64::kServerSide>),
 };
 
 // The server prefers NDR64.
