@@ -16,19 +16,20 @@
 #include "tesselservice.h"
 
 #if defined(__MINGW32__)
-// These headers lack the function, and the compiler of x64 the blocks of RpcTryExcept.
+// mingw's headers lack this function, and its x64 compiler lacks the blocks of RpcTryExcept.
 extern "C" __declspec(dllimport) int RPC_ENTRY RpcExceptionFilter(unsigned long code);
 #endif
 
-// Stores the code while the runtime looks for a handler: Wine does not hand it on to the handler.
+// Stores the code while the runtime looks for a handler, because Wine does not pass it to the
+// handler.
 static int Filter(unsigned long code, RPC_STATUS* status) {
     *status = static_cast<RPC_STATUS>(code);
     return RpcExceptionFilter(code);
 }
 
 #if defined(__MINGW32__) && defined(__x86_64__)
-// What a compiler with those blocks makes of the other RunGuarded below. The status is in the
-// frame, at its offset 32.
+// The code that a compiler with these blocks would make of the other RunGuarded below. The status
+// is at offset 32 of the frame.
 extern "C" {
 RPC_STATUS TesselRunGuarded(void (*function)(void*), void* argument);
 
@@ -67,8 +68,8 @@ TesselRunGuarded:
 
 namespace {
 
-// Runs the function and gives 0 or the code of the structured exception that ended it. Such an
-// exception runs no destructors on its way, so the function must not have any.
+// Runs the function. Returns 0, or the code of the structured exception that ended it. Such an
+// exception runs no destructors, so the function must not need any.
 RPC_STATUS RunGuarded(void (*function)(void*), void* argument) {
 #if defined(__MINGW32__) && defined(__x86_64__)
     return TesselRunGuarded(function, argument);
@@ -83,7 +84,7 @@ RPC_STATUS RunGuarded(void (*function)(void*), void* argument) {
 #endif
 }
 
-// What the calls of the service take.
+// The arguments of the calls to the service.
 struct Call {
     RPC_BINDING_HANDLE binding;
     REQUEST_CONTEXT_HANDLE context;
@@ -110,7 +111,7 @@ void DestroyContext(void* call) {
     RpcSsDestroyClientContext(&static_cast<Call*>(call)->context);
 }
 
-// A context over a binding of its own, both closed at the end.
+// A context and its own binding. The destructor closes both.
 class Connection {
  public:
     Connection() = default;
@@ -118,11 +119,11 @@ class Connection {
     Connection& operator=(const Connection&) = delete;
     ~Connection() { Close(); }
 
-    // 0 or the Windows error. Opening changes nothing in the service, so it is tried twice: the
-    // runtime may take the first from a connection that a restart of the service has ended.
+    // Returns 0 or the Windows error. Tries twice, which changes nothing in the service: at the
+    // first try the runtime may use a connection that a restart of the service has ended.
     long Open() {
-        // One at a time, for the simulated notebook: Wine's runtime may give two first connections
-        // that are made at the same moment an association each, and knows a context in only one.
+        // One thread at a time, for the simulated notebook: if two first connections are opened at
+        // the same time, Wine gives each an association, and knows a context in only one of them.
         static std::mutex opening;
         const std::lock_guard<std::mutex> lock(opening);
         long error = TryOpen();
@@ -133,7 +134,7 @@ class Connection {
         return error;
     }
 
-    // Sends the request. 0 when the service is done with it, or the Windows error.
+    // Sends the request and waits until the service is done. Returns 0 or the Windows error.
     long Send(const std::wstring& command, bool flag, long number, std::wstring& text) {
         m_call.command = command.c_str();
         m_call.flag = static_cast<boolean>(flag ? 1 : 0);
@@ -156,7 +157,7 @@ class Connection {
 
     void Close() {
         if (m_call.context != nullptr && RunGuarded(CallClose, &m_call) != RPC_S_OK) {
-            // The service is gone: what this process holds of the context is to be freed.
+            // The service has ended. Frees the client's part of the context.
             RunGuarded(DestroyContext, &m_call);
         }
         if (m_call.binding != nullptr) {
@@ -167,15 +168,15 @@ class Connection {
     Call m_call = {};
 };
 
-// The requests in progress by their command, each with the place for its answer. A callback has no
-// user pointer and no context. By Windows' documentation it runs on the thread that issued the
-// call, but its command alone is enough, on whichever thread it runs.
+// The requests in progress by their commands, each with the reply to fill. A callback has no user
+// pointer and no context. By Windows' documentation it runs on the thread that issued the call. The
+// client does not rely on that: the command identifies the request in every thread.
 std::mutex g_lock;
 std::condition_variable g_ended;
 std::map<std::wstring, tessel::Reply*, std::less<>> g_requests;
 
-// Enters a request as soon as no other with its command is in progress, and takes it out at the
-// end. From then on no callback touches the reply.
+// Waits until no request with the same command is in progress, and adds the request. The destructor
+// removes it; after that, no callback uses the reply.
 class Turn {
  public:
     Turn(const std::wstring& command, tessel::Reply* reply) {
@@ -199,7 +200,7 @@ class Turn {
 
 }  // namespace
 
-// An answer, which the service sends while RemoteRequest waits. The strings are the runtime's.
+// Receives an answer, which the service sends during RemoteRequest. The runtime owns the strings.
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     const std::lock_guard<std::mutex> lock(g_lock);
     const auto place = g_requests.find(command);
@@ -248,7 +249,7 @@ Reply Client::Request(const std::wstring& command, bool flag, long number, std::
             error = connection.Send(command, flag, number, text);
         }
     }
-    // An answer counts even if the service ended after it had sent it.
+    // An answer is valid even if the service ended after it had sent the answer.
     if (reply.outcome == Outcome::kAnswered || reply.error != RPC_S_OK) {
         return reply;
     }
@@ -258,10 +259,10 @@ Reply Client::Request(const std::wstring& command, bool flag, long number, std::
 }
 
 Reply Client::Identity(const std::wstring& command) {
-    // The service writes over the request's text within its length: longer than any identity.
-    const std::wstring room(64, L' ');
-    Reply reply = Request(command, false, 0, room);
-    if (reply.text == room) {
+    // The service overwrites the text within its length. The padding is longer than any identity.
+    const std::wstring padding(64, L' ');
+    Reply reply = Request(command, false, 0, padding);
+    if (reply.text == padding) {
         reply.text.clear();
     }
     return reply;

@@ -1,5 +1,5 @@
 // The bare server: a service with the same interface that only makes the Windows calls of a
-// command. It serves kBareEndpoint. With any argument it runs as an ordinary process until it is
+// command. It serves kBareEndpoint. With any argument it runs as a console process until it is
 // killed.
 #include <windows.h>
 #include <rpc.h>
@@ -95,7 +95,7 @@ std::wstring DocumentText(const wchar_t* path) {
     return text.ends_with(L'\n') ? text : text + L'\n';
 }
 
-// Makes the calls of a query to the modem, which has one interface.
+// Makes the calls of a query to a modem with one interface.
 template <typename Ask>
 void AskModem(Ask ask) {
     ComApartment apartment;
@@ -116,8 +116,8 @@ void AskModem(Ask ask) {
 }
 
 RPC_STATUS Serve() {
-    // As the service does at its start. Under Wine this loads a cryptographic library, whose memory
-    // must not count as a difference.
+    // The service makes this call too. Under Wine it loads a cryptographic library, and both
+    // servers must use its memory.
     PSID* groups = nullptr;
     PSID* capabilities = nullptr;
     DWORD group_count = 0;

@@ -1,10 +1,10 @@
-// The work that the bare server can be told to do.
+// The kinds of work of the bare server.
 #pragma once
 
 inline constexpr wchar_t kBareEndpoint[] = L"TesselBareEndpoint";
 
-// The only command that the bare server reads. Its number is the BareWork of all later commands,
-// its text is the path of the document to send.
+// The only command that the bare server interprets. Its number is the BareWork for all later
+// requests, its text the path of the document to send.
 inline constexpr wchar_t kChooseWork[] = L"CHOOSE";
 
 enum class BareWork : long {

@@ -1,9 +1,10 @@
-// Measures the service against the bare server, request by request.
+// Measures the service and the bare server.
 //
 //   measure requests ROUNDS DOCUMENT     the latency of every kind of request
 //   measure load ROUNDS CLIENTS          the throughput of several clients at once
 //   measure start SERVER COMMAND         the time from the start of the program to its first answer
-//   measure hold SERVER CLIENTS          keeps clients connected, after some answers, until killed
+//   measure hold SERVER CLIENTS          receives some answers, then keeps the clients connected
+//                                        until it is killed
 //
 // SERVER is "service" or "bare". The first two print a line for each round, with tabs between the
 // fields: name, medians of service and bare server in microseconds (or requests per second), and
@@ -34,7 +35,7 @@ using Times = std::vector<double>;
 
 std::atomic<long> g_answers = 0;
 
-// The last answer. Kept only while one thread sends.
+// The last answer, stored only if g_keep is true. Then only one thread sends.
 bool g_keep = false;
 struct Answer {
     bool flag = false;
@@ -57,8 +58,8 @@ double Quantile(Times times, double part) {
         std::lround(part * static_cast<double>(times.size() - 1)))];
 }
 
-// A connection to one of the servers. If the server cannot be reached, the thread ends. Connections
-// are not closed.
+// A connection to one of the servers. If the server cannot be reached, the thread ends. The
+// connection is never closed.
 class Connection {
  public:
     explicit Connection(const wchar_t* endpoint) {
@@ -77,8 +78,8 @@ class Connection {
     REQUEST_CONTEXT_HANDLE m_context = nullptr;
 };
 
-// A kind of request. A round has `batch` requests to each server. Before each request, the command
-// `preparation` is sent to the service, if there is one; its time does not count.
+// A kind of request. A round has `batch` requests to each server. If there is a `preparation`, this
+// command is sent to the service before each request, and its time does not count.
 struct Kind {
     const char* name;
     const wchar_t* command;
@@ -117,7 +118,8 @@ std::vector<Connection> Connect(const wchar_t* endpoint, int count) {
     return connections;
 }
 
-// Requests per second of all connections at once, each with so many requests.
+// Sends `requests` requests over each connection, in one thread for each. Returns the requests per
+// second of all connections.
 double Throughput(const std::vector<Connection>& connections, int requests) {
     std::vector<std::thread> threads;
     const double start = Now();
@@ -134,15 +136,15 @@ double Throughput(const std::vector<Connection>& connections, int requests) {
     return 1e6 * requests * static_cast<double>(connections.size()) / (Now() - start);
 }
 
-// Sends to both servers in turn, and changes which one is first, so that other work of the machine
-// slows both.
+// Sends to both servers in turn and alternates the first one, so that other work of the machine
+// delays both.
 void MeasureLatency(const Kind& kind, int rounds, const Connection& ours, const Connection& bare) {
     bare.Send(kChooseWork, false, static_cast<long>(kind.bare), kind.text.c_str());
     if (AnswerOf(ours, kind) != AnswerOf(bare, kind)) {
         std::printf("%s: the bare server answers differently\n", kind.name);
         std::exit(1);
     }
-    // The first round warms up.
+    // The first round does not count.
     for (int round = 0; round <= rounds; ++round) {
         Times our_times;
         Times bare_times;
@@ -211,7 +213,7 @@ struct Attempt {
     std::atomic<bool> answered = false;
 };
 
-// Starts the program, asks until it answers, and ends it.
+// Starts the program, sends requests until it answers, and ends it.
 int MeasureStart(const wchar_t* endpoint, std::wstring command) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
@@ -229,7 +231,7 @@ int MeasureStart(const wchar_t* endpoint, std::wstring command) {
         return 0;
     };
     while (!attempt.answered) {
-        // Not a std::thread: an attempt that fails ends its thread.
+        // Not a std::thread: an attempt that fails ends its thread with ExitThread.
         const Handle thread(CreateThread(nullptr, 0, ask_once, &attempt, 0, nullptr));
         WaitForSingleObject(thread.get(), INFINITE);
     }
@@ -251,7 +253,7 @@ const wchar_t* EndpointOf(std::wstring_view server) {
     return server == L"bare" ? kBareEndpoint : kEndpoint;
 }
 
-// A call to a server that cannot be reached raises a structured exception: ends its thread.
+// Ends the thread: a call to a server that cannot be reached raises a structured exception.
 LONG WINAPI EndThread(EXCEPTION_POINTERS* /*exception*/) {
     ExitThread(1);
 }

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Makes the tables and the plot from the results of ../bench: report.sh RESULTS [DOCS]. With DOCS, writes the tables
-# into benchmark.md there, between its marks, and the plot into benchmark.svg.
+# Makes the tables from the results of ../bench and prints them: report.sh RESULTS [DOCS]. With DOCS, also writes the
+# tables between the marks of DOCS/benchmark.md, and the plot into DOCS/benchmark.svg.
 set -u
 results=$1 docs=${2:-}
 
-# One line for each kind in a file of rounds: name, medians of service and bare server, median and quartiles of
-# the ratio (service / bare) over the rounds, medians of the 99th percentiles.
+# summarise FILE: prints one line for each kind of request in a file of rounds: name, medians of service and bare
+# server, median and quartiles of the ratio (service / bare) over the rounds, medians of the 99th percentiles.
 summarise() {
     local file=$1 name
     cut -f 1 "$file" | awk '!seen[$0]++' | while IFS= read -r name; do

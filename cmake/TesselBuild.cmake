@@ -1,11 +1,11 @@
 # How every target of the project is compiled and linked.
 
-# They are errors in the presets: CMAKE_COMPILE_WARNING_AS_ERROR.
+# The presets make warnings errors: CMAKE_COMPILE_WARNING_AS_ERROR.
 set(TESSEL_WARNINGS -Wall -Wextra)
-# For what ships. In C++ gcc's -Wconversion does not include the sign, clang's does.
+# For the code that ships. In C++ -Wconversion of clang includes -Wsign-conversion; that of gcc does not.
 set(TESSEL_PRODUCT_WARNINGS -Wshadow -Wconversion -Wno-sign-conversion)
 
-# Import libraries that the compiler lacks, from their .def files.
+# Makes the import libraries that the compiler lacks from .def files.
 foreach(name ${TESSEL_IMPORTS})
   set(definition ${CMAKE_SOURCE_DIR}/cmake/${name}.def)
   set(library ${CMAKE_BINARY_DIR}/lib${name}.a)
@@ -20,9 +20,10 @@ add_custom_target(import_libraries DEPENDS ${TESSEL_IMPORT_LIBRARIES})
 set(TESSEL_WINDOWS_LIBRARIES
     ${TESSEL_IMPORT_LIBRARIES} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
 
-# Warnings, include root, and the flags that make every path of the programs and their symbols one from the top folder.
+# Sets warnings, the include folder, and the flags that make all paths in the programs and symbols relative to the top
+# folder.
 function(tessel_configure target)
-  # As Ninja names them, from the build folder.
+  # Ninja names the sources relative to the build folder.
   file(RELATIVE_PATH sources ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}/)
   target_compile_options(${target} PRIVATE ${TESSEL_WARNINGS}
     -ffunction-sections -fdata-sections
@@ -38,7 +39,7 @@ function(tessel_configure target)
   add_dependencies(${target} import_libraries)
 endfunction()
 
-# A console program with the wide entry point wmain, needing no DLL but Windows' own.
+# Adds a console program with the entry point wmain. It needs only Windows' own DLLs.
 function(tessel_program target)
   add_executable(${target} ${ARGN})
   tessel_configure(${target})
@@ -46,7 +47,7 @@ function(tessel_program target)
   target_link_options(${target} PRIVATE -municode)
 endfunction()
 
-# Gives a program the version resource that Explorer shows: version, company, product and `description`.
+# Adds the version resource that Explorer shows: version, company, product and `description`.
 function(tessel_version_resource target description)
   get_target_property(version_internal_name ${target} OUTPUT_NAME)
   if(NOT version_internal_name)
@@ -69,8 +70,8 @@ function(tessel_version_resource target description)
   set_source_files_properties(${resource} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
 endfunction()
 
-# How a program is linked: without any DLL but Windows' own, with random addresses of 64 bits and no execution of data,
-# and with the same bytes from the same sources.
+# Links a program: only Windows' own DLLs, random addresses of 64 bits, no execution of data, and the same bytes from
+# the same sources.
 function(tessel_link_static target)
   target_link_options(${target} PRIVATE -Wl,--gc-sections ${TESSEL_LINK_OPTIONS})
   if(TARGET stackprotector)
@@ -78,7 +79,7 @@ function(tessel_link_static target)
   endif()
 endfunction()
 
-# What a compiler's own stack protector is replaced with. The function that sets the guard must not be protected by it.
+# Replaces the stack protector of a compiler. The function that sets the guard must not be protected by it.
 if(TESSEL_STACK_PROTECTOR)
   add_library(stackprotector OBJECT ${CMAKE_SOURCE_DIR}/cmake/${TESSEL_STACK_PROTECTOR})
   tessel_configure(stackprotector)

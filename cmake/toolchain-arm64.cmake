@@ -1,8 +1,8 @@
-# Debian's clang for ARM64 Windows, with runtimes that llvm/build makes: the programs that ship. They run under
-# emulation on the development machine.
+# Debian's clang for ARM64 Windows, with the runtimes of llvm/build: for the programs that ship. On the development
+# machine they run under emulation.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-# Build folders that share the runtimes name their folder in the environment when they are configured first.
+# To share the runtimes between build folders, set TESSEL_LLVM in the environment at the first configuration.
 set(TESSEL_LLVM "$ENV{TESSEL_LLVM}" CACHE PATH "The folder of the runtimes")
 if(NOT TESSEL_LLVM)
   set(TESSEL_LLVM "${CMAKE_CURRENT_LIST_DIR}/../build/llvm")
@@ -17,7 +17,7 @@ set(CMAKE_CXX_FLAGS_INIT "--config=${TESSEL_LLVM}/arm64.cfg")
 set(CMAKE_AR llvm-ar-19)
 set(CMAKE_RANLIB llvm-ranlib-19)
 set(CMAKE_DLLTOOL llvm-dlltool-19)
-# CMake's own list names more of Windows than the runtimes have import libraries for.
+# CMake's default list names import libraries that the runtimes lack.
 set(CMAKE_C_STANDARD_LIBRARIES "" CACHE STRING "")
 set(CMAKE_CXX_STANDARD_LIBRARIES "" CACHE STRING "")
 set(CMAKE_FIND_ROOT_PATH ${TESSEL_LLVM}/sysroot)
@@ -28,12 +28,12 @@ set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/arm64-run
 
 set(TESSEL_MACHINE arm64)
 set(TESSEL_NATIVE OFF)
-# The smaller code: nothing here waits for the processor.
+# Small code: no command needs much processor time.
 set(TESSEL_OPTIMISATION -Os)
-# The symbols go into a .pdb. The program knows it by its bare name, and no command line goes into it.
+# The symbols go into a .pdb, without the command line. The program contains only the file name of the .pdb.
 set(TESSEL_DEBUG_INFORMATION -g -gcodeview -gno-codeview-command-line
   "SHELL:-Xclang -gsrc-hash=sha256")
-# The versions are those that Microsoft's linker writes for ARM64.
+# The version numbers are those that Microsoft's linker writes for ARM64.
 set(TESSEL_LINK_OPTIONS
   -Wl,--major-os-version=6,--minor-os-version=2,--major-subsystem-version=6,--minor-subsystem-version=2
   -Wl,--pdb= -Wl,-Xlink=-pdbaltpath:%_PDB% -Wl,-Xlink=-pdbsourcepath:. -Wl,-Xlink=-brepro -Wl,--icf=safe)

@@ -1,4 +1,4 @@
-# Debian's mingw-w64 g++: the programs run under Wine on the development machine.
+# Debian's mingw-w64 g++. The programs run under Wine on the development machine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
@@ -12,7 +12,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)
 
 set(TESSEL_MACHINE x64)
-# Programs run without an emulator, and the simulated notebook has its control device.
+# Programs run without an emulator, and the simulated notebook has the control device.
 set(TESSEL_NATIVE ON)
 set(TESSEL_OPTIMISATION -O2)
 set(TESSEL_DEBUG_INFORMATION -g)
@@ -21,5 +21,5 @@ set(TESSEL_LINK_OPTIONS
 set(TESSEL_STACK_PROTECTOR stackprotector.c)
 set(TESSEL_WINDRES x86_64-w64-mingw32-windres --preprocessor=cat -O coff)
 set(TESSEL_DLLTOOL_MACHINE i386:x86-64)
-# Not in mingw-w64 10, or not of the universal C runtime beside msvcrt.
+# mingw-w64 10 lacks the first; it has the second only for programs that use no msvcrt.
 set(TESSEL_IMPORTS capability universalruntime)

@@ -1,15 +1,15 @@
-# Runs ARM64 Windows programs on an x64 machine: Debian's ARM64 Wine under an emulator, in private namespaces
-# that leave the machine as it is. Sourced through wine.sh (TESSEL_MACHINE=arm64), whose functions it replaces.
+# Runs ARM64 Windows programs on an x64 machine: Debian's ARM64 Wine under an emulator, in private namespaces that do
+# not change the machine. wine.sh sources it (TESSEL_MACHINE=arm64); it replaces functions of wine.sh.
 
 . "$TESSEL_ROOT/scripts/debian13.sh"
 ARM64_RUNTIME=$TESSEL_ROOT/build/arm64-runtime
 ARM64_ROOT=$ARM64_RUNTIME/root
 export WINEPREFIX=${TESSEL_PREFIX:-$TESSEL_ROOT/build/wine-arm64}
-# With the emulator's own choice of processor Wine never ends; without the locale, names of files are ASCII.
+# With the emulator's default processor Wine does not end. Without the locale, file names are limited to ASCII.
 export QEMU_CPU=cortex-a72 LC_ALL=C.UTF-8
 
-# Downloads Wine for ARM64 and what it needs, with lists and state of its own, and unpacks it; quick when
-# that is done.
+# Downloads Wine for ARM64 and its libraries, with separate package lists, and unpacks them. Does nothing if that is
+# done.
 arm64_runtime_ready() {
     [ -e "$ARM64_ROOT/.ready" ] && return 0
     mkdir -p "$ARM64_RUNTIME" || return 1
@@ -30,7 +30,7 @@ arm64_download() {
             apt-get download -q libc6 libc-bin libgcc-s1 libwine wine64
     ) || return 1
     for package in "$apt"/packages/*.deb; do
-        # The DLLs of other machines are most of it.
+        # Leaves out the DLLs for other machines, which are the largest part.
         dpkg-deb --fsys-tarfile "$package" |
             tar -x -C "$ARM64_ROOT" --no-same-owner --exclude='*/wine/i386-windows' \
                 --exclude='*/wine/x86_64-windows' || return 1
@@ -42,7 +42,7 @@ arm64_download() {
     touch "$ARM64_ROOT/.ready"
 }
 
-# The process that holds the namespaces of this prefix; nothing if there is none.
+# Prints the id of the process that holds the namespaces of this prefix. Fails if there is none.
 arm64_machine() {
     local pid
     read -r pid 2>/dev/null <"$WINEPREFIX.machine" || return 1
@@ -64,8 +64,8 @@ arm64_machine_start() {
     done
     {
         cat "$log"
-        echo "ARM64 programs cannot run here: they need user, mount and process namespaces, and in them"
-        echo "an own binfmt_misc, which Linux has since 6.7; this is Linux $(uname -r)."
+        echo "ARM64 programs cannot run here: they need user, mount and process namespaces with their own"
+        echo "binfmt_misc, which needs Linux 6.7 or later; this is Linux $(uname -r)."
     } >&2
     return 1
 }
@@ -82,7 +82,8 @@ wine_program() {
     arm64_enter "$WINE_DIR/wine64" "$@"
 }
 
-# With the library that this message misses Wine never gets its fonts loaded under the emulator.
+# Removes the message about a library that is missing on purpose: with it, Wine hangs while it loads fonts under the
+# emulator.
 wine_output() {
     sed '/^Wine cannot find the FreeType font library/,/freetype\.org/d' "$1"
 }
@@ -102,13 +103,13 @@ wine_prefix_ready() {
     ) 9>"$WINEPREFIX.lock"
 }
 
-# Ends every program of the prefix, Wine's server in good order so that the registry is kept.
+# Ends every program of the prefix. Ends Wine's server properly, so that it saves the registry.
 wine_shutdown() {
     local pid
     pid=$(arm64_machine) || return 0
     WINE_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -k </dev/null >/dev/null 2>&1
     WINE_TIMEOUT=30 ARM64_DIRECTORY=/ arm64_enter "$WINE_DIR/wineserver64" -w </dev/null >/dev/null 2>&1
-    # All that is left in its namespace ends with it.
+    # This ends all other processes of the namespace too.
     kill -KILL "$pid" 2>/dev/null
     rm -f "$WINEPREFIX.machine"
     return 0

@@ -1,13 +1,13 @@
-# Packages of Debian 13 for this machine, which has Debian 12; sourced.
+# Gets packages of Debian 13 on this machine, which has Debian 12. Other scripts source it.
 
-# The mirror that the machine has its own Debian packages from.
+# Prints the mirror from which the machine gets its own Debian packages.
 debian_mirror() {
     apt-get indextargets --format '$(CREATED_BY) $(LABEL) $(COMPONENT) $(REPO_URI)' 2>/dev/null |
         sed -n 's/^Packages Debian main //p' | head -n 1
 }
 
 # debian13 FOLDER TYPE ARCHITECTURE: reads Debian 13's list of packages (TYPE is deb, or deb-src for sources) into
-# FOLDER, and lets apt-get use that alone in this shell. The machine's own lists and packages stay as they are.
+# FOLDER, and makes apt-get use only this list in this shell. Does not change the machine's own lists and packages.
 debian13() {
     local apt=$1 keyring=/usr/share/keyrings/debian-archive-keyring.gpg mirror
     mirror=$(debian_mirror)

@@ -1,7 +1,7 @@
-# The simulated notebook: the service and its client in a Wine prefix; sourced after wine.sh.
+# The simulated notebook: the service and its client in a Wine prefix. Source it after wine.sh.
 
-# Copies programs to where the notebook keeps them. Nothing of them is changed but the names of the DLLs that Wine
-# has not in full: in the import table stands wingap.dll for them, filled up with NULs to the same length.
+# Copies programs to their folder on the notebook. Changes only the import table: wingap.dll, padded with NULs to the
+# same length, replaces the names of the DLLs that are not complete in Wine.
 notebook_copy() {
     local folder=$WINEPREFIX/drive_c/windows/Tessel stand_in=wingap.dll edit="" name filling program
     for name in RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll; do
@@ -14,19 +14,19 @@ notebook_copy() {
     done
 }
 
-# Installs the service and its client from the folder where they were built, and what they need here.
+# Copies the service, its client and wingap.dll from a build folder.
 notebook_install_programs() {
     notebook_copy "$1/service/tessel-service.exe" "$1/client/tesselctl.exe" &&
         cp --remove-destination "$1/notebook/wingap.dll" "$WINEPREFIX/drive_c/windows/Tessel/"
 }
 
-# Runs a program in the notebook, by its Windows path or name. What it leaves running must not hold the lock of
+# Runs a program in the notebook, by its Windows path or name. Processes that it starts must not hold the lock of
 # ../run.
 notebook_run() {
     timeout "${NOTEBOOK_TIMEOUT:-120}" "$TESSEL_ROOT/scripts/wine-run" "$@" 8>&-
 }
 
-# Whether notebook_run will find the program: by its path on C:, or by its name alone in Windows' folders.
+# Tests whether notebook_run can find a program: by its path on C:, or by its name in Windows' folders.
 notebook_has_program() {
     local drive=$WINEPREFIX/drive_c path=${1//\\//}
     case $path in
@@ -45,15 +45,15 @@ tesselctl() {
     notebook_run 'C:\Windows\Tessel\tesselctl.exe' "$@"
 }
 
-# The control device. Its driver lives no longer than the prefix's server.
+# The control device. Its driver ends with the server of the prefix.
 NOTEBOOK_CONTROL_DEVICE_KEY='HKLM\SOFTWARE\Tessel Simulator\ControlDevice'
 
-# Runs a Windows program for its effect alone: nothing printed.
+# Runs a Windows program without showing its output.
 notebook_quiet() {
     notebook_run "$@" >/dev/null
 }
 
-# Installs the driver (its .sys file is the argument), starts it, and lists it as the one device interface.
+# notebook_control_device_load FILE.sys: installs and starts the driver, and lists it as the only device interface.
 notebook_control_device_load() {
     local drivers=$WINEPREFIX/drive_c/windows/system32/drivers
     notebook_control_device_unload
@@ -65,7 +65,7 @@ notebook_control_device_load() {
         /t REG_MULTI_SZ /d '\\.\TesselControl'
 }
 
-# Takes the device away again, with everything that was set; does nothing if it is not there.
+# Removes the device and its state. Does nothing if there is no device.
 notebook_control_device_unload() {
     notebook_quiet sc stop TesselControl
     notebook_quiet sc delete TesselControl
@@ -73,20 +73,20 @@ notebook_control_device_unload() {
     rm -f "$WINEPREFIX/drive_c/windows/system32/drivers/tesselcontrol.sys"
 }
 
-# Sets one of the driver's numbers: Value 85, Support 0, Fail 1.
+# notebook_control_device_set NAME NUMBER: sets a number of the driver, such as Value 85, Support 0, Fail 1.
 notebook_control_device_set() {
     notebook_quiet reg add "$NOTEBOOK_CONTROL_DEVICE_KEY" /f /v "$1" /t REG_DWORD /d "$2"
 }
 
-# The modem. simulator/modem/README.md says what its state means.
+# The modem. simulator/modem/README.md describes its state.
 NOTEBOOK_MODEM_KEY='HKLM\SOFTWARE\Tessel Simulator\Modem'
 
-# Leaves the notebook without any interface of a modem.
+# Removes all interfaces of the modem.
 notebook_modem_remove() {
     notebook_quiet reg delete "$NOTEBOOK_MODEM_KEY" /f
 }
 
-# Registers the modem (its DLL is the argument) and gives it one interface with a SIM.
+# notebook_modem_insert FILE.dll: registers the modem and gives it one interface with a SIM.
 notebook_modem_insert() {
     cp --remove-destination "$1" "$WINEPREFIX/drive_c/windows/Tessel/tesselmodem.dll" || return 1
     notebook_quiet regsvr32 /s 'C:\Windows\Tessel\tesselmodem.dll' || return 1
@@ -99,14 +99,15 @@ notebook_modem_insert() {
     notebook_modem_set ProviderName 'Bramble Mobile'
 }
 
-# Sets a value of the modem's first interface: a number for states and failures, else a text.
+# notebook_modem_set NAME VALUE: sets a value of the modem's first interface, as a number for states and failures, else
+# as a text.
 notebook_modem_set() {
     local type=REG_SZ
     case $1 in *State | Fail* | Null*) type=REG_DWORD ;; esac
     notebook_quiet reg add "$NOTEBOOK_MODEM_KEY\\0" /f /v "$1" /t $type /d "$2"
 }
 
-# A document to read.
+# Creates a document for COMMONHELPER_READEULADOCUMENT.
 notebook_write_documents() {
     printf 'End-user agreement\r\n\r\nBe kind to your notebook.' \
         >"$WINEPREFIX/drive_c/windows/Tessel/agreement.txt"

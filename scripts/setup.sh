@@ -1,6 +1,6 @@
-# What the builds and tests need from Debian; sourced by the scripts.
+# Installs the Debian packages for builds and tests. Other scripts source it.
 
-# Installs those of the named packages that are missing. Says so when it cannot.
+# install_packages PACKAGE...: installs the packages that are missing. Prints a message if it fails.
 install_packages() {
     local missing=() package
     for package in "$@"; do
@@ -24,9 +24,9 @@ install_packages() {
     rm -f "$log"
 }
 
-# For the x64 programs the compiler, the interface compiler and Wine.
+# For the x64 programs: the compiler, the interface compiler and Wine.
 X64_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64)
-# For the ARM64 programs the compiler, what its runtimes are built with, and the emulator that runs programs.
+# For the ARM64 programs: the compiler, the tools that build its runtimes, and the emulator.
 ARM64_PACKAGES=(clang-19 lld-19 llvm-19 cmake ninja-build make python3-minimal bzip2 xz-utils ca-certificates
     debian-archive-keyring qemu-user-static)
 # For the checks of the sources and for fuzzing.
@@ -36,7 +36,7 @@ FUZZ_PACKAGES=(cmake ninja-build clang libclang-rt-14-dev)
 setup_x64() { install_packages "${X64_PACKAGES[@]}"; }
 setup_arm64() { install_packages "${ARM64_PACKAGES[@]}"; }
 
-# Runs a command, showing its output only when it fails.
+# Runs a command, and shows its output only if it fails.
 quietly() {
     local log
     log=$(mktemp)
@@ -47,7 +47,7 @@ quietly() {
     return $code
 }
 
-# build_preset PRESET [TARGET...]: configures when needed and builds.
+# build_preset PRESET [TARGET...]: configures and builds.
 build_preset() {
     local preset=$1
     shift

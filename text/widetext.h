@@ -13,23 +13,23 @@
 class WideText {
  public:
     // Allocates memory for `size` bytes. Throws std::bad_alloc.
-    explicit WideText(std::size_t size) : capacity_(size + kEnd), text_(Allocate(capacity_)) {}
+    explicit WideText(std::size_t size) : m_capacity(size + kEnd), m_text(Allocate(m_capacity)) {}
 
     // Appends the next bytes of the file, and allocates more memory if necessary. Returns false if
     // a Ctrl-Z has ended the text. Throws std::bad_alloc.
     bool Append(std::string_view bytes) {
         constexpr char kCtrlZ = 0x1A;
-        if (capacity_ - length_ < bytes.size() + kEnd) {
-            capacity_ = 2 * (length_ + bytes.size() + kEnd);
-            auto larger = Allocate(capacity_);
-            std::copy_n(text_.get(), length_, larger.get());
-            text_ = std::move(larger);
+        if (m_capacity - m_length < bytes.size() + kEnd) {
+            m_capacity = 2 * (m_length + bytes.size() + kEnd);
+            auto larger = Allocate(m_capacity);
+            std::copy_n(m_text.get(), m_length, larger.get());
+            m_text = std::move(larger);
         }
         bool ended = false;
-        wchar_t* end = &text_[length_];
+        wchar_t* end = &m_text[m_length];
         for (const char byte : bytes) {
             if (byte == '\n') {
-                if (end != text_.get() && end[-1] == L'\r') {
+                if (end != m_text.get() && end[-1] == L'\r') {
                     --end;
                 }
             } else if (byte == kCtrlZ) {
@@ -38,17 +38,17 @@ class WideText {
             }
             *end++ = static_cast<wchar_t>(static_cast<signed char>(byte));
         }
-        length_ = end - text_.get();
+        m_length = end - m_text.get();
         return !ended;
     }
 
     // Ends the last line, and gives the terminated text to the caller.
     std::unique_ptr<wchar_t[]> Finish() {
-        if (length_ > 0 && text_[length_ - 1] != L'\n') {
-            text_[length_++] = L'\n';
+        if (m_length > 0 && m_text[m_length - 1] != L'\n') {
+            m_text[m_length++] = L'\n';
         }
-        text_[length_] = L'\0';
-        return std::move(text_);
+        m_text[m_length] = L'\0';
+        return std::move(m_text);
     }
 
  private:
@@ -59,7 +59,7 @@ class WideText {
         return std::make_unique_for_overwrite<wchar_t[]>(units);
     }
 
-    std::size_t capacity_;
-    std::size_t length_ = 0;
-    std::unique_ptr<wchar_t[]> text_;
+    std::size_t m_capacity;
+    std::size_t m_length = 0;
+    std::unique_ptr<wchar_t[]> m_text;
 };

@@ -3,10 +3,10 @@
 // check it.
 //
 // REG_DWORD values under "HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator\ControlDevice":
-//   "Value"        the switch value; 0 when missing
-//   "Support"      what the support query answers; 1 when missing
-//   "Fail"         not 0: every control call fails; 0 when missing
-//   "OpenHandles"  how many handles are open, written by the driver
+//   "Value"        the switch value; 0 if missing
+//   "Support"      the answer to the support query; 1 if missing
+//   "Fail"         not 0: every control code fails; 0 if missing
+//   "OpenHandles"  the number of open handles, written by the driver
 #include <ntddk.h>
 
 #define STATE_KEY L"\\Registry\\Machine\\SOFTWARE\\Tessel Simulator\\ControlDevice"
@@ -110,7 +110,7 @@ NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path)
     driver->MajorFunction[IRP_MJ_CLOSE] = CloseDevice;
     driver->MajorFunction[IRP_MJ_DEVICE_CONTROL] = ControlDevice;
     driver->DriverUnload = Unload;
-    // Creates the key, and forgets the handles of an earlier load.
+    // Creates the key, and resets the number of handles.
     RtlCreateRegistryKey(RTL_REGISTRY_ABSOLUTE,
                          (PWSTR)L"\\Registry\\Machine\\SOFTWARE\\Tessel Simulator");
     RtlCreateRegistryKey(RTL_REGISTRY_ABSOLUTE, (PWSTR)STATE_KEY);

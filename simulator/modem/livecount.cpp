@@ -6,8 +6,8 @@
 #include "simulator/modem/modemstate.h"
 
 namespace {
-// Guards the count and its copy in the registry. Without it, the copy could be wrong after one
-// thread released the last object while another thread created one.
+// Protects the count and its copy in the registry: one thread may release the last object while
+// another thread creates one.
 std::mutex g_mutex;
 LONG g_live = 0;
 std::atomic<LONG> g_strings = 0;

@@ -3,8 +3,8 @@
 
 #include <windows.h>
 
-// Counts one object of the modem while it exists. The registry value ObjectsAlive shows other
-// processes whether there are any.
+// Counts one object of the modem while it exists. The registry value ObjectsAlive tells other
+// processes whether objects exist.
 class LiveCount {
  public:
     LiveCount();
@@ -14,8 +14,8 @@ class LiveCount {
 // Counts one string that a caller must free.
 void CountGivenString();
 
-// Exported: the objects of this process that are not released yet.
+// Returns the number of objects of this process that are not released yet. Exported.
 extern "C" LONG SimulatedModemLiveObjects();
 
-// Exported: the strings given to callers in this process so far.
+// Returns the number of strings that callers in this process have received. Exported.
 extern "C" LONG SimulatedModemStringsGiven();

@@ -1,13 +1,13 @@
 // The Mobile Broadband API for the simulated modem. Independent of the service's own declaration,
-// so that a wrong id or slot in one of them is noticed. Slots 0 to 2 are IUnknown's; a slot that
-// the modem does not implement returns E_NOTIMPL.
+// so that tests find a wrong id or slot in one of them. Slots 0 to 2 belong to IUnknown. A slot
+// that the modem does not implement returns E_NOTIMPL.
 #pragma once
 
 #include <windows.h>
 #include <oleauto.h>
 #include <unknwn.h>
 
-// The interface ids that differ in one part, and the class ids.
+// The interface ids and the class ids, which differ only in one part.
 constexpr GUID MbnInterfaceId(WORD part) {
     return {0xDCBBBAB6, part, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
 }

@@ -8,7 +8,7 @@
 
 #include "simulator/modem/livecount.h"
 
-// An object with one interface. It begins with one reference and is deleted with its last one.
+// An object with one interface. It begins with one reference, and the last Release deletes it.
 template <typename Interface, const GUID& interface_id = Interface::kId>
 class ModemObject : public Interface {
  public:
@@ -36,7 +36,7 @@ class ModemObject : public Interface {
     }
 
  protected:
-    // After the slots of the interface.
+    // Its vtable slots come after the slots of the interface.
     virtual ~ModemObject() = default;
 
  private:

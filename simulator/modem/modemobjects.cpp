@@ -15,8 +15,8 @@
 
 namespace {
 
-// Gives a text value to the caller. One that is absent is an empty string, as Windows has it, or
-// null where the modem is told so.
+// Gives a text value to the caller. An absent value is an empty string, as on Windows, or null if
+// the registry says so.
 HRESULT GiveText(const std::wstring& place, const wchar_t* name, BSTR* out) {
     const std::optional<std::wstring> text = ReadText(place, name);
     if (!text && InheritedNumber(place, L"NullTexts") != 0) {
@@ -28,7 +28,7 @@ HRESULT GiveText(const std::wstring& place, const wchar_t* name, BSTR* out) {
     return S_OK;
 }
 
-// The result that the value `name` of `place` asks a call to give, or that of the call's work.
+// Returns the result that the registry value `name` of `place` holds. Without one, does the work.
 template <typename Work>
 HRESULT Call(const std::wstring& place, const wchar_t* name, Work work) {
     const auto requested = static_cast<HRESULT>(InheritedNumber(place, name));
@@ -42,8 +42,8 @@ HRESULT GiveObject(const std::wstring& place, Interface** out) {
     return S_OK;
 }
 
-// Gives an array of new objects to the caller, one for each place, or null for a place that is told
-// so.
+// Gives an array of new objects to the caller, one for each place. An element is null if the
+// registry says so.
 template <typename Object>
 HRESULT GiveArray(const std::vector<std::wstring>& places, LONG lower_bound, SAFEARRAY** out) {
     *out = nullptr;
@@ -138,7 +138,7 @@ class Interface final : public ModemObject<MbnInterface> {
         });
     }
     HRESULT STDMETHODCALLTYPE GetHomeProvider(MbnProvider* provider) override {
-        // With a result other than S_OK the texts are not the caller's to use, nor to free.
+        // If the result is not S_OK, the caller must neither use nor free the texts.
         static BSTR own_text = SysAllocString(L"the modem's own");
         constexpr ULONG kHome = 1;
         *provider = {own_text, kHome, own_text, 0};
@@ -185,7 +185,7 @@ class ProfileManager final : public ModemObject<MbnConnectionProfileManager> {
         if (mbn_interface == nullptr) {
             return E_NOTIMPL;
         }
-        // The server is in-process and fits every apartment: there is no proxy.
+        // The server is in-process and its threading model is Both, so there is no proxy.
         const std::wstring& place = static_cast<Interface*>(mbn_interface)->Place();
         return Call(place, L"FailGetConnectionProfiles",
                     [&] { return GiveArray<Profile>(Profiles(place), 0, profiles); });
@@ -200,7 +200,7 @@ template <typename Manager>
 HRESULT CreateManager(const wchar_t* failure, REFIID iid, void** object) {
     *object = nullptr;
     return Call(L"", failure, [&]() -> HRESULT {
-        // The service must ask from the multithreaded apartment.
+        // The service must call from the multithreaded apartment.
         APTTYPE apartment = APTTYPE_CURRENT;
         APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
         if (FAILED(CoGetApartmentType(&apartment, &qualifier)) || apartment != APTTYPE_MTA) {

@@ -47,7 +47,7 @@ class ClassFactory final : public ModemObject<IClassFactory, IID_IClassFactory> 
     const ModemClass& m_class;
 };
 
-// This DLL. With GET_MODULE_HANDLE_EX_FLAG_PIN it stays loaded.
+// Returns the handle of this DLL. With GET_MODULE_HANDLE_EX_FLAG_PIN the DLL stays loaded.
 HMODULE OwnModule(DWORD flag) {
     HMODULE module = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | flag,
@@ -70,8 +70,7 @@ LSTATUS SetText(const std::wstring& key, const wchar_t* name, const std::wstring
 
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
     *object = nullptr;
-    // The DLL stays loaded: Wine loses some memory each time that a DLL is unloaded, and COM would
-    // unload this one after every request.
+    // COM would unload the DLL after every request, and Wine loses some memory each time.
     OwnModule(GET_MODULE_HANDLE_EX_FLAG_PIN);
     for (const ModemClass& known : kClasses) {
         if (IsEqualGUID(class_id, known.id)) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Of the value ActivationState.
+// Values of ActivationState.
 constexpr DWORD kActivated = 1;
 constexpr DWORD kDeactivated = 3;
 

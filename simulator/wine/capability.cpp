@@ -35,7 +35,7 @@ std::wstring UpperCase(std::wstring_view text) {
     return upper;
 }
 
-// Returns an array of one SID. The caller frees both with LocalFree.
+// Returns an array with one SID. The caller frees both with LocalFree.
 PSID* OneSid(const std::wstring& name) {
     auto* array = static_cast<PSID*>(LocalAlloc(LMEM_FIXED, sizeof(PSID)));
     if (array != nullptr && !ConvertStringSidToSidW(name.c_str(), array)) {

@@ -1,4 +1,4 @@
-// Capability SIDs, which Wine cannot derive.
+// Derives capability SIDs, which Wine cannot do.
 #pragma once
 
 #include <windows.h>
@@ -6,16 +6,16 @@
 #include <string>
 #include <string_view>
 
-// The string forms of the group SID and the capability SID of `name`, by the published algorithm:
-// SHA-256 of the name in upper-case UTF-16. Not for the few old capabilities that have a number.
+// The texts of the group SID and the capability SID of `name`, by the published algorithm: SHA-256
+// of the name in upper-case UTF-16. Wrong for the few old capabilities that have a number.
 struct CapabilitySidNames {
     std::wstring group;
     std::wstring capability;
 };
 CapabilitySidNames DeriveCapabilitySidNames(std::wstring_view name);
 
-// Replaces DeriveCapabilitySidsFromName, and has the same rules of ownership. Fails with the
-// REG_DWORD "FailCapability" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator, if it is there.
+// Replaces DeriveCapabilitySidsFromName, with the same rules of ownership. If there is a REG_DWORD
+// "FailCapability" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel Simulator, fails with this error.
 extern "C" BOOL WINAPI SimulatedDeriveCapabilitySidsFromName(LPCWSTR name,
                                                              PSID** group_sids,
                                                              DWORD* group_count,

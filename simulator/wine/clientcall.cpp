@@ -1,7 +1,7 @@
-// NdrClientCall3 for Wine, whose RPC runtime has no callbacks. A callback becomes an ordinary call
-// to an endpoint in the client's process, made with the caller's own tables. Other calls go on to
-// Wine. Structured exceptions must pass through, so the file is built without C++ exceptions: no
-// frame has a handler or a destructor to run.
+// NdrClientCall2 and NdrClientCall3 for Wine, whose RPC runtime has no callbacks. A callback
+// becomes an ordinary call to an endpoint of the client's process, with the caller's own tables.
+// All other calls go to Wine. Compiled without C++ exceptions: structured exceptions must pass
+// through, so no frame may have a handler or a destructor.
 #include <windows.h>
 #include <rpc.h>
 #include <rpcdcep.h>
@@ -18,8 +18,8 @@
 
 namespace {
 
-// The header of a procedure in the format string. That of a callback has no description of a
-// binding; the extension and the parameters follow it.
+// The header of a procedure in the format string. The header of a callback has no description of a
+// binding. The extension and the parameters follow it.
 #pragma pack(push, 1)
 struct ProcedureHeader {
     std::uint8_t handle_type;
@@ -42,15 +42,15 @@ constexpr std::size_t kParameterSize = 6;
 constexpr unsigned char kPrimitiveHandle = 0x32;
 constexpr unsigned char kCallbackHandle = 0x34;
 
-// Each argument of a call takes one stack slot. Always so many slots are passed on; the called
-// function does not read those past its last argument.
+// Each argument of a call uses one stack slot. All slots are passed on; the called function does
+// not read slots after its last argument.
 using Slots = std::uintptr_t[8];
 
 constexpr unsigned kConcurrentCalls = RPC_C_LISTEN_MAX_CALLS_DEFAULT;
 
-// The ncalrpc endpoint at which a process receives its callbacks. The name has the time of the
-// process's creation too: Wine keeps the association with a process that was killed, and a later
-// process with the same id does not know it.
+// Returns the ncalrpc endpoint at which a process receives its callbacks. The name contains the
+// start time of the process, because Wine keeps the association with a killed process, and a later
+// process may have the same id.
 std::wstring CallbackEndpoint(HANDLE process) {
     FILETIME created = {};
     FILETIME ignored = {};
@@ -59,8 +59,8 @@ std::wstring CallbackEndpoint(HANDLE process) {
            std::to_wstring(created.dwHighDateTime) + L"-" + std::to_wstring(created.dwLowDateTime);
 }
 
-// Serves the client's callbacks in its process. The client's interface describes them as a server's
-// interface describes its procedures.
+// Serves the client's callbacks in its process. The client's interface describes its callbacks in
+// the same way as a server's interface describes its procedures.
 RPC_STATUS ServeCallbacks(void* client_interface) {
     const std::wstring endpoint = CallbackEndpoint(GetCurrentProcess());
     const RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), kConcurrentCalls,
@@ -80,8 +80,9 @@ BOOL CALLBACK ServeOnce(INIT_ONCE* /*once*/, void* client_interface, void** /*co
 
 INIT_ONCE g_serving = INIT_ONCE_STATIC_INIT;
 
-// The connection from the service to a client. Each thread keeps its last one, because it often
-// answers the same client again. The open process handle keeps the process id from being reused.
+// The connection from the service to a client. Each thread keeps its last connection, because it
+// often answers the same client again. While the process handle is open, the process id is not used
+// again.
 struct Channel {
     DWORD process_id;
     HANDLE process;
@@ -143,7 +144,8 @@ RPC_STATUS BindToCaller(RPC_BINDING_HANDLE* binding) {
     return status;
 }
 
-// Calls the client with the callback's format string, changed to an explicit primitive binding.
+// Calls the client with the callback's format string, in which the handle type is changed to an
+// explicit primitive binding.
 CLIENT_CALL_RETURN CallBack(const MIDL_STUB_DESC* descriptor,
                             PFORMAT_STRING format,
                             const Slots& slots) {
@@ -183,8 +185,8 @@ void ReadArguments(PFORMAT_STRING format, va_list arguments, Slots& slots) {
     }
 }
 
-// Serves the client's callbacks before its first call. Only a client with callbacks has a dispatch
-// table.
+// Starts to serve the client's callbacks before its first call. Only a client with callbacks has a
+// dispatch table.
 void ServeBeforeCall(const MIDL_STUB_DESC* descriptor) {
     auto* client = static_cast<RPC_CLIENT_INTERFACE*>(descriptor->RpcInterfaceInformation);
     if (client->DispatchTable != nullptr &&

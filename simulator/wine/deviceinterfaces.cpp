@@ -7,7 +7,8 @@
 
 namespace {
 
-// Stores the list with all terminators and the final empty string. An empty list is that string.
+// Stores the list with all terminators and the final empty string. An empty list is only the final
+// empty string.
 CONFIGRET MakeList(const GUID* device_class,
                    const wchar_t* device,
                    ULONG flags,
@@ -31,7 +32,7 @@ CONFIGRET MakeList(const GUID* device_class,
     if (wanted && flags == CM_GET_DEVICE_INTERFACE_LIST_ALL_DEVICES) {
         list->insert(0, std::wstring(L"\\\\.\\TesselAbsent") + L'\0');
     }
-    // One terminator for the last path and one for the list, also if the value lacks them.
+    // Adds one terminator for the last path and one for the list, if the value lacks them.
     while (!list->empty() && list->back() == L'\0') {
         list->pop_back();
     }

@@ -1,6 +1,6 @@
-// Device interface lists, which Wine does not have. The interfaces of the control device's class
-// are the paths in the REG_MULTI_SZ "Interfaces" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel
-// Simulator\ControlDevice. The list of all devices, present or not, begins with one more path.
+// Lists device interfaces, which Wine cannot do. The interfaces of the control device's class are
+// the paths in the REG_MULTI_SZ "Interfaces" under HKEY_LOCAL_MACHINE\SOFTWARE\Tessel
+// Simulator\ControlDevice. The list of all devices, also absent ones, begins with one more path.
 // Other classes have no interfaces.
 #pragma once
 
