@@ -19,14 +19,14 @@
 
 namespace {
 
-// The blocks of a context and how often each was freed. They are only counted and stay allocated.
-constexpr int kBlocks = 1 + kRequestContextSlots;
-std::array<void*, kBlocks> g_watched;
-std::array<std::atomic<int>, kBlocks> g_frees;
+// The blocks of the last context, first its own and then its slots, and how often each was freed.
+// They are only counted and stay allocated.
+std::array<void*, 1 + kRequestContextSlots> g_blocks;
+std::array<std::atomic<int>, 1 + kRequestContextSlots> g_frees;
 
-// How many slots can be filled before memory runs out, and how many were filled.
-std::size_t g_slotsLeft = SIZE_MAX;
-std::size_t g_slotsGiven = 0;
+// How many slots are filled, and how many can be filled before memory runs out.
+int g_filled = 0;
+int g_limit = kRequestContextSlots;
 
 // Throws a C++ exception: a test cannot catch the exception of the RPC runtime.
 [[noreturn]] void WINAPI Raise(RPC_STATUS status) {
@@ -37,20 +37,13 @@ REPLACE_IMPORT(RpcRaiseException, Raise);
 }  // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (g_slotsGiven == g_slotsLeft) {
-        return nullptr;
-    }
-    void* block = std::malloc(size);
-    if (g_slotsLeft < kRequestContextSlots) {
-        g_watched[g_slotsGiven++] = block;
-    }
-    return block;
+    return g_filled < g_limit ? g_blocks[++g_filled] = std::malloc(size) : nullptr;
 }
 
 extern "C" void free(void* block) {
-    const auto watched = std::ranges::find(g_watched, block);
-    if (block != nullptr && watched != g_watched.end()) {
-        ++g_frees[watched - g_watched.begin()];
+    const auto watched = std::ranges::find(g_blocks, block);
+    if (block != nullptr && watched != g_blocks.end()) {
+        ++g_frees[watched - g_blocks.begin()];
     } else if (block != nullptr && std::realloc(block, 0) != nullptr) {
         std::abort();
     }
@@ -58,13 +51,13 @@ extern "C" void free(void* block) {
 
 namespace {
 
-// Opens a context whose blocks are watched.
 REQUEST_CONTEXT_HANDLE Open() {
+    g_blocks = {};
+    g_filled = 0;
+    std::ranges::fill(g_frees, 0);
     REQUEST_CONTEXT_HANDLE context = nullptr;
     RemoteOpen(nullptr, &context);
-    g_watched = {context};
-    std::ranges::copy(static_cast<RequestContext*>(context)->slots, g_watched.begin() + 1);
-    std::ranges::fill(g_frees, 0);
+    g_blocks[0] = context;
     return context;
 }
 
@@ -111,23 +104,16 @@ TEST(ContextTest, TwoClosesAtTheSameTimeFreeEveryBlockOnce) {
 }
 
 TEST(ContextTest, WithoutMemoryOpenRaisesAndFreesWhatItHas) {
-    for (std::size_t slots = 0; slots < kRequestContextSlots; ++slots) {
-        g_watched = {};
-        std::ranges::fill(g_frees, 0);
-        g_slotsGiven = 0;
-        g_slotsLeft = slots;
-        REQUEST_CONTEXT_HANDLE context = nullptr;
+    for (g_limit = 0; g_limit < kRequestContextSlots; ++g_limit) {
         RPC_STATUS raised = RPC_S_OK;
         try {
-            RemoteOpen(nullptr, &context);
+            Open();
         } catch (const RPC_STATUS status) {
             raised = status;
         }
-        g_slotsLeft = SIZE_MAX;
         EXPECT_EQ(raised, RPC_S_OUT_OF_MEMORY);
-        EXPECT_EQ(context, nullptr);
-        EXPECT_EQ(g_slotsGiven, slots);
-        EXPECT_EQ(std::accumulate(g_frees.begin(), g_frees.end(), 0), static_cast<int>(slots));
+        EXPECT_EQ(g_filled, g_limit);
+        EXPECT_EQ(std::accumulate(g_frees.begin(), g_frees.end(), 0), g_limit);
     }
     TakeLog();
 }
