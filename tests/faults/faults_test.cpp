@@ -55,7 +55,6 @@ std::wstring AnswerWithout(int allocation, const wchar_t* command, std::wstring 
 
 // Without memory a line of the log is lost or a document cannot be read, and nothing else.
 TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
-    const std::wstring unread = L"true 7 -1 -1";
     const struct {
         const wchar_t* command;
         const wchar_t* text;
@@ -68,8 +67,9 @@ TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
         {L"REGISTRYHELPER_SETSCREENMODE", L"text", L"true 7 text 7 7"},
         {L"REGISTRYHELPER_GETSCREENMODE", L"text", L"true 99 text 99 3"},
         {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", L"text", L"true 7 text -1 -1"},
-        {L"COMMONHELPER_ISFILE_EXISTS", L".\\.\\.\\document.txt", unread, L"false 7 -1 -1"},
-        {L"COMMONHELPER_READEULADOCUMENT", L"document.txt", L"true 7 line\n -1 -1", unread},
+        {L"COMMONHELPER_ISFILE_EXISTS", L"missing document.txt", L"false 7 -1 -1"},
+        {L"COMMONHELPER_READEULADOCUMENT", L"document.txt", L"true 7 line\n -1 -1",
+         L"true 7 -1 -1"},
     };
     for (const auto& [command, text, answer, without] : requests) {
         SCOPED_TRACE(testing::PrintToString(command));

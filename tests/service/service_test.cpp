@@ -177,15 +177,13 @@ TEST_F(ServiceTest, EveryMethodReportsAndTracesItsOutcome) {
     };
     for (const auto& method : methods) {
         TestService service;
+        service.Start(0, nullptr);
+        TakeLog();
         const auto call = [&](const std::function<void()>& behaviour) {
-            service.behaviour = [] {};
-            service.Start(0, nullptr);
-            TakeLog();
             service.behaviour = behaviour;
             method.call(service);
             return Recorded();
         };
-        EXPECT_EQ(call([] {}), method.before + method.normal);
         EXPECT_EQ(call([] { throw DWORD{0xBEEF}; }), method.before + " [1] Service " + method.name +
                                                          " failed w/err 0x0000beef" +
                                                          method.failed);
@@ -193,6 +191,7 @@ TEST_F(ServiceTest, EveryMethodReportsAndTracesItsOutcome) {
         EXPECT_EQ(call([] { throw std::runtime_error("not a Win32 code"); }),
                   method.before + " [1] Service failed to " + method.verb + "." + method.failed);
         EXPECT_EQ(g_status.dwWin32ExitCode, 0U);
+        EXPECT_EQ(call([] {}), method.before + method.normal) << "after a failure";
     }
 }
 

@@ -1,5 +1,4 @@
-// Installing and removing the service where Windows refuses. The end-to-end test does both where it
-// does not.
+// Installs and removes the service while Windows refuses. The end-to-end test does both as well.
 #include "service/serviceinstall.h"
 
 #include <gtest/gtest.h>
@@ -17,17 +16,13 @@ namespace {
 // The states of the service after the stop, a digit each: 3 is stop-pending, 1 stopped, 4 running.
 const char* g_states = "";
 
-BOOL GiveState(SERVICE_STATUS* status) {
+BOOL GiveState(SC_HANDLE /*service*/, SERVICE_STATUS* status) {
     status->dwCurrentState = *g_states++ - '0';
     return TRUE;
 }
 
-BOOL Stop(SC_HANDLE /*service*/, DWORD /*control*/, SERVICE_STATUS* status) {
-    return GiveState(status);
-}
-
-BOOL Query(SC_HANDLE /*service*/, SERVICE_STATUS* status) {
-    return GiveState(status);
+BOOL Stop(SC_HANDLE service, DWORD /*control*/, SERVICE_STATUS* status) {
+    return GiveState(service, status);
 }
 
 }  // namespace
@@ -37,7 +32,7 @@ INTERPOSE_GIVES(OpenSCManagerW, kOpensHandle, 1);
 INTERPOSE_GIVES(OpenServiceW, kOpensHandle, 2);
 INTERPOSE_GIVES(CloseServiceHandle, kCloses, 1);
 INTERPOSE_BY(ControlService, kNone, Stop(arguments...));
-INTERPOSE_BY(QueryServiceStatus, kNone, Query(arguments...));
+INTERPOSE_BY(QueryServiceStatus, kNone, GiveState(arguments...));
 INTERPOSE_GIVES(DeleteService, kNone, 1);
 // A wait prints "z".
 INTERPOSE_BY(Sleep, kNone, (g_watch.on ? ConsolePrint(L"z") : WINDOWS(Sleep)));
