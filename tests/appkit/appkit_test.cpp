@@ -15,10 +15,11 @@ struct {
     int failing_opens;
     int requests;
     int contexts;
+    bool no_context;
 } g_stub;
 
 tessel::Reply Ask(DWORD open_raises, DWORD request_raises, const wchar_t* answer) {
-    g_stub = {open_raises, request_raises, answer, 2, 0, 0};
+    g_stub = {open_raises, request_raises, answer, 2, 0, 0, false};
     return tessel::Client::Identity(L"COMMAND");
 }
 
@@ -39,8 +40,10 @@ TEST(AppKit, TellsWhatCameOfARequest) {
         EXPECT_TRUE(Ask(0, code, L"answer")) << "the answer came before the failure";
     }
     EXPECT_EQ(Ask(0, 0, nullptr).outcome, tessel::Outcome::kNoAnswer);
-    g_stub = {1726, 0, nullptr, 1, 0, 0};
+    g_stub = {1726, 0, nullptr, 1, 0, 0, false};
     EXPECT_TRUE(tessel::Client::Connect() == 0 && g_stub.contexts == 0) << "at the second attempt";
+    g_stub.no_context = true;
+    EXPECT_EQ(tessel::Client::Connect(), 14);
     EXPECT_EQ(tessel::Client::Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87);
     // An identity is empty when none was read.
     EXPECT_EQ(Ask(0, 0, L"8949012345678901234").text, L"8949012345678901234");
@@ -53,6 +56,9 @@ TEST(AppKit, TellsWhatCameOfARequest) {
 void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
     if (g_stub.open_raises != 0 && g_stub.failing_opens-- > 0) {
         RaiseException(g_stub.open_raises, 0, 0, nullptr);
+    }
+    if (g_stub.no_context) {
+        return;
     }
     *context = &g_stub.requests;
     ++g_stub.contexts;

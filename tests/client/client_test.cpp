@@ -12,7 +12,6 @@
 #include "client/output.h"
 #include "client/requests/answerformat.h"
 #include "client/requests/commandhelp.h"
-#include "client/requests/requesttimes.h"
 #include "tests/support/replacedimport.h"
 
 namespace {
@@ -139,15 +138,6 @@ TEST(AnswersTest, PaddingThatComesBackWasNotOverwrittenAndAnEmptyTextWasRead) {
     EXPECT_EQ(shown(AnswerFormat::kPlain, L"  ", L" "), L"text=\" \"");
     EXPECT_EQ(shown(AnswerFormat::kJson, L"  ", L"  "), L"text\":\"\"}");
     EXPECT_EQ(shown(AnswerFormat::kPlain, L"", L""), L"text=\"\"");
-}
-
-TEST(RequestTimesTest, PercentilesAreTimesThatWereTaken) {
-    RequestTimes times;
-    EXPECT_EQ(Percentile(times, 50), 0U);
-    times = {30, 10, 40, 20};
-    EXPECT_EQ(Percentile(times, 50), 20U);
-    EXPECT_EQ(Percentile(times, 51), 30U);
-    EXPECT_EQ(Percentile(times, 100), 40U);
 }
 
 TEST(OutputTest, AConsoleGetsALongTextWholeInPieces) {

@@ -1,14 +1,10 @@
-// Who the service is, which keys it opens, and what their access lists give it: those of a registry
-// and that of the driver package.
+// Who the service is, and what access lists give it.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <sddl.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <optional>
-#include <set>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -16,21 +12,14 @@
 
 #include "client/check/checkkeys.h"
 #include "client/rights/accesslist.h"
-#include "client/rights/servicekeys.h"
 #include "client/check/checkservice.h"
 #include "client/rights/servicesid.h"
 #include "service/servicebase.h"
-#include "settings/settingsvalues.h"
-#include "usbpath/usbfnvalues.h"
 #include "win32/uniquehandle.h"
 
 namespace {
 
 constexpr ACCESS_MASK kAll = KEY_ALL_ACCESS;
-
-std::string Utf8(const std::wstring& ascii) {
-    return {ascii.begin(), ascii.end()};
-}
 
 std::wstring OwnSid() {
     return ServiceSid(kServiceName);
@@ -152,49 +141,6 @@ TEST(KeySecurityTest, AProtectedListStaysProtected) {
     GetSecurityDescriptorControl(security.descriptor.get(), &control, &revision);
     EXPECT_TRUE((control & SE_DACL_PROTECTED) != 0);
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Tessel Test");
-}
-
-TEST(ServiceKeysTest, AreTheDocumentedOnesWithTheTypesThatTheServiceStores) {
-    std::set<std::wstring> topmost;
-    for (const ServiceKey& key : ServiceKeys()) {
-        if (key.top) {
-            topmost.insert(key.path);
-        }
-        EXPECT_EQ(key.usb, key.path.starts_with(L"SYSTEM")) << Utf8(key.path);
-        EXPECT_EQ(key.values.empty(), key.path.ends_with(L"QCDiagBridge")) << Utf8(key.path);
-        for (const auto& [name, type] : key.values) {
-            EXPECT_TRUE(name != kScreenMode.name || type == REG_DWORD);
-            EXPECT_TRUE(name != kCustomProtocol.name || type == REG_SZ);
-            EXPECT_EQ(name == kInterfaceListName, type == REG_MULTI_SZ) << Utf8(name);
-        }
-    }
-    EXPECT_EQ(
-        topmost,
-        (std::set<std::wstring>{
-            L"SOFTWARE\\Bramble\\BrambleSettings",
-            L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\ClickNote\\OemCustomizationSettingsApp",
-            L"SYSTEM\\ControlSet001\\Control\\USB", L"SYSTEM\\ControlSet001\\Control\\USBFN",
-            L"SYSTEM\\ControlSet001\\Services\\QCDIAGROUTER",
-            L"SYSTEM\\ControlSet001\\Services\\QCDiagBridge",
-            L"SYSTEM\\ControlSet001\\Services\\QCUSBFNSS\\Parameters"}));
-}
-
-TEST(DriverPackageTest, IsTheSameForBothMachinesButForTheirNames) {
-    std::string texts[2];
-    for (const std::string machine : {"x64", "arm64"}) {
-        std::ifstream file("Z:" INF_DIRECTORY "/" + machine + "/tessel-service.inf");
-        texts[machine == "x64"] = {std::istreambuf_iterator<char>(file), {}};
-    }
-    auto& [arm64, x64] = texts;
-    for (const char* line : {"\nServiceSidType = 1 ", "\nFailureActions = Recovery ",
-                             "\nAction      = 1,5000", "\nAction      = 1,60000"}) {
-        EXPECT_NE(x64.find(line), x64.npos) << line;
-    }
-    EXPECT_EQ(arm64.find("[DefaultInstall]"), arm64.npos) << "Windows wants the machine's name";
-    for (std::size_t at = 0; (at = arm64.find("NTarm64", at)) != arm64.npos;) {
-        arm64.replace(at, 7, "NTamd64");
-    }
-    EXPECT_EQ(arm64, x64);
 }
 
 }  // namespace

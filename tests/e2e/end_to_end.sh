@@ -1,18 +1,15 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
 # remove. What clients can do to it is acceptance.sh.
-# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE EXAMPLE MODEM [SERVICE-BY-WIDL]
+# end_to_end.sh BUILD-FOLDER LOGGED-SERVICE [SERVICE-BY-WIDL]
 set -u
-build=$1 logged=$2 example=$3 modem=$4 widl=${5:-}
+build=$1 logged=$2 widl=${3:-}
 . "$(dirname "$0")/lib.sh"
 log=$WINEPREFIX/drive_c/TesselServicelog.txt
 client='C:\Windows\Tessel\tessel-acceptance.exe'
 
 wine_prefix_ready || exit 1
-notebook_install_programs "$build" && notebook_copy "$logged" "$build/acceptance/tessel-acceptance.exe" "$example" || exit 1
-expect_unchanged "$build/service/tessel-service.exe" 3
-expect_unchanged "$build/client/tesselctl.exe" 3
-expect_unchanged "$example" 1
+notebook_install_programs "$build" && notebook_copy "$logged" "$build/acceptance/tessel-acceptance.exe" || exit 1
 tessel_service -remove >/dev/null
 notebook_modem_remove
 rm -f "$log"
@@ -47,15 +44,6 @@ expect "json" 0 '{"command":"REGISTRYHELPER_SETSCREENMODE","flag":true,"number":
     tesselctl REGISTRYHELPER_SETSCREENMODE --int 5 --text x --json
 expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  text=""' \
     tesselctl REGISTRYHELPER_GETSCREENMODE
-expect "documented example" 0 $'screen mode 5\nno SIM card was read' \
-    notebook_run 'C:\Windows\Tessel\example_client.exe'
-expect "no identity" 0 'MBNHELPER_GETSIMICCID  flag=false  number=0  text="" (nothing was read)' \
-    tesselctl MBNHELPER_GETSIMICCID
-notebook_modem_insert "$modem"
-for identity in SIMICCID=8949012345678901234 SUBSCRIBERID=262011234567890 HOMEPROVIDERID=26201; do
-    expect "identity" 0 "MBNHELPER_GET${identity%=*}  flag=false  number=0  text=\"${identity#*=}\"" \
-        tesselctl "MBNHELPER_GET${identity%=*}"
-done
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense
@@ -104,19 +92,11 @@ RpcServerDisconnect end
 Service OnStop end" tail -n 6 <(sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r')
 
 # A server that cannot start: the service stops itself, the console says so.
-without_time() { sed -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r'; }
 notebook_quiet reg add 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability /t REG_DWORD /d 87
 logged_service -install >/dev/null
 notebook_quiet net start "Tessel Service"
 for _ in $(seq 50); do [ "$(service_state)" = "1 STOPPED 0" ] && break; sleep 0.1; done
 expect "state after a failed start" 0 "1 STOPPED 0" service_state
-expect "log of a failed start" 0 "RpcServerStart
-Service OnStop
-RpcServerDisconnect
-Rpc Server Unregister error
-RpcEpUnregister
-RpcServerDisconnect end
-Service OnStop end" without_time
 expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel_service /CONSOLE
 notebook_quiet reg delete 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability
 tessel_service -remove >/dev/null
@@ -129,8 +109,6 @@ if [ -n "$widl" ]; then
     wait_for_service
     expect "a compiler's server half" 0 'REGISTRYHELPER_ISVZWQ  flag=true  number=-7  text="é"' \
         tesselctl REGISTRYHELPER_ISVZWQ --bool true --int -7 --text é
-    expect_part "many requests to it" 0 "1000 requests, 1000 answers" \
-        tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20 --quiet
     expect_part "end of it" 0 "is removed" tessel_service -remove
 fi
 

@@ -45,21 +45,3 @@ wait_for_service() {
     done
     fail "start: the service does not come up"
 }
-
-# expect_unchanged PROGRAM COUNT: what runs on the notebook is the program as it was built, byte for byte, but for so
-# many names of DLLs. They are put in here by other means than there.
-expect_unchanged() {
-    local program=$1 due place name count=0
-    due=$(mktemp) && cp "$program" "$due"
-    while IFS=: read -r place name; do
-        { printf wingap.dll && head -c $((${#name} - 10)) /dev/zero; } |
-            dd of="$due" bs=1 seek="$place" conv=notrunc status=none
-        count=$((count + 1))
-    done < <(LC_ALL=C grep -aobiE '(rpcrt4|cfgmgr32|api-ms-win-security-base-l1-2-2)\.dll' "$program")
-    if cmp "$due" "$WINEPREFIX/drive_c/windows/Tessel/${program##*/}" && [ $count = "$2" ]; then
-        echo "${program##*/}: $(stat -c %s "$program") bytes, as built but for $count name(s) of DLLs"
-    else
-        fail "${program##*/}: not as built, $count name(s) of DLLs"
-    fi
-    rm -f "$due"
-}
