@@ -155,10 +155,8 @@ std::optional<bool> CheckSid(const Look& look) {
         return std::nullopt;
     }
     const DWORD type = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data())->dwServiceSidType;
-    std::optional<FILETIME> started;
-    if (look.process) {
-        started = look.process->started;
-    }
+    const auto started =
+        look.process ? std::optional(look.process->started) : std::optional<FILETIME>();
     const auto has_it = HasOwnSid(type, look.status.dwProcessId != 0, started, LastChange());
     if (!has_it) {
         look.findings.AddNotHere(kItem, ERROR_ACCESS_DENIED, name + L", on; in the process");

@@ -1,14 +1,14 @@
 #include "client/requests/answerformat.h"
 
+#include <windows.h>
+
 namespace {
 
 bool IsLoneSurrogate(std::wstring_view text, std::size_t i) {
-    const auto is_high = [](wchar_t c) { return c >= 0xD800 && c <= 0xDBFF; };
-    const auto is_low = [](wchar_t c) { return c >= 0xDC00 && c <= 0xDFFF; };
-    if (is_high(text[i])) {
-        return i + 1 == text.size() || !is_low(text[i + 1]);
+    if (IS_HIGH_SURROGATE(text[i])) {
+        return i + 1 == text.size() || !IS_LOW_SURROGATE(text[i + 1]);
     }
-    return is_low(text[i]) && (i == 0 || !is_high(text[i - 1]));
+    return IS_LOW_SURROGATE(text[i]) && (i == 0 || !IS_HIGH_SURROGATE(text[i - 1]));
 }
 
 }  // namespace

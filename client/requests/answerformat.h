@@ -1,4 +1,4 @@
-// Formats answers. Nothing here needs Windows.
+// Formats answers.
 #pragma once
 
 #include <string>

@@ -7,17 +7,12 @@ namespace {
 
 // Returns the number of equal letters at the beginning and at the end of two words.
 std::size_t Likeness(std::wstring_view a, std::wstring_view b) {
-    const std::size_t shorter = std::min(a.size(), b.size());
     const auto same = [](wchar_t x, wchar_t y) { return std::towupper(x) == std::towupper(y); };
-    std::size_t begin = 0;
-    while (begin < shorter && same(a[begin], b[begin])) {
-        ++begin;
-    }
-    std::size_t end = 0;
-    while (begin + end < shorter && same(a[a.size() - 1 - end], b[b.size() - 1 - end])) {
-        ++end;
-    }
-    return begin + end;
+    const std::size_t begin = std::ranges::mismatch(a, b, same).in1 - a.begin();
+    a.remove_prefix(begin);
+    b.remove_prefix(begin);
+    return begin +
+           (std::mismatch(a.rbegin(), a.rend(), b.rbegin(), b.rend(), same).first - a.rbegin());
 }
 
 }  // namespace

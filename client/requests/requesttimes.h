@@ -1,4 +1,4 @@
-// The durations of requests. Nothing here needs Windows.
+// The durations of requests.
 #pragma once
 
 #include <cstdint>

@@ -51,10 +51,8 @@ void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
     constexpr wchar_t kItem[] = L"service.sid";
     const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO);
     const auto* current = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data());
-    SERVICE_SID_INFO wanted = {SERVICE_SID_TYPE_NONE};
-    if (grant) {
-        wanted.dwServiceSidType = SERVICE_SID_TYPE_UNRESTRICTED;
-    }
+    SERVICE_SID_INFO wanted = {
+        static_cast<DWORD>(grant ? SERVICE_SID_TYPE_UNRESTRICTED : SERVICE_SID_TYPE_NONE)};
     const wchar_t* state = grant ? L"on" : L"off";
     if (!answer.empty() && current->dwServiceSidType == SERVICE_SID_TYPE_RESTRICTED) {
         findings.Add(kUnchanged, kItem, L"restricted, by somebody else");

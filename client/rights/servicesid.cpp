@@ -15,12 +15,8 @@ const BCRYPT_ALG_HANDLE kSha1 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x31);
 }  // namespace
 
 std::wstring ServiceSid(std::wstring_view name) {
-    std::wstring upper(name.size(), L'\0');
-    const int units = static_cast<int>(name.size());
-    if (LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, name.data(), units, upper.data(),
-                      units, nullptr, nullptr, 0) != units) {
-        return {};
-    }
+    std::wstring upper(name);
+    CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
     DWORD hash[5] = {};
     if (BCryptHash(kSha1, nullptr, 0, reinterpret_cast<BYTE*>(upper.data()),
                    static_cast<ULONG>(upper.size() * sizeof(wchar_t)),
