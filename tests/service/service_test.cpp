@@ -46,7 +46,8 @@ BOOL KeepStatus(SERVICE_STATUS_HANDLE /*handle*/, const SERVICE_STATUS* status) 
 ULONG GiveProvider(const GUID* provider, PENABLECALLBACK, void*, REGHANDLE* handle) {
     wchar_t id[40] = {};
     StringFromGUID2(*provider, id, 40);
-    *handle = id == std::wstring(L"{BE2E880E-F79F-4C30-9C95-09F003A0A7EA}") ? 77 : 78;
+    EXPECT_STREQ(id, L"{BE2E880E-F79F-4C30-9C95-09F003A0A7EA}");
+    *handle = 77;
     return ERROR_SUCCESS;
 }
 
