@@ -31,14 +31,14 @@ summarise() {
 }
 
 tables() {
-    echo '| Request | Service | Bare | Service / bare (quartiles) | Bar | 99 %: service | bare |'
+    echo '| Request | Service | Bare | Service / bare (quartiles) | Limit | 99 %: service | bare |'
     echo '|---|---|---|---|---|---|---|'
     awk -F '\t' '
         function ms(us) { return sprintf(us < 9995 ? "%.2f ms" : "%.1f ms", us / 1000) }
         {
-            bar = $1 ~ /reply alone/ ? 1.1 : 1.02
+            limit = $1 ~ /reply alone/ ? 1.1 : 1.02
             printf "| %s | %s | %s | **%.3f** (%.3f to %.3f) | %.2f%s | %s | %s |\n", $1, ms($2), ms($3), $4, $5, $6,
-                bar, ($4 > bar ? ", missed" : ""), ms($7), ms($8)
+                limit, ($4 > limit ? ", missed" : ""), ms($7), ms($8)
         }
     ' "$results/summary.tsv"
     echo

@@ -17,7 +17,7 @@ struct CommandHelp {
 
 inline constexpr CommandHelp kRegistryHelperHelp[] = {
     {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
-     L"register the settings app for the pen click if nothing is; flag = registered"},
+     L"register the settings app for the pen click if none is; flag = registered"},
     {L"REGISTRYHELPER_GETPENSETTING", L"action of the pen's side button; number, -1 if unset"},
     {L"REGISTRYHELPER_SETPENSETTING", L"set the side button's action to --int; flag = stored",
      Needs::kNumber},
@@ -29,7 +29,7 @@ inline constexpr CommandHelp kRegistryHelperHelp[] = {
      L"set the pressure threshold to --int; flag is always true", Needs::kNumber},
     {L"REGISTRYHELPER_SETSCREENMODE", L"set the screen mode to --int (99 = default); flag = stored",
      Needs::kNumber},
-    {L"REGISTRYHELPER_GETSCREENMODE", L"screen mode; number, repaired to 99 if unset"},
+    {L"REGISTRYHELPER_GETSCREENMODE", L"screen mode; number; stores 99 if unset"},
     {L"REGISTRYHELPER_SETDIMMINGTIME", L"accepted, never answered"},
     {L"REGISTRYHELPER_GETDIMMINGTIME", L"accepted, never answered"},
     {L"REGISTRYHELPER_ISSMARTDIMMINGSUPPORT", L"accepted, never answered"},

@@ -27,7 +27,7 @@ void CheckCapability(Findings& findings) {
         findings.Add(
             kFault, L"capability",
             std::wstring(kSettingsAppPackage) + L" gives no SID: " + ErrorText(GetLastError()),
-            L"the service cannot start without it; it needs Windows 10 or later");
+            L"the service cannot start without this SID, which needs Windows 10 or later");
         return;
     }
     findings.Add(kOk, L"capability",

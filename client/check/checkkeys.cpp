@@ -25,7 +25,7 @@ KeyFinding AccessFinding(HKEY key, std::optional<bool> has_own_sid) {
     const ACCESS_MASK service_lacks = MissingKeyRights(security.acl, token);
     KeyFinding finding = RightsFinding(account_lacks, service_lacks, has_own_sid);
     if (service_lacks != 0 && HasFullControl(*security.acl, token.back())) {
-        finding.advice = L"its access list gives all access and denies it: remove the denial";
+        finding.advice = L"one entry gives all access, another denies it: remove the denial";
     }
     return finding;
 }
@@ -71,7 +71,7 @@ KeyFinding FindingOf(const ServiceKey& expected, std::optional<bool> has_own_sid
     if (!wrong.empty()) {
         finding.found += L"; " + wrong + L" has the wrong type";
         finding.advice += finding.advice.empty() ? L"" : L"\n";
-        finding.advice += L"delete the value; the service stores it anew when it is set";
+        finding.advice += L"delete the value; the service creates it when it stores the setting";
         finding.status = finding.status == kFault ? kFault : kWarning;
     }
     return finding;

@@ -123,7 +123,7 @@ void CheckEchoes(Findings& findings, std::span<const Answer> answers) {
                    std::to_wstring(same) + L" of " + std::to_wstring(kEchoes) +
                        L" answered as sent; median " + Milliseconds(Percentile(times, 50)) +
                        L", longest " + Milliseconds(Percentile(times, 100)),
-                   L"take both programs from one release");
+                   L"use both programs of one release");
 }
 
 struct ReadyState {
@@ -138,10 +138,10 @@ constexpr ReadyState kReadyStates[] = {
      L"turn it on; this shows what Windows sees of it: netsh mbn show interfaces\n"
      L"on a model without a modem: .\\tesselctl --check --without modem"},
     {kOk, L"ready", L""},
-    {kWarning, L"no SIM card", L"put one in"},
-    {kFault, L"the SIM card is bad", L"put another one in"},
+    {kWarning, L"no SIM card", L"insert one"},
+    {kFault, L"the SIM card is bad", L"insert another one"},
     {kFault, L"the modem has failed", L"restart the notebook"},
-    {kWarning, L"not activated", L"have the network operator activate the subscription"},
+    {kWarning, L"not activated", L"ask the network operator to activate the subscription"},
     {kWarning, L"locked", L"enter the PIN of the SIM card"},
     {kFault, L"blocked", L"enter the PUK of the SIM card"},
     {kWarning, L"no profile on the eSIM", L"download one"},
@@ -171,7 +171,7 @@ void CheckModem(Findings& findings, std::span<const Answer> answers) {
         none += text.empty() || text == kPadding ? L" " + std::wstring(kIdentities[i]) : L"";
     }
     findings.Check(none.empty(), kWarning, L"modem.identity",
-                   none.empty() ? L"of card, subscriber and home provider" : L"none by" + none);
+                   none.empty() ? L"of card, subscriber and home provider" : L"none from" + none);
 }
 
 // Checks whether Windows lists a control device. `asked`: the service found no switch; otherwise it
@@ -194,10 +194,10 @@ void LookForDevice(Findings& findings, bool asked) {
                      L"on a model without one: .\\tesselctl --check --without device");
     } else if (asked) {
         findings.Add(kFault, L"device", L"present, but the service gets no switch from it",
-                     L"look at its driver; NT AUTHORITY\\LocalService must be able to open it for "
+                     L"check its driver; NT AUTHORITY\\LocalService must be able to open it for "
                      L"reading and writing");
     } else {
-        findings.Add(kNotHere, L"device", L"present; the service was not asked");
+        findings.Add(kNotHere, L"device", L"present; the service was not reached");
     }
 }
 
@@ -254,7 +254,7 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
         !stopped, kFault, L"requests.open",
         kStringBinding +
             std::wstring(stopped ? L", of another process: the service is stopped" : L""),
-        L"end that process: a tessel-service -console, or what should not be there");
+        L"end that process; if it is not a tessel-service -console, find out what it is");
     std::span<const Answer> answers(g_exchange->answers.data(), g_exchange->done);
     for (const Question& question : questions) {
         if (answers.size() < question.requests.size()) {

@@ -39,18 +39,18 @@ struct Look {
 void CheckProgram(Findings& findings, const std::wstring& path, bool quoted) {
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
         findings.Add(kFault, L"service.path", path + L": " + ErrorText(GetLastError()),
-                     L"put tessel-service.exe there, or -remove and -install it where it is");
+                     L"copy tessel-service.exe to this path, or -remove and -install it elsewhere");
         return;
     }
     const bool has_blank = !quoted && path.find(L' ') != std::wstring::npos;
     findings.Check(!has_blank, kWarning, L"service.path",
-                   path + (has_blank ? L" (a blank in it, and no quotes)" : L""),
-                   L"move it: Windows tries the part before the blank first");
+                   path + (has_blank ? L" (with a blank, without quotation marks)" : L""),
+                   L"install it elsewhere: Windows first tries the part before the blank");
     const std::wstring version = FileVersion(path);
     const std::wstring own = FileVersion(OwnPath());
     findings.Check(version == own, kWarning, L"service.version",
                    version + (version == own ? L"" : L"; this is tesselctl " + own),
-                   L"take both programs from one release");
+                   L"use both programs of one release");
 }
 
 // The only user of Wine, who owns all files. Windows never creates this SID.
@@ -98,7 +98,7 @@ void CheckConfig(Look& look) {
         config->lpServiceStartName != nullptr ? config->lpServiceStartName : L"";
     look.findings.Check(_wcsicmp(account.c_str(), kServiceAccount) == 0, kWarning,
                         L"service.account", account,
-                        L"it is made for NT AUTHORITY\\LocalService: -remove and -install it");
+                        L"it needs NT AUTHORITY\\LocalService: -remove and -install it");
     const bool disabled = config->dwStartType == SERVICE_DISABLED;
     const bool automatic = config->dwStartType == SERVICE_AUTO_START;
     look.findings.Check(automatic, disabled ? kFault : kWarning, L"service.start",
@@ -129,7 +129,7 @@ void CheckState(const Look& look) {
     } else {
         const bool stopping = look.status.dwCurrentState == SERVICE_STOP_PENDING;
         look.findings.Add(kWarning, kItem, (stopping ? L"stopping" : L"starting") + id,
-                          L"wait, and check again");
+                          L"wait and check again");
     }
 }
 

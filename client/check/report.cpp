@@ -165,7 +165,7 @@ bool Report(const Options& options) {
     }
     PrintProgram(OwnPath());
     PrintProgram(FolderOf(OwnPath()) + L"\\tessel-service.exe");
-    PrintLine(L"\n== Events of the service manager");
+    PrintLine(L"\n== Events of the service control manager");
     PrintEvents(L"System",
                 L"*[System[Provider[@Name='Service Control Manager']] and "
                 L"EventData[Data='Tessel Service']]");

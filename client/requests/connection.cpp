@@ -47,7 +47,7 @@ FailureWords DescribeFailure(DWORD status) {
                     L"if it is not installed, in its folder: .\\tessel-service -install"};
         case ERROR_ACCESS_DENIED:
             return {L"the service refuses this user",
-                    L"an app in a container needs the capability that --check names"};
+                    L"an app in an app container needs the capability that --check shows"};
         case WAIT_TIMEOUT:
             return {L"the service does not answer",
                     L"restart the service; if it does not stop, end its process"};

@@ -55,12 +55,12 @@ void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
         static_cast<DWORD>(grant ? SERVICE_SID_TYPE_UNRESTRICTED : SERVICE_SID_TYPE_NONE)};
     const wchar_t* state = grant ? L"on" : L"off";
     if (!answer.empty() && current->dwServiceSidType == SERVICE_SID_TYPE_RESTRICTED) {
-        findings.Add(kUnchanged, kItem, L"restricted, by somebody else");
+        findings.Add(kUnchanged, kItem, L"restricted; this was not set by tesselctl");
     } else if (!answer.empty() && current->dwServiceSidType == wanted.dwServiceSidType) {
         findings.Add(kUnchanged, kItem, state);
     } else {
         AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO, &wanted),
-                  state, L"counts from the service's next start");
+                  state, L"takes effect at the next start of the service");
     }
 }
 
@@ -73,7 +73,7 @@ void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
     const bool ours = is_set && current->cActions == std::size(kRestarts) &&
                       std::memcmp(current->lpsaActions, kRestarts, sizeof(kRestarts)) == 0;
     if (is_set && !ours) {
-        findings.Add(kUnchanged, kItem, L"set by somebody else");
+        findings.Add(kUnchanged, kItem, L"another recovery; this was not set by tesselctl");
     } else if (!answer.empty() && is_set == grant) {
         findings.Add(kUnchanged, kItem, state);
     } else {
@@ -133,10 +133,10 @@ void ChangeKey(Findings& findings, const ServiceKey& wanted, const std::wstring&
         }
     }
     const std::wstring item = L"key " + wanted.path;
-    const std::wstring state = (disposition == REG_CREATED_NEW_KEY ? L"made; " : L"") +
+    const std::wstring state = (disposition == REG_CREATED_NEW_KEY ? L"created; " : L"") +
                                std::wstring(security.acl == nullptr ? L"open to everyone: no list"
                                             : grant ? L"full control for the service's own SID"
-                                                    : L"nothing for the service's own SID");
+                                                    : L"no rights for the service's own SID");
     if (error == ERROR_SUCCESS && !changes) {
         findings.Add(kUnchanged, item, state);
     } else {
