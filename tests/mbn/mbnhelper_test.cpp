@@ -201,7 +201,7 @@ TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
 std::wstring After(const std::string& function,
                    int call,
                    const std::wstring& command,
-                   std::wstring text = L"text") {
+                   const std::wstring& text = L"text") {
     ClearModem();
     AddInterface(L"0");
     AddInterface(L"1");

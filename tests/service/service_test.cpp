@@ -1,10 +1,11 @@
-// The service and its base class. Everything that they report, write and call goes into the
-// recorded log, in one order.
+// The service, its base class and its installer. All that the service reports, writes and calls
+// goes into the recorded log, in one order.
 #include <gtest/gtest.h>
 
 #include <windows.h>
 #include <evntprov.h>
 #include <objbase.h>
+#include <winsvc.h>
 
 #include <atomic>
 #include <functional>
@@ -14,6 +15,7 @@
 
 #include "rpc/rpcserver.h"
 #include "service/logline.h"
+#include "service/serviceinstall.h"
 #include "service/tesselservice.h"
 #include "tests/support/interposed.h"
 #include "tests/support/recorders.h"
@@ -70,6 +72,18 @@ BOOL Dispatch(const SERVICE_TABLE_ENTRYW* table) {
     return FALSE;
 }
 
+// The states of the service after the stop, a digit each: 3 is stop-pending, 1 stopped, 4 running.
+const char* g_states = "";
+
+BOOL GiveState(SC_HANDLE /*service*/, SERVICE_STATUS* status) {
+    status->dwCurrentState = *g_states++ - '0';
+    return TRUE;
+}
+
+BOOL Stop(SC_HANDLE service, DWORD /*control*/, SERVICE_STATUS* status) {
+    return GiveState(service, status);
+}
+
 }  // namespace
 
 INTERPOSE_BY(SetServiceStatus, kNone, KeepStatus(arguments...));
@@ -77,6 +91,15 @@ INTERPOSE_BY(EventRegister, kNone, GiveProvider(arguments...));
 INTERPOSE_BY(EventWriteString, kNone, KeepEvent(arguments...));
 INTERPOSE_BY(StartServiceCtrlDispatcherW, kNone, Dispatch(arguments...));
 INTERPOSE_GIVES(RegisterServiceCtrlHandlerW, kNone, 1);
+INTERPOSE(GetModuleFileNameW, kNone);
+INTERPOSE_GIVES(OpenSCManagerW, kOpensHandle, 1);
+INTERPOSE_GIVES(OpenServiceW, kOpensHandle, 2);
+INTERPOSE_GIVES(CloseServiceHandle, kCloses, 1);
+INTERPOSE_BY(ControlService, kNone, Stop(arguments...));
+INTERPOSE_BY(QueryServiceStatus, kNone, GiveState(arguments...));
+INTERPOSE_GIVES(DeleteService, kNone, 1);
+// A wait prints "z".
+INTERPOSE_BY(Sleep, kNone, (g_watch.on ? ConsolePrint(L"z") : WINDOWS(Sleep)));
 
 // The Windows headers declare these two as functions that are not imported.
 void WINAPI AcquireSRWLockExclusive(SRWLOCK* lock) {
@@ -261,6 +284,42 @@ TEST_F(ServiceTest, WithoutATracingProviderNoEventIsWritten) {
     EXPECT_EQ(TakePrinted(), L"Provider not registered. EventRegister failed with 5\n");
     service.WriteErrorLogEntry(L"no provider", 1);
     EXPECT_EQ(Recorded(), "");
+}
+
+// Installing and removing without a failure is in the end-to-end test.
+std::wstring Printed(void (*act)(), const Fault& fault, const char* states = "") {
+    g_states = states;
+    g_watch = {true, fault};
+    act();
+    g_watch.on = false;
+    EXPECT_EQ(g_watch.held, 0);
+    return TakePrinted();
+}
+
+TEST(ServiceInstallTest, FailuresArePrinted) {
+    EXPECT_EQ(Printed(InstallService, {"GetModuleFileNameW", 1, MAX_PATH, 122}),
+              L"GetModuleFileName failed w/err 0x0000007a\n");
+    for (const auto act : {InstallService, RemoveService}) {
+        EXPECT_EQ(Printed(act, {"OpenSCManagerW", 1, 0, 5}),
+                  L"OpenSCManager failed w/err 0x00000005\n");
+    }
+    EXPECT_EQ(Printed(RemoveService, {"ControlService", 1, 0, 0x426}),
+              L"Tessel Service is removed.\n");
+    EXPECT_EQ(Printed(RemoveService, {"DeleteService", 1, 0, 0x430}, "31"),
+              L"Stopping Tessel Service.z\nTessel Service is stopped.\n"
+              L"DeleteService failed w/err 0x00000430\n");
+}
+
+TEST(ServiceInstallTest, ARemovalWaitsWhileTheServiceIsStopping) {
+    EXPECT_EQ(Printed(RemoveService, {}, "33331"),
+              L"Stopping Tessel Service.z.z.z.z\nTessel Service is stopped.\n"
+              L"Tessel Service is removed.\n");
+    EXPECT_EQ(Printed(RemoveService, {}, "334"),
+              L"Stopping Tessel Service.z.z\nTessel Service failed to stop.\n"
+              L"Tessel Service is removed.\n");
+    EXPECT_EQ(Printed(RemoveService, {"QueryServiceStatus", 2, 0, 6}, "33"),
+              L"Stopping Tessel Service.z.z\nTessel Service failed to stop.\n"
+              L"Tessel Service is removed.\n");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <initializer_list>
 #include <string_view>
 #include <type_traits>
 
