@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "client/check/check.h"
-#include "client/check/report.h"
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requests/answerformat.h"

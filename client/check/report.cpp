@@ -1,4 +1,4 @@
-#include "client/check/report.h"
+#include "client/check/check.h"
 
 #include <windows.h>
 #include <bcrypt.h>
@@ -8,7 +8,6 @@
 #include <iterator>
 #include <vector>
 
-#include "client/check/check.h"
 #include "client/serviceinfo.h"
 #include "client/finding.h"
 #include "client/output.h"
