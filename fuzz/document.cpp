@@ -15,7 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         model.erase(pair, 1);
     }
     model += model.empty() || model.ends_with(L'\n') ? L"" : L"\n";
-    // In pieces, whose length the input chooses. Too little memory is reserved, so that it grows.
+    // Appends pieces, whose length the input chooses. The text grows: too little memory is
+    // reserved.
     const std::size_t piece = 1 + bytes.size() % 7;
     WideText text(bytes.size() / 4);
     for (std::size_t i = 0; i < size && text.Append(bytes.substr(i, piece)); i += piece) {

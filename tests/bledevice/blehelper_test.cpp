@@ -82,7 +82,7 @@ TEST_F(BleHelper, CarriesOutItsCommands) {
     EXPECT_EQ(Ask(L"ISBLESUPPORT", true), L"true 0");
 }
 
-TEST_F(BleHelper, UsesTheFirstDeviceOfAListThatFits) {
+TEST_F(BleHelper, UsesTheFirstDeviceOfAListThatFitsTheBuffer) {
     // With both terminators and the empty string at the end: 256 characters.
     const std::wstring second(256 - kDevice.size() - 3, L'x');
     const struct {

@@ -23,10 +23,10 @@ using namespace std::string_literals;
 
 namespace {
 
-// In the place of the exception of the RPC runtime, which a test cannot catch.
+// Thrown instead of the exception of the RPC runtime, which a test cannot catch.
 struct ClientGone {};
 
-// The heap, so that tests see what a request holds and what is written past the end of a block.
+// The bytes of the heap, and how many blocks were written past their end.
 constexpr char kGuard[8] = "guard";
 std::atomic<std::size_t> g_live_bytes;
 std::atomic<int> g_overruns;
@@ -148,7 +148,7 @@ TEST_F(CommonHelper, ReadsAPipeInPieces) {
         EXPECT_TRUE(ReadText(pipe_name) == expected + L'\n');
         writer.join();
     }
-    // The process that serves the pipe learns nothing of the caller.
+    // The process that serves the pipe must not get the service's identity.
     EXPECT_EQ(g_open_flags & SECURITY_VALID_SQOS_FLAGS, SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS);
 }
 
@@ -177,7 +177,7 @@ TEST_F(CommonHelper, AnswersWithAnEmptyTextWhatCannotBeRead) {
 
 TEST_F(CommonHelper, TellsWhetherAPathExistsByTheLowBytesOfItsName) {
     const std::wstring path = Write(L"A", "");
-    // msvcrt says no to the one with the backslash. U+0141 has the low byte of "A".
+    // msvcrt does not find the path with the backslash. U+0141 has the low byte of "A".
     for (const std::wstring& there : {path, Path(L"\x0141"), m_folder, m_folder + L"\\"}) {
         EXPECT_EQ(Exists(there), L"true -3");
     }

@@ -53,7 +53,7 @@ std::wstring AnswerWithout(int allocation, const wchar_t* command, std::wstring 
     return answer;
 }
 
-// Without memory a line of the log is lost or a document cannot be read, and nothing else.
+// Without memory only a line of the log is lost, or a document is not read.
 TEST(FaultsTest, EveryRequestIsDoneAndAnsweredWithoutMemory) {
     const struct {
         const wchar_t* command;

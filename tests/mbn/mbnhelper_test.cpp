@@ -44,7 +44,7 @@ class MbnHelperTest : public testing::Test {
         g_onAnswer = ExpectNothingHeld;
     }
 
-    // Everything was released, and inside the apartment.
+    // Expects that everything was released before the thread left the apartment.
     void TearDown() override {
         ExpectNothingHeld();
         EXPECT_EQ(g_aliveWhenLeft, 0);
@@ -72,7 +72,7 @@ TEST_F(MbnHelperTest, AnswersWithTheReadyStateOfTheLastInterfaceThatGivesOne) {
     }
 }
 
-TEST_F(MbnHelperTest, AnswersWithTheTextOfTheLastInterfaceThatGivesOneCutToTheRequests) {
+TEST_F(MbnHelperTest, AnswersWithTheTextOfTheLastInterfaceThatGivesOneCutToTheRequest) {
     constexpr struct {
         const wchar_t* command;
         const wchar_t* value;
@@ -100,7 +100,7 @@ TEST_F(MbnHelperTest, AnswersWithTheTextOfTheLastInterfaceThatGivesOneCutToTheRe
         FailModem(L"2", failure);
         EXPECT_EQ(Ask(command), L"true 7 of 1");
         // Without a SIM the text is empty, which is a value. A null text is no value. Both replace
-        // earlier ones.
+        // the texts of earlier interfaces.
         Remove(Modem(L"1"), value);
         EXPECT_EQ(Ask(command), L"true 7");
         Store(Modem(L"1"), L"NullTexts", 1);
@@ -160,12 +160,12 @@ void ExpectInDocument(const wchar_t* place, std::initializer_list<std::wstring> 
     }
 }
 
-TEST_F(MbnHelperTest, ReplacesAllProfilesByItsOwnAndDeletesIt) {
+TEST_F(MbnHelperTest, ReplacesAllProfilesWithItsOwnAndDeletesIt) {
     AddInterface(L"0");
     AddInterface(L"1");
     Store(Modem(L"0\\Profiles\\4"), L"Name", L"factory");
     Store(Modem(L"1\\Profiles\\0"), L"Name", L"Bramble Profile");
-    // The second time the profile is there.
+    // The second time, the profile exists already.
     for (const std::wstring apn : {L"first", L"second"}) {
         const std::wstring text = L"A&B|" + apn + L"|nOnE|me|secret|IPv4";
         EXPECT_EQ(Ask(L"MBNHELPER_CREATEPROFILE", text.c_str()), L"true 7 A&B");
@@ -195,9 +195,9 @@ TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
                             L"<HomeProviderName><", L"<Compression>7<"});
 }
 
-// Lets a call of the function fail: a function of the simulated modem always, one of Windows at
-// that call. Carries out the command and returns its answer, what it printed, the first letters of
-// the profiles and the states of the connections.
+// Makes the function fail: a function of the simulated modem (call 0) always, a function of Windows
+// at that call. Carries out the command and returns its answer, what it printed, the first letters
+// of the profiles and the states of the connections.
 std::wstring After(const std::string& function,
                    int call,
                    const std::wstring& command,

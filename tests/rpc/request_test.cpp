@@ -91,7 +91,7 @@ TEST(ContextTest, ClosesAtTheSameTimeFreeEveryBlockOnce) {
     for (int round = 1; round <= kRounds; ++round) {
         context = Open();
         opened = round;
-        // The threads meet at another moment in each round.
+        // This thread closes at another moment in each round.
         for (volatile int delay = round % 400; delay != 0;) {
             delay = delay - 1;
         }

@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t kTypesSize = 39;
 constexpr std::size_t kProceduresSize = 193;
 
-// The bytes `widl` at `offset` of widl's string are `ours` in our string.
+// At `offset` of its string widl has the bytes `widl`. Our string has `ours` there.
 struct Difference {
     std::size_t offset;
     const char* widl;

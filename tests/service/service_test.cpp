@@ -98,7 +98,7 @@ INTERPOSE_GIVES(CloseServiceHandle, kCloses, 1);
 INTERPOSE_BY(ControlService, kNone, Stop(arguments...));
 INTERPOSE_BY(QueryServiceStatus, kNone, GiveState(arguments...));
 INTERPOSE_GIVES(DeleteService, kNone, 1);
-// A wait prints "z".
+// A sleep prints "z".
 INTERPOSE_BY(Sleep, kNone, (g_watch.on ? ConsolePrint(L"z") : WINDOWS(Sleep)));
 
 // The Windows headers declare these two as functions that are not imported.
@@ -241,7 +241,7 @@ constexpr char kStartedAndStopped[] =
     "3 [4] CppWindowsService in OnStop Service OnStop (disconnect) Service OnStop end 1";
 
 // A server start that fails at once stops the service, but not before it is reported as running;
-// one that fails after a stop reports nothing more. Neither keeps the service from starting.
+// one that fails after a stop reports nothing more.
 TEST_F(ServiceTest, AFailedServerStartStopsTheServiceOnceAndAfterItRuns) {
     g_startStatus = RPC_S_DUPLICATE_ENDPOINT;
     {
@@ -261,9 +261,9 @@ TEST_F(ServiceTest, AFailedServerStartStopsTheServiceOnceAndAfterItRuns) {
     EXPECT_EQ(Recorded(), kStartedAndStopped);
 }
 
-// The stop of another thread may come at any moment. Here it comes before the first one takes the
-// lock, or after it has released the lock.
-TEST_F(ServiceTest, OfTwoStopsAtTheSameTimeOneStopsTheServiceWhichCanBeStartedAgain) {
+// A second stop may come at any moment: here before the first one takes the lock, or after it has
+// released the lock.
+TEST_F(ServiceTest, TwoStopsAtTheSameTimeStopTheServiceOnce) {
     TestService service;
     for (std::function<void()>* moment : {&g_beforeLock, &g_afterUnlock}) {
         service.Start(0, nullptr);

@@ -93,7 +93,7 @@ TEST_F(SettingsTest, ValuesAreStoredUncheckedAndMinus100ReadsAsAFailureThatIsNot
     EXPECT_EQ(g_openMasks, std::vector<REGSAM>(6, KEY_ALL_ACCESS));
 }
 
-TEST_F(SettingsTest, SettingTheScreenModeKeepsTheColourProfile) {
+TEST_F(SettingsTest, SettingTheScreenModeStoresTheColourProfileToo) {
     for (const auto& [mode, profile] : {std::pair(99L, 3L), std::pair(5L, 5L)}) {
         EXPECT_EQ(Ask(L"SETSCREENMODE", false, mode),
                   L"true " + std::to_wstring(mode) + L"; Set Screen Mode Success");
@@ -127,7 +127,7 @@ TEST_F(SettingsTest, ScreenModeFollowsFromTheColourProfileAndIsRepairedWhenUnusa
     }
 }
 
-TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
+TEST_F(SettingsTest, PenClickIsRegisteredOnlyIfNothingIs) {
     const auto stored = [] { return StoredText(kClickNoteKey, L"CustomProtocol"); };
     const std::wstring own = L"brm-uap-tesselsetting:\\\\pen";
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8),
@@ -138,7 +138,7 @@ TEST_F(SettingsTest, PenClickIsRegisteredOnlyWhereNothingIs) {
     EXPECT_EQ(stored(), own);
     EXPECT_EQ(g_createMasks, std::vector<REGSAM>{KEY_ALL_ACCESS}) << "made once";
 
-    // A text of 200 bytes without a terminator can be read. A longer one is taken for no text.
+    // A text of 200 bytes without a terminator can be read. A longer one counts as missing.
     const std::wstring other(101, L'x');
     Store(kClickNoteKey, L"CustomProtocol", REG_SZ, other.data(), 200);
     EXPECT_EQ(Ask(L"CHECKADDTIONALPENSETTING", false, 8), L"true 8");
@@ -178,7 +178,7 @@ TEST_F(SettingsTest, FailuresOfTheRegistryAreAnsweredAndLogged) {
         EXPECT_EQ(ask(L"CHECKADDTIONALPENSETTING", function, 1, 5),
                   L"false 7; Register Open Error; Register Query Error");
     }
-    // Of two values, the other one is stored.
+    // If one of the two values cannot be stored, the other one is.
     EXPECT_EQ(ask(L"GETSCREENMODE", "RegCreateKeyExW", 1, 5),
               L"true 99; Register Query Error; RegCreateKeyEx Error - 5; GetScreenMode : 99");
     expect_stored({}, 3);

@@ -1,4 +1,4 @@
-// Bytes from their text form.
+// Converts bytes from and to text.
 #pragma once
 
 #include <iomanip>

@@ -19,8 +19,7 @@ struct Fault {
     DWORD last_error = 0;
 };
 
-// Counts, while `on`, the calls of the fault's function and the resources that the interposed
-// functions have given and not got back.
+// Counts, while `on`, the calls of the fault's function and the resources that are open.
 struct Watch {
     bool on = false;
     Fault fault;
@@ -49,7 +48,7 @@ inline void CountHeld(Effect effect, std::intptr_t result) {
     }
 }
 
-// Calls the function of that name in the libraries of Windows.
+// Calls the Windows function of that name.
 template <typename Function, typename... Arguments>
 auto CallWindows(const char* name, Arguments... arguments) {
     FARPROC found = nullptr;

@@ -64,7 +64,7 @@ inline std::wstring Modem(const std::wstring& place) {
     return place.empty() ? kModem : std::wstring(kModem) + L"\\" + place;
 }
 
-// Lets the function of the modem that the value names fail with E_PENDING.
+// Makes a function of the modem fail with E_PENDING. `name` names it: "FailConnect".
 inline void FailModem(const std::wstring& place, const wchar_t* name) {
     Store(Modem(place), name, static_cast<DWORD>(E_PENDING));
 }

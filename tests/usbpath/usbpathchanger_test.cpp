@@ -21,7 +21,7 @@ const std::wstring kControlSet = L"SYSTEM\\ControlSet001\\";
 const wchar_t kToCp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
 const wchar_t kToAp[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
 
-// One call that changes a value: as the table shows it, and binary data as it is shown below it.
+// A call that changes a value, as the table shows it; `dump` has binary data as shown below it.
 struct Change {
     std::string key;
     std::string name;
@@ -85,7 +85,7 @@ INTERPOSE(RegCloseKey, kCloses);
 
 namespace {
 
-// What the document has below its marker.
+// Returns the part of the document after its marker.
 std::string DocumentedTable() {
     std::ifstream file("Z:" PROTOCOL_DOCUMENT, std::ios::binary);
     const std::string text(std::istreambuf_iterator<char>(file), {});
@@ -93,7 +93,7 @@ std::string DocumentedTable() {
     return text.substr(std::min(text.find(marker), text.size() - marker.size()) + marker.size());
 }
 
-// The same of the changes of both commands. Those of the way back are one more.
+// Returns the same of the changes of both commands. The way back has one change more.
 std::string Table(const std::vector<Change>& to_cp, const std::vector<Change>& to_ap) {
     std::string rows = "| Key | Value | To the modem | Back to Windows |\n|---|---|---|---|\n";
     std::string dumps;
@@ -138,7 +138,7 @@ class UsbPathChanger : public testing::Test {
 };
 
 TEST_F(UsbPathChanger, MakesTheDocumentedChangesToTheModemAndBack) {
-    // The interface list is deleted first. Its key is there by then, the value is not.
+    // The interface list is deleted first. Its key exists then, the value does not.
     EXPECT_EQ(Run(kToCp), DeleteFailure(L"InterfaceList"));
     EXPECT_EQ(g_opened.size(), g_changes.size()) << "the key is opened for every value";
     std::vector<Change> to_cp = g_changes;
@@ -163,7 +163,7 @@ TEST_F(UsbPathChanger, MakesTheDocumentedChangesToTheModemAndBack) {
 }
 
 TEST_F(UsbPathChanger, SkipsMissingKeysWithoutAMessage) {
-    // Of the keys that have values to delete, only the first is there.
+    // Of the keys with values to delete, only the first exists.
     EXPECT_EQ(Run(kToAp), DeleteFailure(L"RoleSwitchMode"));
     EXPECT_EQ(StoredNumber(kControlSet + L"Services\\QCDIAGROUTER", L"TransportType"), 2);
 }
