@@ -47,12 +47,7 @@ expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense
-expect_part "load" 0 "1000 requests, 1000 answers" \
-    tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20
-quiet=$(tesselctl REGISTRYHELPER_ISVZWQ --repeat 20 --quiet | tr -d '\r')
-time='[0-9]+\.[0-9]{3} ms'
-[[ $quiet =~ ^20\ requests,\ 20\ answers,\ [0-9]+\ ms\;\ median\ ($time),\ 99th\ percentile\ ($time),\ longest\ ($time)$ ]] ||
-    fail "quiet: $quiet"
+expect_part "load" 0 "1000 requests, 1000 answers, " tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20 --quiet
 # Wine loses the reply of a service whose process ends at once: what `net` says of the stop may be wrong.
 notebook_quiet net stop "Tessel Service"
 expect "stop" 0 "1 STOPPED 0" service_state
