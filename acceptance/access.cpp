@@ -1,4 +1,4 @@
-// Who is let in, and what the service may write.
+// Who may call the service, and what the service may write.
 #include <windows.h>
 #include <securitybaseapi.h>
 #include <userenv.h>
@@ -14,19 +14,16 @@ constexpr wchar_t kContainer[] = L"TesselAcceptance";
 
 using TaskText = UniqueHandle<wchar_t*, CoTaskMemFree>;
 
-// How a child in the container ended that asks the service once.
+// The result of one request that a child in the container sends.
 DWORD AskInContainer(const std::wstring& program, PSID container, SID_AND_ATTRIBUTES* capability) {
     SECURITY_CAPABILITIES inside = {container, capability, capability != nullptr ? 1UL : 0UL, 0};
     return Child(L"ask", CREATE_NO_WINDOW, &inside, program).Wait();
 }
 
-struct Setting {
-    const wchar_t* command;
-    const RegistryValue& value;
-};
-constexpr Setting kSettings[] = {{L"PENSETTING", kButtonAction},
-                                 {L"PENCLICKSETTING", kClickAction},
-                                 {L"PENPRESSURESENSITIVITY", kPressureThreshold}};
+constexpr std::pair<const wchar_t*, const RegistryValue&> kSettings[] = {
+    {L"PENSETTING", kButtonAction},
+    {L"PENCLICKSETTING", kClickAction},
+    {L"PENPRESSURESENSITIVITY", kPressureThreshold}};
 
 bool ReadDirectly(const RegistryValue& value, long& number) {
     DWORD size = sizeof(number);
@@ -51,7 +48,7 @@ void CheckContainers(Run& run) {
     }
     LocalSidArray groups;
     LocalSidArray capabilities;
-    // A program in this folder may be read from inside.
+    // A process in the container can read files in this folder.
     const std::wstring program =
         std::wstring(folder ? folder.get() : L"") + L"\\tessel-acceptance.exe";
     if (FAILED(result) || !CopyFileW(OwnPath().c_str(), program.c_str(), FALSE) ||
@@ -79,20 +76,20 @@ void DeleteContainer() {
 
 void CheckRights(Run& run) {
     Session session;
-    for (const Setting& setting : kSettings) {
-        const std::wstring item = std::wstring(L"rights.") + setting.value.name;
+    for (const auto& [command, value] : kSettings) {
+        const std::wstring item = std::wstring(L"rights.") + value.name;
         long before = 0;
         long after = 0;
-        if (!ReadDirectly(setting.value, before)) {
+        if (!ReadDirectly(value, before)) {
             run.Add(Status::kNotHere, item, L"nothing is stored, so nothing can be stored again");
             continue;
         }
-        Exchange read = Marked(0, Format(L"REGISTRYHELPER_GET%ls", setting.command), 0);
-        Exchange stored = Marked(0, Format(L"REGISTRYHELPER_SET%ls", setting.command), before);
+        Exchange read = Marked(0, Format(L"REGISTRYHELPER_GET%ls", command), 0);
+        Exchange stored = Marked(0, Format(L"REGISTRYHELPER_SET%ls", command), before);
         session.Send(read);
         session.Send(stored);
         const bool same =
-            ReadDirectly(setting.value, after) && after == before && read.answer.number == before;
+            ReadDirectly(value, after) && after == before && read.answer.number == before;
         run.Check(same && stored.answer.flag, Status::kFault, item,
                   Format(L"%ld directly, %ld through the service, stored: %d, then %ld", before,
                          read.answer.number, stored.answer.flag, after),

@@ -64,12 +64,12 @@ Exchange RequestOf(int place, const Command& command) {
                                   : Exchange{place, {command.name, true, place, command.text}};
 }
 
-Session::Session(const ClientHalf& half)
-    : m_half(half),
+Session::Session(const ClientStub& stub)
+    : m_stub(stub),
       m_status(
           static_cast<DWORD>(RpcBindingFromStringBindingW(RpcText(kStringBinding), &m_binding))) {
     if (m_status == 0) {
-        m_status = StatusOf([this] { m_half.open(m_binding, &m_context); });
+        m_status = StatusOf([this] { m_stub.open(m_binding, &m_context); });
     }
 }
 
@@ -86,7 +86,7 @@ DWORD Session::Send(Exchange& exchange) {
     g_exchanges[exchange.place] = &exchange;
     exchange.status = m_status != 0 ? m_status : StatusOf([&] {
         const RequestValues& sent = exchange.sent;
-        m_half.request(m_context, sent.command.c_str(), static_cast<boolean>(sent.flag),
+        m_stub.request(m_context, sent.command.c_str(), static_cast<boolean>(sent.flag),
                        sent.number, const_cast<wchar_t*>(sent.text.c_str()));
     });
     g_exchanges[exchange.place] = nullptr;
@@ -100,7 +100,7 @@ DWORD Session::Ask() {
 }
 
 DWORD Session::Close() {
-    const DWORD status = StatusOf([this] { m_half.close(&m_context); });
+    const DWORD status = StatusOf([this] { m_stub.close(&m_context); });
     if (m_context != nullptr) {
         // Frees this process's part of it.
         StatusOf([this] { RpcSsDestroyClientContext(&m_context); });

@@ -14,19 +14,19 @@
 #include "client/requests/connection.h"
 
 // Calls function(argument). Gives 0, or the code of the structured exception that it raised: an RPC
-// or Win32 status, or what a crash gives. The frames down to here are unwound; destructors of C++
-// do not run.
+// or Win32 status, or the code of a crash. Unwinds the frames of the call without running C++
+// destructors.
 extern "C" DWORD CallGuarded(void (*function)(void*), void* argument);
 
-// Exchanges in progress at the same time have places of their own, from 0 to this.
+// Each exchange in progress has its own place, from 0 to kPlaces - 1.
 inline constexpr int kPlaces = 1400;
 
-// One request and what came of it. The answer finds its exchange by the place, which stands in the
-// request's text ("#12#...") or is its number: every command returns one of them as it was sent.
+// One request and its result. An answer is assigned to its exchange by the place, which is in the
+// request's text ("#12#...") or is its number: every command returns one of the two unchanged.
 struct Exchange {
     int place;
     RequestValues sent;
-    // Runs in the callback, after the answer is stored. It may raise, or not return.
+    // Runs in the callback, after the answer is stored. It may raise an exception, or not return.
     std::function<void()> in_callback = {};
     // How the call ended: 0, or the code of its exception.
     DWORD status = 0;
@@ -38,12 +38,12 @@ struct Exchange {
     [[nodiscard]] std::wstring Text() const;
 };
 
-// A request with its place in its text, followed by `text`.
+// A request whose text is its place and then `text`.
 Exchange Marked(int place, std::wstring command, long number, std::wstring_view text = {});
-// One that is answered as it was sent.
+// A request that is answered with its own values.
 Exchange Echo(int place, long number = 7, std::wstring_view text = {});
 
-// A command with a text that it can work on, empty if any will do, and the option that allows it.
+// A command, a text that it accepts (empty: any text), and the option that allows it.
 struct Command {
     const wchar_t* name;
     const wchar_t* text = L"";
@@ -65,7 +65,7 @@ inline constexpr Command kCommands[] = {
     {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"", L'u'},
     {L"BLEHELPER_ISBLESUPPORT", L"", L'd'},
 };
-// One of every family, two of the family that makes texts; none changes anything.
+// One of every family, two of the family that makes texts. None changes a setting.
 inline constexpr auto kHarmlessCommands = std::span(kCommands).first<6>();
 
 Exchange RequestOf(int place, const Command& command);
@@ -73,20 +73,20 @@ Exchange RequestOf(int place, const Command& command);
 // The procedures by number.
 enum ProcedureNumber : unsigned long { kOpen, kClose, kRequest };
 
-// The procedures of a client half.
-struct ClientHalf {
+// The procedures of a client stub.
+struct ClientStub {
     decltype(&RemoteOpen) open;
     decltype(&RemoteRequest) request;
     decltype(&RemoteClose) close;
 };
-inline constexpr ClientHalf kShippedHalf = {RemoteOpen, RemoteRequest, RemoteClose};
-// Halves that offer one transfer syntax. What works over one of them has gone over that syntax.
-extern const ClientHalf kNdr20Half;
-extern const ClientHalf kNdr64Half;
-// The descriptor of kNdr20Half, for calls that are put together by hand.
+inline constexpr ClientStub kShippedStub = {RemoteOpen, RemoteRequest, RemoteClose};
+// Stubs that offer only one transfer syntax.
+extern const ClientStub kNdr20Stub;
+extern const ClientStub kNdr64Stub;
+// The descriptor of kNdr20Stub, for CallWith.
 extern MIDL_STUB_DESC& g_ndr20Descriptor;
 
-// A context as it goes over the wire.
+// A context handle as it is sent.
 struct ContextBytes {
     ULONG attributes = 0;
     GUID id = {};
@@ -96,34 +96,33 @@ struct ContextBytes {
 // exception, 0 for none.
 class Session {
  public:
-    explicit Session(const ClientHalf& half = kShippedHalf);
+    explicit Session(const ClientStub& stub = kShippedStub);
     Session(const Session&) = delete;
     ~Session();
 
-    // Sends the request and stores how it ended, also with the exchange. It ends with the error of
-    // the open if that failed.
+    // Sends the request. Gives its status and stores it in the exchange; if the open failed, the
+    // status of the open.
     DWORD Send(Exchange& exchange);
     // The result of one echo.
     DWORD Ask();
     DWORD Close();
 
     [[nodiscard]] ContextBytes Bytes() const;
-    // Calls the procedure of that number with a buffer that is sent as it is, so that neither a
-    // stub nor what this process knows of its contexts checks it. What the service gives back
-    // overwrites the buffer, up to its size.
+    // Calls a procedure by its number and sends `buffer` as it is: no stub checks it, and no
+    // context must be known to this process. The service's reply overwrites the buffer, up to its
+    // size.
     DWORD CallWith(unsigned long procedure, void* buffer, std::size_t size);
-    // Closes a context that need not be this session's. `bytes` becomes what the service gives
-    // back.
+    // Closes any context, which may be another session's. The reply overwrites `bytes`.
     DWORD CloseBytes(ContextBytes& bytes) { return CallWith(kClose, &bytes, sizeof(bytes)); }
 
  private:
-    const ClientHalf& m_half;
+    const ClientStub& m_stub;
     RPC_BINDING_HANDLE m_binding = nullptr;
     REQUEST_CONTEXT_HANDLE m_context = nullptr;
     DWORD m_status;
 };
 
-// Counts exchanges, of any thread, that came back as they should, and keeps the first that did not.
+// Counts the exchanges of all threads that ended well, and keeps the first that did not.
 class Tally {
  public:
     void Add(const Exchange& exchange, bool right);
@@ -137,8 +136,8 @@ class Tally {
     std::wstring m_first;
 };
 
-// Takes an answer of this process, on a thread of the RPC runtime's choice.
+// Stores an answer in its exchange. The RPC runtime calls it, on any thread.
 void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text);
 
-// Runs work(0) to work(count - 1), each on a thread of its own, and waits for all.
+// Runs work(0) to work(count - 1), each on its own thread, and waits for all of them.
 void InParallel(int count, const std::function<void(int)>& work);

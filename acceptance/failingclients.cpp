@@ -6,8 +6,8 @@
 
 namespace {
 
-// What two compilers' C++ and .NET throw with, faults (most of them fatal to the filters of
-// Windows' RPC runtime), statuses of RPC and Windows, one of nobody.
+// Exceptions of two C++ compilers and of .NET, faults (for most of them Windows' RPC runtime ends
+// the process), statuses of RPC and Windows, and one code that nothing else uses.
 constexpr DWORD kCodes[] = {0xC0000005, 0x20474343, 0xE06D7363, 0x80000003, 1726,
                             0xC00000FD, 0x21474343, 0x22474343, 0xE0434352, 5,
                             0xC0000006, 0xC000001D, 0xC0000096, 0xC00000AA, 0xC0000194,
@@ -24,7 +24,7 @@ void LetDie(int rounds) {
     std::mt19937 random(1);
     for (int i = 0; i < rounds * kMoments; ++i) {
         Child child(Format(L"die %d %d", i % kMoments, kContexts));
-        // It is connected from here on.
+        // It is connected now.
         child.ReadLine();
         if (i % kMoments == kAmid) {
             Sleep(random() % 30);
@@ -36,7 +36,7 @@ void LetDie(int rounds) {
 
 }  // namespace
 
-// A child for each: some codes end its process.
+// A child for each request: some codes end its process.
 void CheckRaisingClients(Run& run) {
     const DWORD before = ServiceProcessId();
     for (std::size_t i = 0; i < std::size(kCodes);
@@ -71,7 +71,7 @@ void CheckDyingClients(Run& run) {
     const int rounds = run.Rounds(25, 1);
     const int settled = run.Rounds(6, 1);
     const DWORD process_before = ServiceProcessId();
-    // What the service takes once it keeps.
+    // The first clients make the service allocate what it then keeps.
     LetDie(1);
     const Usage before = ReadUsage(settled);
     LetDie(rounds);

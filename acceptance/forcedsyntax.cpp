@@ -1,10 +1,10 @@
-// Client halves of the interface that offer one transfer syntax each, as an interface compiler
-// makes them with /protocol dce and /protocol ndr64.
+// Client stubs that offer one transfer syntax each, as an interface compiler makes them with
+// /protocol dce and /protocol ndr64.
 #include "acceptance/exchange.h"
 
 namespace {
 
-// The descriptors of the shipped half, copied and cut down to one syntax.
+// Copies of the descriptors of the shipped stub, reduced to one syntax.
 struct Descriptors {
     RPC_CLIENT_INTERFACE description =
         *static_cast<RPC_CLIENT_INTERFACE*>(ServiceRpcInterface_v1_0_c_ifspec);
@@ -27,7 +27,7 @@ struct Descriptors {
         stub.RpcInterfaceInformation = &description;
         stub.Reserved4 = ndr64 ? &proxy : nullptr;
         if (!ndr64) {
-            // The form of compilers that knew no other syntax: one syntax, version and flags.
+            // The form of /protocol dce: its own version and flags.
             description.Flags = 0x04000000;
             stub.Version = 0x50002;
             stub.mFlags = 1;
@@ -47,7 +47,7 @@ constexpr auto kCallNdr64 = [](ProcedureNumber procedure, auto... arguments) {
 };
 
 template <auto call>
-constexpr ClientHalf kHalf = {
+constexpr ClientStub kStub = {
     [](handle_t binding, REQUEST_CONTEXT_HANDLE* context) { call(kOpen, binding, context); },
     [](REQUEST_CONTEXT_HANDLE context, auto... values) { call(kRequest, context, values...); },
     [](REQUEST_CONTEXT_HANDLE* context) { call(kClose, context); }};
@@ -55,5 +55,5 @@ constexpr ClientHalf kHalf = {
 }  // namespace
 
 MIDL_STUB_DESC& g_ndr20Descriptor = g_ndr20.stub;
-const ClientHalf kNdr20Half = kHalf<kCallNdr20>;
-const ClientHalf kNdr64Half = kHalf<kCallNdr64>;
+const ClientStub kNdr20Stub = kStub<kCallNdr20>;
+const ClientStub kNdr64Stub = kStub<kCallNdr64>;

@@ -13,8 +13,8 @@ DWORD CallGuarded(void (*function)(void*), void* argument) {
 
 #else
 
-// This compiler has no __try; the macros of its headers name the filter to the handler of Windows'
-// own compilers. They go on in the section .text.
+// This compiler has no __try. The macros of its headers use the exception handler of Windows' own
+// compilers; they need a function in the section .text.
 #include <excpt.h>
 
 static thread_local DWORD t_code;

@@ -35,13 +35,13 @@ std::wstring Format(const wchar_t* format, const Values&... values) {
 struct Run : Findings {
     // The letters of the options in main.cpp.
     std::wstring options;
-    // The service, to be asked and, for items that restart it, to be started and stopped.
+    // The service, with the right to query it; for items that restart it, to start and stop it too.
     ServiceHandle service;
 
     explicit Run(std::wstring letters)
         : Findings(letters.find(L'j') != letters.npos), options(std::move(letters)) {}
     [[nodiscard]] bool Has(wchar_t option) const { return options.find(option) != options.npos; }
-    // How often something is done; less with --quick.
+    // A number of rounds: `few` with --quick.
     [[nodiscard]] int Rounds(int full, int few) const { return Has(L'q') ? few : full; }
 
     using Findings::Add;
@@ -51,7 +51,7 @@ struct Run : Findings {
     }
 };
 
-// " 0x5 3 times" and so on, for codes and how often there were.
+// " 0x5 3 times" for each code and its count.
 std::wstring Counts(const std::map<DWORD, int>& codes);
 // "done" for 0, otherwise the error.
 std::wstring Outcome(DWORD status);
@@ -61,7 +61,7 @@ ItemCheck CheckRequests, CheckSyntaxes, CheckRaisingClients, CheckContexts, Chec
     CheckDyingClients, CheckStopping, CheckContainers, CheckRights, CheckTracing, CheckRecovery,
     CheckLoad, CheckBench;
 
-// Take back what an item that was ended half-way has left.
+// Undo what an item that was killed has left.
 void DeleteContainer();
 void StopTracing();
 

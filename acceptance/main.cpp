@@ -1,4 +1,4 @@
-// tessel-acceptance: tries the installed service on the machine where it is to run.
+// tessel-acceptance: tests the installed service on the machine that it is to run on.
 
 #include <algorithm>
 #include <iterator>
@@ -63,7 +63,7 @@ DWORD RunItem(ChildWords words) {
     return static_cast<DWORD>(run.Count(Status::kFault));
 }
 
-// Waits for this program to end, then takes back what an item that was ended half-way has left.
+// Waits for the end of this program. If it was killed, undoes what an item has left.
 DWORD Guard(ChildWords /*words*/) {
     if (!WaitForParent()) {
         StopTracing();
@@ -84,7 +84,7 @@ constexpr ChildKind kChildren[] = {
     {L"syntax", AskInSyntax},
 };
 
-// Lets this process open those of other accounts, if it is an administrator's.
+// Lets this process open processes of other accounts, if an administrator started it.
 void EnableDebugPrivilege() {
     Handle token;
     TOKEN_PRIVILEGES wanted = {1, {{{}, SE_PRIVILEGE_ENABLED}}};
@@ -118,8 +118,8 @@ Items:)";
 constexpr std::wstring_view kSwitches[] = {L"--json", L"--quick", L"--modem", L"--usb",
                                            L"--device"};
 
-// Runs the item in a process of its own, which it cannot keep or break for the others, and hands
-// its lines on. Gives the number of faults.
+// Runs the item in its own process, so that it cannot disturb the others, and prints its lines.
+// Gives the number of faults.
 DWORD RunInTime(const Item& item, Run& run) {
     Child child(Format(L"item %ls %ls", item.name, run.options));
     std::thread reader([&] {
@@ -199,7 +199,7 @@ int wmain(int argc, wchar_t** argv) {
     const bool is_child = argc > 2 && std::wstring_view(argv[1]) == L"--child";
     const ChildKind* child = is_child ? Named(kChildren, argv[2]) : nullptr;
     if (child != nullptr) {
-        // A crash that is wanted shows no window.
+        // An intended crash shows no window.
         SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
         EndProcess(child->run(argv + 3));
     }

@@ -12,7 +12,7 @@ namespace {
 constexpr DWORD kStartMilliseconds = 30000;
 constexpr DWORD kPollMilliseconds = 50;
 
-// The job of all children: they end when the last handle to it is closed, which is this process's.
+// The job of all children: they end when its last handle is closed, which is in this process.
 HANDLE ChildrenJob() {
     static const HANDLE job = [] {
         HANDLE made = CreateJobObjectW(nullptr, nullptr);
@@ -39,7 +39,7 @@ Usage ReadOnce() {
         process && GetProcessHandleCount(process.get(), &usage.handles) &&
         K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
                                 sizeof(memory));
-    // Wine tells the second alone.
+    // Wine fills in only the second.
     usage.private_kilobytes = std::max(memory.PrivateUsage, memory.PagefileUsage) / 1024;
     const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};
@@ -159,7 +159,7 @@ DWORD StartAndAnswer(SC_HANDLE service) {
     for (const ULONGLONG start = GetTickCount64();
          error != 0 && GetTickCount64() - start < kStartMilliseconds; Sleep(kPollMilliseconds)) {
         if (ServiceStatus(service).dwCurrentState == SERVICE_RUNNING) {
-            // By another process: connections of this one may be those of the last start.
+            // A new process asks: connections of this one may belong to the last start.
             error = Child(L"ask").Wait();
         } else {
             // Fails while a stop or a start is in progress.
@@ -179,12 +179,12 @@ bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds) {
 }
 
 std::wstring Usage::Text() const {
-    // Wine tells no handles.
+    // Under Wine the number of handles is 0.
     return Format(L"%lu handles, %lu threads, %zu kB", handles, threads, private_kilobytes);
 }
 
 bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
-    // The stack of a thread may be 1 MB.
+    // Each further thread may have a committed stack of 1 MB: seen under Wine.
     return handles <= other.handles + more && threads <= other.threads + more &&
            private_kilobytes <= other.private_kilobytes + kilobytes +
                                     1024 * (std::max(threads, other.threads) - other.threads);

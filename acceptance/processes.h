@@ -1,4 +1,4 @@
-// Children, which are this program again, and the installed service with its process.
+// Child processes, which run this program, and the installed service with its process.
 #pragma once
 
 #include <windows.h>
@@ -9,18 +9,18 @@
 #include "client/serviceinfo.h"
 #include "win32/uniquehandle.h"
 
-// How long a child that is about to end may take.
+// How long to wait for the end of a child.
 inline constexpr DWORD kChildMilliseconds = 60000;
 
 // The exit code of a process, or STILL_ACTIVE if it does not end in time.
 DWORD ExitCode(const Handle& process, DWORD milliseconds);
 
-// A child that talks to this process over its standard handles and ends with it. What it does is
-// named by its first word; see main.cpp.
+// A child that talks to this process over its standard handles and ends with it. The first of
+// `words` names what it does; see kChildren in main.cpp.
 class Child {
  public:
-    // DETACHED_PROCESS in `flags` makes one that goes on when this process ends. With `container`
-    // it runs in that app container, from a program that may be read there.
+    // With DETACHED_PROCESS in `flags` the child goes on when this process ends. With `container`
+    // it runs in that app container; `program` must be readable there.
     explicit Child(const std::wstring& words,
                    DWORD flags = 0,
                    SECURITY_CAPABILITIES* container = nullptr,
@@ -46,10 +46,10 @@ class Child {
 // In the child: false when the parent has ended without GoOn.
 bool WaitForParent();
 
-// Ends this process at once, without the ends of its threads and DLLs.
+// Ends this process at once: nothing of its threads and DLLs is cleaned up.
 [[noreturn]] void EndProcess(DWORD code);
 
-// What the service manager says of the service; all zero if it cannot be asked.
+// QueryServiceStatusEx of the service; all zero if that fails.
 SERVICE_STATUS_PROCESS ServiceStatus(SC_HANDLE service);
 
 // The id of the service's process; 0 if it does not run.
@@ -59,10 +59,10 @@ DWORD ServiceProcessId();
 // error, 0 for none.
 DWORD StartAndAnswer(SC_HANDLE service);
 
-// Waits until the service is in `state` and tells whether it came there in time.
+// Waits until the service is in `state`. False if it is not in time.
 bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds);
 
-// What a process uses.
+// The resources of a process.
 struct Usage {
     bool readable = false;
     DWORD handles = 0;
@@ -74,8 +74,8 @@ struct Usage {
     [[nodiscard]] bool IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const;
 };
 
-// The usage of the service's process, which is opened for queries only. It is read until it stays
-// the same for so many seconds, or for half a minute: idle threads end after a while. Calls
+// Reads the usage of the service's process, which it opens for queries only, until it stays the
+// same for `settled_seconds`, 30 seconds at most: idle threads end after some time. Calls
 // GetProcessHandleCount, K32GetProcessMemoryInfo and Process32NextW.
 Usage ReadUsage(int settled_seconds = 0);
 

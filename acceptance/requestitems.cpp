@@ -10,7 +10,7 @@
 
 namespace {
 
-// The call must have failed, and the service must still serve.
+// The call must have failed, and the service must answer the next request.
 void AddRefusal(Run& run, const wchar_t* item, const wchar_t* what, DWORD status) {
     const DWORD next = Session().Ask();
     run.Add(status != 0 && next == 0, item, L"%ls: %ls; the next request: %ls", what,
@@ -51,7 +51,7 @@ void CheckRacingCloses(Run& run) {
     ContextBytes bytes;
     std::atomic<int> arrived = 0;
     std::atomic<int> refused = 0;
-    // Threads that spin towards the same moment meet more often than those that are woken.
+    // Threads that spin start closer together than threads that are woken.
     const auto meet = [&](int meeting) {
         for (++arrived; arrived < 2 * meeting;) {
             SwitchToThread();
@@ -80,8 +80,8 @@ void CheckRacingCloses(Run& run) {
             rounds, refusals[2], refusals[1], refusals[0], Outcome(next));
 }
 
-// A context is closed while a request on it is in its callback, which does not wait for the end of
-// the close: that may itself wait for the request.
+// A context is closed while a request on it is in its callback. The callback does not wait for the
+// end of the close, which may wait for the request.
 void CheckCloseInProgress(Run& run) {
     const int rounds = run.Rounds(200, 20);
     Tally tally;
@@ -105,8 +105,8 @@ void CheckCloseInProgress(Run& run) {
             L"%ls while their context was closed, %d closed", tally.Text(rounds), closed);
 }
 
-// Each callback sends the next request over the same context, under Wine over one of its own: Wine
-// locks a context during a request.
+// Each callback sends the next request over the same context. Under Wine, which locks a context
+// during a request, over its own.
 void CheckNesting(Run& run) {
     constexpr int kDepth = 8;
     Session sessions[kDepth];
@@ -126,7 +126,7 @@ void CheckNesting(Run& run) {
             L"%ls, each sent in the callback of the one before", tally.Text(kDepth));
 }
 
-// Sends one request and adds a finding whether it was answered.
+// Sends one request and adds the finding whether it was answered.
 Exchange AskFor(Run& run, const Command& command, bool flag = false) {
     Session session;
     Exchange exchange = RequestOf(0, command);
@@ -185,7 +185,7 @@ void CheckContexts(Run& run) {
     CheckNesting(run);
 }
 
-// In a child for each: a process may keep the syntax that it found first.
+// A child for each: a process may keep the syntax of its first call.
 void CheckSyntaxes(Run& run) {
     std::vector<std::wstring> shipped;
     for (const std::wstring syntax : {L"both", L"ndr20", L"ndr64"}) {
@@ -212,9 +212,9 @@ void CheckSyntaxes(Run& run) {
 
 DWORD AskInSyntax(ChildWords words) {
     const std::wstring syntax = words[0];
-    Session session(syntax == L"ndr20"   ? kNdr20Half
-                    : syntax == L"ndr64" ? kNdr64Half
-                                         : kShippedHalf);
+    Session session(syntax == L"ndr20"   ? kNdr20Stub
+                    : syntax == L"ndr64" ? kNdr64Stub
+                                         : kShippedStub);
     const auto send = [&](Exchange exchange) {
         session.Send(exchange);
         PrintLine(Format(L"%ls: %ls, %zx", exchange.sent.command, exchange.Text(),
@@ -256,7 +256,7 @@ void CheckLoad(Run& run) {
         InParallel(kClients, [&](int client) {
             RequestTimes own;
             for (int i = 0; i < each; ++i) {
-                // One in eight is none that is echoed.
+                // One in eight is another command.
                 const bool is_echo = i % 8 != 0;
                 const std::size_t kind = static_cast<std::size_t>(i / 8) % commands.size();
                 Exchange exchange = is_echo ? Echo(client, i) : RequestOf(client, commands[kind]);
@@ -271,7 +271,7 @@ void CheckLoad(Run& run) {
         });
         const Usage usage = ReadUsage();
         if (stage == 0) {
-            // With what the service takes once and keeps.
+            // It includes what the service allocates once and keeps.
             first = usage;
         }
         run.Add(tally.Right() == each * kClients && usage.IsNear(first, 16, 4096), L"load",

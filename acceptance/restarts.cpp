@@ -1,4 +1,4 @@
-// Starts, stops and crashes of the service, and what it traces over them.
+// Starts, stops and crashes of the service, and the events that it traces.
 #include <windows.h>
 #include <evntrace.h>
 #include <evntcons.h>
@@ -24,7 +24,7 @@ DWORD State(SC_HANDLE service) {
     return ServiceStatus(service).dwCurrentState;
 }
 
-// Asks for the stop and tells what the call gave, when, and which state is shown then.
+// Asks the service to stop. Gives the result of the call, its time and the state after it as text.
 std::wstring AskToStop(SC_HANDLE service) {
     SERVICE_STATUS status = {};
     const ULONGLONG start = GetTickCount64();
@@ -33,14 +33,14 @@ std::wstring AskToStop(SC_HANDLE service) {
                   GetTickCount64() - start, State(service));
 }
 
-// Waits for the end of a stopping service and of its process, and tells how that went.
+// Waits for the end of a stopping service and of its process, and appends the result to `text`.
 bool AwaitEnd(SC_HANDLE service, const Handle& process, std::wstring& text) {
     const ULONGLONG start = GetTickCount64();
     const bool stopped = AwaitState(service, SERVICE_STOPPED, kStateMilliseconds);
     text += Format(L"; state %lu after %llu ms", State(service), GetTickCount64() - start);
     DWORD code = ExitCode(process, kStateMilliseconds / 6);
     if (code == STILL_ACTIVE && IsWine()) {
-        // Wine hangs now and then in the end of a process with threads amid RPC.
+        // Under Wine the end of a process sometimes hangs when its threads are in RPC calls.
         TerminateProcess(process.get(), 0);
         code = 0;
     }
@@ -49,7 +49,7 @@ bool AwaitEnd(SC_HANDLE service, const Handle& process, std::wstring& text) {
     return stopped && code == 0 && ServiceStatus(service).dwWin32ExitCode == NO_ERROR;
 }
 
-// Each stop is asked for until it is taken, which is while the start is in progress or just done.
+// Repeats each stop until the service accepts it, during the start or directly after it.
 void CheckStartsStoppedAtOnce(Run& run, SC_HANDLE service) {
     const int rounds = run.Rounds(50, 3);
     int done = 0;
@@ -97,13 +97,13 @@ void CheckStopUnderLoad(Run& run, SC_HANDLE service) {
             clients, text, Counts(ends));
 }
 
-// A client stands in its callback. What the service manager shows meanwhile is Windows' own.
+// A stop while a client is in its callback.
 void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
     StartAndAnswer(service);
     const Handle process = OpenServiceProcess();
     Child client(L"hold");
     client.ReadLine();
-    std::wstring text = L"a client stands in its callback; " + AskToStop(service);
+    std::wstring text = L"a client is in its callback; " + AskToStop(service);
     Sleep(static_cast<DWORD>(run.Rounds(3000, 300)));
     text += Format(L", later state %lu; the client ", State(service));
     if (goes_on) {
@@ -120,7 +120,7 @@ void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
 
 constexpr wchar_t kTraceName[] = L"tessel-acceptance";
 
-// With space for the name after them.
+// The properties, and space for the name after them.
 struct TraceProperties {
     EVENT_TRACE_PROPERTIES properties = {};
     wchar_t name[64] = {};
@@ -135,7 +135,7 @@ struct TraceProperties {
     }
 };
 
-// Keeps a text with its level.
+// Keeps the text of an event with its level.
 void WINAPI TakeEvent(EVENT_RECORD* record) {
     if ((record->EventHeader.Flags & EVENT_HEADER_FLAG_STRING_ONLY) != 0) {
         static_cast<std::set<std::wstring>*>(record->UserContext)
@@ -186,7 +186,7 @@ void CheckTracing(Run& run) {
     std::wstring text = AskToStop(run.service.get());
     AwaitEnd(run.service.get(), process, text);
     StartAndAnswer(run.service.get());
-    // Buffers come each second.
+    // Buffers are delivered every second.
     Sleep(static_cast<DWORD>(run.Rounds(3000, 0)));
     StopTracing();
     CloseTrace(reading);

@@ -23,7 +23,8 @@ tessel::Reply Ask(DWORD open_raises, DWORD request_raises, const wchar_t* answer
     return tessel::Client::Identity(L"COMMAND");
 }
 
-// On another thread, and for a command nobody sent. Not inlined into frames that exceptions pass.
+// Answers on another thread, and answers a command that was not sent. Not inlined into frames that
+// exceptions pass.
 __attribute__((noinline)) void Answer(wchar_t* text) {
     wchar_t command[] = L"COMMAND";
     std::wstring answer = *g_stub.answer == L' ' ? text : g_stub.answer;

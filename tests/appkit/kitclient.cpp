@@ -1,5 +1,5 @@
-// What the example does not do. Without arguments: sends a request, stops the service, sends one,
-// starts the service, sends one. With N: sends N requests from each of eight threads.
+// Tests what the example does not do. Without arguments: sends a request, stops the service, sends
+// one, starts the service, sends one. With N: sends N requests from each of eight threads.
 #include <windows.h>
 
 #include <atomic>

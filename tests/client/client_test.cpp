@@ -16,7 +16,7 @@
 
 namespace {
 
-// An old console: it takes short texts only, and no half of a character.
+// An old console: it takes only short texts, and no single surrogate.
 std::wstring g_console;
 HANDLE g_stream = nullptr;
 

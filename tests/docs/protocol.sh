@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The protocol's document against the program: every routed command has a row in a table and no other has, the
-# example is quoted as it is, and the interface's id is the .idl's. usbpath_test compares the USB values.
+# Compares the protocol's document with the program: the tables have a row for every routed command and no other, the
+# example is quoted exactly, and the id of the interface is that of the .idl. usbpath_test compares the USB values.
 cd "$(dirname "$0")/../.." || exit 1
 code=0
 diff <(grep -oE '"[A-Z_]+"' rpc/commandhelp.h | tr -d '"' | sort) \

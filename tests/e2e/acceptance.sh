@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs tessel-acceptance on the installed service, with modem and control device: a short form, or all of it with
-# TESSEL_SOAK set. Then what the program cannot see of itself and of the simulated devices.
+# Runs tessel-acceptance on the installed service, with modem and control device: with --quick, or all rounds if
+# TESSEL_SOAK is set. Then checks what the program leaves when it is killed, and the simulated devices.
 # acceptance.sh BUILD-FOLDER MODEM [DRIVER]
 set -u
 build=$1 modem=$2 driver=${3:-}
@@ -37,12 +37,12 @@ done
 expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"77 directly, ' acceptance --only rights --json
 [ "$(notebook_run reg query "$settings" /s)" = "$before" ] || fail "settings have changed"
 
-# Ended half-way, with the service stopped.
+# Killed while the service is stopped: the service is started again.
 (acceptance --quick --only stopping >/dev/null) &
 for _ in $(seq 300); do
     [ "$(service_state)" = "1 STOPPED 0" ] && break
 done
-# Not with taskkill: that ends its guard too, which has the same name and starts the service again.
+# Not with taskkill, which would also kill its guard of the same name; the guard starts the service.
 for process in /proc/[0-9]*; do
     line=$({ tr '\0' ' ' <"$process/cmdline"; } 2>/dev/null)
     [[ $line != *'tessel-acceptance.exe --quick --only stopping '* ]] || kill -KILL "${process##*/}"

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# tesselctl --check sees each thing go wrong once and changes nothing; --grant and --revoke give and take the
-# rights.
+# tesselctl --check finds each fault once and changes nothing; --grant and --revoke give and remove the rights.
 # check.sh DIRECTORY-OF-PROGRAMS MODEM [CONTROL-DEVICE]
 set -u
 programs=$1 modem=$2 driver=${3:-}
@@ -67,7 +66,7 @@ finds fault service.state stopped
 finds fault "key $settings" "there; closed to the service; ScreenMode has the wrong type"
 finds warning device "none of the class"
 
-# A service of somebody else: this one is stopped.
+# The service is stopped, and another process has its endpoint.
 NOTEBOOK_TIMEOUT=15 tessel_service -console >/dev/null 2>&1 &
 for ((i = 0; i < 100; i++)); do
     tesselctl '' >/dev/null 2>&1
@@ -78,7 +77,7 @@ check 1
 finds fault requests.open "of another process"
 wait $!
 
-# Wine does not know SIDs of services: that change is not known, and neither is whether a process has one.
+# Wine has no SIDs of services: it cannot make that change, and cannot tell whether a process has one.
 notebook_quiet reg delete "HKLM\\$settings" /v ScreenMode /f
 expect "grant" 0 "failed 0 not here 1 done 8 unchanged 0 " changes --grant
 notebook_modem_insert "$modem"
@@ -87,7 +86,7 @@ notebook_quiet net start "Tessel Service"
 wait_for_service
 # The modem makes this value when it is first used.
 notebook_quiet reg add "$NOTEBOOK_MODEM_KEY" /v ObjectsAlive /t REG_DWORD /d 0
-# No check has met a running service yet: what one writes only once would show.
+# The first check of a running service: a value that a check writes once would be found.
 export_registry >"$before"
 check 0
 [ -s "$before" ] && export_registry | cmp - "$before" || fail "check: it changed the registry"
@@ -101,7 +100,7 @@ finds ok modem.state "1: ready"
 finds ok modem.identity "of card, subscriber and home provider"
 [ -z "$driver" ] || finds ok device "0, off"
 
-# What the report does not know here is said; no number of the SIM is in it.
+# The report says what it cannot tell here, and has no number of the SIM.
 expect_part "report" 0 "The report is in" tesselctl --report 'C:\Windows\Temp\report.txt'
 report=$WINEPREFIX/drive_c/windows/temp/report.txt
 for part in "modem.identity" "ImagePath: C:" "running from C:" "System: not known here" "Application: not known here" \

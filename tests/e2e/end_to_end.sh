@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Drives the installed service with its client through Wine's service manager: install, start, ask, stop,
-# remove. What clients can do to it is acceptance.sh.
+# remove. acceptance.sh tests what clients can do to it.
 # end_to_end.sh BUILD-FOLDER LOGGED-SERVICE [SERVICE-BY-WIDL]
 set -u
 build=$1 logged=$2 widl=${3:-}
@@ -14,7 +14,7 @@ tessel_service -remove >/dev/null
 notebook_modem_remove
 rm -f "$log"
 
-# A program that the service manager did not start is refused after some seconds: meanwhile the rest goes on.
+# A program that the service manager did not start is refused after some seconds; the test goes on meanwhile.
 refused=$(mktemp)
 tessel_service >"$refused" &
 refused_job=$!
@@ -48,7 +48,7 @@ expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "wrong usage" 2 "unknown option --nonsense" tesselctl --nonsense
 expect_part "load" 0 "1000 requests, 1000 answers, " tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20 --quiet
-# Wine loses the reply of a service whose process ends at once: what `net` says of the stop may be wrong.
+# Wine loses the reply of a service whose process ends at once, so the output of `net stop` may be wrong.
 notebook_quiet net stop "Tessel Service"
 expect "stop" 0 "1 STOPPED 0" service_state
 notebook_quiet net start "Tessel Service"
@@ -62,7 +62,7 @@ wait $refused_job
 expect "console start" 0 "$usage"$'\n'"Service failed to run w/err 0x00000427" cat "$refused"
 rm -f "$refused"
 
-# The log of a service that a client left in the middle: its context is run down.
+# The log of a service whose client died: its context is run down.
 logged_service() { notebook_run 'C:\Windows\Tessel\tessel-service-logged.exe' "$@"; }
 expect_part "install logged" 0 "installed" logged_service -install
 notebook_run net start "Tessel Service" >/dev/null
@@ -77,7 +77,7 @@ notebook_quiet "$client" --child raise 541541187 0
 sleep 1
 [ "$(grep -c ' : RemoteOpen' "$log")" = "$(grep -c ' : RemoteClose' "$log")" ] || fail "contexts stay after failing answers"
 before=$(wc -l <"$log")
-# By the shipped program: any start of the logged one would empty the log.
+# With the shipped program: each start of the logged one empties the log.
 expect_part "remove logged" 0 "is removed" tessel_service -remove
 expect "log of the stop" 0 "Service OnStop
 RpcServerDisconnect
@@ -96,13 +96,13 @@ expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel
 notebook_quiet reg delete 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability
 tessel_service -remove >/dev/null
 
-# The server half of an interface compiler in the place of ours.
+# The server stub that an interface compiler makes, in place of ours.
 if [ -n "$widl" ]; then
     notebook_copy "$widl"
     notebook_run 'C:\Windows\Tessel\tessel-service-widl.exe' -install >/dev/null
     notebook_quiet net start "Tessel Service"
     wait_for_service
-    expect "a compiler's server half" 0 'REGISTRYHELPER_ISVZWQ  flag=true  number=-7  text="é"' \
+    expect "a compiler's server stub" 0 'REGISTRYHELPER_ISVZWQ  flag=true  number=-7  text="é"' \
         tesselctl REGISTRYHELPER_ISVZWQ --bool true --int -7 --text é
     expect_part "end of it" 0 "is removed" tessel_service -remove
 fi

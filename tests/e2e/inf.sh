@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the service by the file of its driver package, with Wine's setup functions: it is the same service
-# that -install makes, it serves, and nothing stays when it is removed. Updates it in both ways that INSTALL.md
-# describes, by the package and by hand: the rights that --grant gave stay.
+# Installs the service with the INF file of its driver package and Wine's setup functions: the configuration is that
+# of -install, the service answers, and its key is gone after the removal. Updates it in both ways of INSTALL.md, with
+# the package and by hand: the rights of --grant stay.
 # inf.sh BUILD-FOLDER INF
 set -u
 build=$1 inf=$2
@@ -10,14 +10,14 @@ notebook=$WINEPREFIX/drive_c/windows/Tessel
 package=$WINEPREFIX/drive_c/package
 service_key='HKLM\System\CurrentControlSet\Services\Tessel Service'
 
-# What the service manager keeps of the service. Wine adds the time for shutting down, and its setup writes the name of
+# The configuration of the service. Wine adds the time for shutting down, and its setup writes the name of
 # the Windows folder in lower case; -install sets no description.
 configuration() {
     notebook_run reg query "$service_key" /s |
         tr -d '\r' | sed -E '/PreshutdownTimeout|Description/d; s/C:.windows/C:\\Windows/'
 }
 
-# install_package FOLDER: installs the package with C:\Windows\Tessel\FOLDER in the place of the driver store (13), which
+# install_package FOLDER: installs the package with C:\Windows\Tessel\FOLDER in place of the driver store (13), which
 # Wine does not have. 10 is C:\Windows.
 install_package() {
     mkdir -p "$notebook/$1" && cp "$notebook/wingap.dll" "$notebook/$1/" || exit 1
@@ -30,7 +30,7 @@ rights() {
     tesselctl --check --json | tr -d '\r' | grep '"item":"key'
 }
 
-# grant TESSELCTL: gives the rights. Wine does not keep the SID's type: it is put where Windows keeps it.
+# grant TESSELCTL: gives the rights. Wine does not store the type of the SID, so it is written to where Windows has it.
 grant() {
     local before
     before=$(rights)
@@ -40,7 +40,7 @@ grant() {
     [ "$granted" != "$before" ] || fail "--grant changed nothing: $granted"
 }
 
-# updated PATH: the service serves from C:\Windows\Tessel\PATH, with the rights that it had.
+# updated PATH: the service runs from C:\Windows\Tessel\PATH, with the rights that it had.
 updated() {
     expect_part "path after the update" 0 "C:\\Windows\\Tessel\\$1" configuration
     expect "served after the update" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=8  text=""' \
@@ -49,7 +49,7 @@ updated() {
     expect_part "SID after the update" 0 0x1 notebook_run reg query "$service_key" /v ServiceSidType
 }
 
-# The files of both machines differ in the machine's name alone, which Windows wants; and what Wine does not read.
+# The files of both machines differ only in the name of the machine, which Windows needs. Wine does not read the rest.
 diff "${inf%/*/*}/x64/tessel-service.inf" <(sed 's/NTarm64/NTamd64/' "${inf%/*/*}/arm64/tessel-service.inf") ||
     fail "the machines differ"
 expect "sections without a machine" 1 "" grep -F '[DefaultInstall]' "$inf"
@@ -63,7 +63,7 @@ rm -rf "$package" "$notebook"/Store*
 mkdir -p "$package" && cp "$notebook"/{tessel-service,tesselctl}.exe "$package/" || exit 1
 
 install_package Store1
-# Nobody has started it: the file says so.
+# The installation has started it.
 wait_for_service
 expect "served from the store" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=7  text=""' \
     notebook_run 'C:\Windows\Tessel\Store1\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7

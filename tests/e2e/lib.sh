@@ -3,7 +3,7 @@
 . "$(dirname "${BASH_SOURCE[0]}")/../../scripts/notebook.sh"
 failures=0
 
-# fail TEXT: one thing is not as it must be; the test goes on.
+# fail TEXT: counts a failure; the test goes on.
 fail() {
     echo "FAILED $1"
     failures=$((failures + 1))
@@ -12,7 +12,7 @@ fail() {
 # expect NAME EXIT-CODE TEXT COMMAND...: the command ends with the code and prints the text, \r\n or \n.
 expect() { expect_output whole "$@"; }
 
-# A part of the output is enough.
+# The same for a part of the output.
 expect_part() { expect_output part "$@"; }
 
 expect_output() {
@@ -28,7 +28,7 @@ expect_output() {
     printf -- '--- printed\n%s\n--- wanted (%s)\n%s\n' "$output" "$kind" "$text"
 }
 
-# The service's state and its exit code, as the service manager has them.
+# The service's state and exit code from the service manager.
 service_state() {
     notebook_run sc query "Tessel Service" | tr -d '\r' |
         awk '/STATE/{state = $3 " " $4} /WIN32_EXIT_CODE/{print state, $3}'

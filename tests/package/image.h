@@ -1,4 +1,4 @@
-// A linked program as it lies in memory, addressed by virtual addresses, for both machines.
+// A linked program as it is loaded into memory, addressed by virtual addresses, for both machines.
 #pragma once
 
 #include <windows.h>
@@ -15,14 +15,14 @@
 
 class Image {
  public:
-    // `path` is one of the build machine.
+    // `path` is a path of the build machine.
     explicit Image(const std::string& path) {
         std::ifstream stream("Z:" + path, std::ios::binary);
         const std::string file(std::istreambuf_iterator<char>(stream), {});
         if (file.size() < sizeof(IMAGE_DOS_HEADER)) {
             throw std::runtime_error("cannot be read: " + path);
         }
-        // The headers lie as in the file; behind each section's part of the file are zeros.
+        // The headers are as in the file; zeros follow each section's part of the file.
         m_memory = file.substr(0, 4096);
         m_memory.resize(Headers().OptionalHeader.SizeOfImage);
         for (const IMAGE_SECTION_HEADER& section : Sections()) {
@@ -46,7 +46,7 @@ class Image {
         return {IMAGE_FIRST_SECTION(&headers), headers.FileHeader.NumberOfSections};
     }
 
-    // The characteristics of the section that holds the address; none outside of all.
+    // The characteristics of the section that contains the address; 0 if none does.
     [[nodiscard]] DWORD Characteristics(std::uint64_t address) const {
         DWORD characteristics = 0;
         for (const IMAGE_SECTION_HEADER& section : Sections()) {
@@ -84,6 +84,6 @@ class Image {
     std::string m_memory;
 };
 
-// The four programs that ship, those of ARM64 too: ../../test builds both machines before it tests.
+// The four programs that ship. ../../test builds them for both machines before it tests.
 inline const char* const kServices[] = {X64_SERVICE, ARM64_SERVICE};
 inline const char* const kClients[] = {X64_CLIENT, ARM64_CLIENT};

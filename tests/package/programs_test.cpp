@@ -1,4 +1,4 @@
-// What the linked programs promise, read from their files.
+// Properties of the linked programs, read from their files.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -8,7 +8,7 @@
 
 namespace {
 
-// Windows' own, and nothing that would have to be brought along.
+// DLLs of Windows.
 const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security-base-l1-2-2.dll",
                                             "bcrypt.dll",   "cfgmgr32.dll",
                                             "kernel32.dll", "msvcrt.dll",
@@ -42,7 +42,7 @@ TEST(ProgramsTest, NeedOnlyWindowsAndAreProtected) {
                                       IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
                                       IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
         EXPECT_EQ(image.Headers().OptionalHeader.DllCharacteristics & kProtections, kProtections);
-        // Without relocations the base could not be random, whatever the flags say.
+        // Without relocations the base address is not random, even with the flags.
         EXPECT_NE(image.Directory(IMAGE_DIRECTORY_ENTRY_BASERELOC).second, 0U);
     }
 }
@@ -55,8 +55,8 @@ TEST(ProgramsTest, TheServiceHasItsAssertion) {
     }
 }
 
-// Of the load configuration, which these headers declare without its guard fields. The flags:
-// instrumented, with a table of functions.
+// Offsets in the load configuration, which these headers declare without its guard fields. The
+// flags: instrumented, with a table of functions.
 constexpr std::size_t kGuardCheckFunction = 0x70;
 constexpr std::size_t kGuardTableCount = 0x88;
 constexpr std::size_t kGuardFlags = 0x90;

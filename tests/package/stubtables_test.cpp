@@ -1,5 +1,5 @@
-// The stub tables of the linked programs, byte for byte: what the RPC runtime, and every tool that
-// reads RPC interfaces from files, finds there.
+// The stub tables of the linked programs, byte by byte, as the RPC runtime and tools that inspect
+// program files read them.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -10,9 +10,9 @@
 
 namespace {
 
-// Written down apart from the structures that make them. `@name` is the address of an object below
-// or of a function; `{x64/ARM64}` and `[service/client]`, what holds for the program. An NDR64
-// procedure of ARM64 is padded to 8 bytes behind its registers.
+// Written independently of the structures in rpc/stub. `@name` is the address of an object below or
+// of a function; `{x64/ARM64}` and `[service/client]` are alternatives by program. An NDR64
+// procedure of ARM64 is padded to 8 bytes after its registers.
 const std::map<std::string, std::string> kGolden = {
     {"type_string",
      "0000 | 11 04 0200 | 30 a4 00 00 | 11 04 0200 | 30 e5 00 00 | 30 45 00 00 | 11 08 25 5c | 00"},
@@ -84,7 +84,7 @@ const std::map<std::string, std::string> kGolden = {
     {"unused_binding", "*8"},
 };
 
-// Leaves of each choice between `marks` its first or second alternative.
+// Replaces each pair of alternatives between `marks` by the first or the second.
 std::string Chosen(std::string text, const char (&marks)[3], bool second) {
     for (std::size_t open = 0; (open = text.find(marks[0], open)) != std::string::npos;) {
         const std::size_t middle = text.find('/', open);
@@ -100,12 +100,12 @@ class Tables {
  public:
     Tables(const Image& image, bool is_service) : m_image(image), m_is_service(is_service) {}
 
-    // Holds everything that can be reached from the interface against what is written down.
+    // Compares every object that the interface refers to with its expected bytes.
     void Check() {
         const std::string interface_start = Expected("interface", 0).substr(0, 44);
         CheckObject("interface", Only(interface_start));
         if (m_is_service) {
-            // Only code knows what a callback is made with.
+            // Only code refers to the proxy of the callbacks.
             CheckObject("proxy", Only(Pointer("stub") + Pointer("proc_string")));
         }
         std::set<std::uint64_t> distinct;
@@ -136,7 +136,7 @@ class Tables {
         return places.empty() ? 0 : *places.begin();
     }
 
-    // What `name` holds; each address that it points to is the one read at `address`.
+    // The bytes of `name`, with the addresses that are read at `address`.
     std::string Expected(const std::string& name, std::uint64_t address) {
         const std::string text =
             Chosen(Chosen(kGolden.at(name), "{}", m_image.IsArm64()), "[]", !m_is_service);
