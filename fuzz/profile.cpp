@@ -24,15 +24,8 @@ std::wstring Element(const std::wstring& name, const std::wstring& value) {
     return (L"<" + name + L">" + value + L"</" + name + L">").substr(0, 255);
 }
 
-bool IsNone(std::wstring text) {
-    for (wchar_t& c : text) {
-        c = c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
-    }
-    return text == L"NONE";
-}
-
 std::wstring Model(const std::wstring (&field)[kApnFieldCount], const SimIdentity& sim) {
-    const bool none = IsNone(field[kApnAuthProtocol]);
+    const bool none = wcscasecmp(field[kApnAuthProtocol].c_str(), L"NONE") == 0;
     std::wstring document =
         L"<?xml version=\"1.0\"?><MBNProfileExt "
         L"xmlns=\"http://www.microsoft.com/networking/WWAN/profile/v4\">" +

@@ -3,6 +3,8 @@
 // the fourth procedure, with an automatic binding. It makes neither NDR64 nor ARM64 tables.
 #include <gtest/gtest.h>
 
+#include <span>
+
 #include "rpc/stub/stubs.h"
 #include "tests/support/hexbytes.h"
 
@@ -65,10 +67,9 @@ const Difference kProcedures[] = {
 };
 
 // Replaces the differences in widl's string by our bytes. Every difference must be there.
-template <std::size_t count>
 std::string Ours(const unsigned char* widl,
                  std::size_t size,
-                 const Difference (&differences)[count]) {
+                 std::span<const Difference> differences) {
     const std::string given(reinterpret_cast<const char*>(widl), size);
     std::string ours;
     std::size_t at = 0;
@@ -78,7 +79,6 @@ std::string Ours(const unsigned char* widl,
         at = difference.offset + theirs.size();
         EXPECT_EQ(HexLines(given.substr(difference.offset, theirs.size())), HexLines(theirs))
             << difference.offset << ": " << difference.why;
-        EXPECT_STRNE(difference.widl, difference.ours);
         ours += HexBytes(difference.ours);
     }
     return HexLines(ours + given.substr(at));

@@ -8,8 +8,8 @@
 // Converts pairs of hexadecimal digits to bytes. `*n` means n zero bytes. Blanks and `|` are
 // ignored. For a word `@name`, calls `named` with the name and the offset, and takes the bytes it
 // returns.
-template <typename Named>
-std::string HexBytes(const std::string& text, Named named) {
+template <typename Named = std::string (*)(const std::string&, std::size_t)>
+std::string HexBytes(const std::string& text, Named named = nullptr) {
     std::string bytes;
     for (std::istringstream stream(text); stream >> std::ws;) {
         const int next = stream.get();
@@ -27,10 +27,6 @@ std::string HexBytes(const std::string& text, Named named) {
         }
     }
     return bytes;
-}
-
-inline std::string HexBytes(const std::string& text) {
-    return HexBytes(text, [](const std::string&, std::size_t) { return std::string(); });
 }
 
 // The bytes as hexadecimal digits, in lines of 16 that begin with their offset, so that a failed

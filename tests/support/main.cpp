@@ -8,7 +8,6 @@ int main(int argc, char** argv) {
     const int code = RUN_ALL_TESTS();
     // GoogleTest starts a thread. If the program ends before that thread runs, it sometimes crashes
     // in Wine for ARM64.
-    constexpr DWORD kThreadBeginsMilliseconds = 200;
-    Sleep(kThreadBeginsMilliseconds);
+    Sleep(200);
     return code;
 }
