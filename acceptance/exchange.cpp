@@ -143,9 +143,9 @@ std::wstring Tally::Text(int of) const {
 }
 
 void InParallel(int count, const std::function<void(int)>& work) {
-    std::vector<std::thread> threads;
+    std::vector<std::thread> threads(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
-        threads.emplace_back(work, i);
+        threads[static_cast<std::size_t>(i)] = std::thread(work, i);
     }
     for (std::thread& thread : threads) {
         thread.join();

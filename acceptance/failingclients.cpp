@@ -100,10 +100,12 @@ DWORD DieAsClient(ChildWords words) {
     if (moment == kIn) {
         echo.in_callback = [] { EndProcess(ERROR_PROCESS_ABORTED); };
     }
-    do {
+    for (;;) {
         if (moment != kBefore) {
             sessions[0].Send(echo);
         }
-    } while (moment == kAmid);
-    EndProcess(ERROR_PROCESS_ABORTED);
+        if (moment != kAmid) {
+            EndProcess(ERROR_PROCESS_ABORTED);
+        }
+    }
 }

@@ -17,19 +17,19 @@ DWORD CallGuarded(void (*function)(void*), void* argument) {
 // compilers; they need a function in the section .text.
 #include <excpt.h>
 
-static thread_local DWORD t_code;
+static thread_local DWORD g_code;
 
 extern "C" __attribute__((used)) int KeepCode(EXCEPTION_POINTERS* exception, void* /*frame*/) {
-    t_code = exception->ExceptionRecord->ExceptionCode;
+    g_code = exception->ExceptionRecord->ExceptionCode;
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
 __attribute__((section(".text"))) DWORD CallGuarded(void (*function)(void*), void* argument) {
-    t_code = 0;
+    g_code = 0;
     __try1(KeepCode);
     function(argument);
     __except1;
-    return t_code;
+    return g_code;
 }
 
 #endif

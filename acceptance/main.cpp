@@ -95,7 +95,7 @@ void EnableDebugPrivilege() {
 }
 
 constexpr wchar_t kHelp[] =
-    LR"(tessel-acceptance tries the installed Tessel Service on this machine and prints a line per finding.
+    LR"(tessel-acceptance tests the installed Tessel Service on this machine and prints a line per finding.
 
 Options:
   --json          one JSON object per line: item, status (ok, fault, not here), found, advice
@@ -167,7 +167,7 @@ ExitCode RunAll(const std::wstring& letters,
     Child guard(L"guard", DETACHED_PROCESS);
     DWORD faults = 0;
     for (const Item& item : kItems) {
-        if (items == L" " || items.find(Format(L" %ls ", item.name)) != items.npos) {
+        if (items == L" " || items.find(Format(L" %ls ", item.name)) != std::wstring::npos) {
             faults += RunInTime(item, run);
         }
     }

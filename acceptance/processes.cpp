@@ -14,14 +14,15 @@ constexpr DWORD kPollMilliseconds = 50;
 
 // The job of all children: they end when its last handle is closed, which is in this process.
 HANDLE ChildrenJob() {
-    static const HANDLE job = [] {
-        HANDLE made = CreateJobObjectW(nullptr, nullptr);
+    static const Handle job = [] {
+        Handle made(CreateJobObjectW(nullptr, nullptr));
         JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
         limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-        SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits, sizeof(limits));
+        SetInformationJobObject(made.get(), JobObjectExtendedLimitInformation, &limits,
+                                sizeof(limits));
         return made;
     }();
-    return job;
+    return job.get();
 }
 
 // A pipe of which only the child's end is inherited.
@@ -186,8 +187,9 @@ std::wstring Usage::Text() const {
 bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
     // Each further thread may have a committed stack of 1 MB: seen under Wine.
     return handles <= other.handles + more && threads <= other.threads + more &&
-           private_kilobytes <= other.private_kilobytes + kilobytes +
-                                    1024 * (std::max(threads, other.threads) - other.threads);
+           private_kilobytes <=
+               other.private_kilobytes + kilobytes +
+                   SIZE_T{1024} * (std::max(threads, other.threads) - other.threads);
 }
 
 Usage ReadUsage(int settled_seconds) {

@@ -1,6 +1,7 @@
 // Requests, their callbacks and contexts, one at a time and many at once.
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <iterator>
 #include <memory>
 #include <thread>
@@ -110,11 +111,11 @@ void CheckCloseInProgress(Run& run) {
 void CheckNesting(Run& run) {
     constexpr int kDepth = 8;
     Session sessions[kDepth];
-    std::vector<Exchange> echoes;
+    Exchange echoes[kDepth];
     for (int i = 0; i < kDepth; ++i) {
-        echoes.push_back(Echo(i, i));
+        echoes[i] = Echo(i, i);
     }
-    for (std::size_t i = 1; i < kDepth; ++i) {
+    for (int i = 1; i < kDepth; ++i) {
         echoes[i - 1].in_callback = [&, i] { sessions[IsWine() ? i : 0].Send(echoes[i]); };
     }
     sessions[0].Send(echoes[0]);
@@ -148,7 +149,7 @@ void CheckRequests(Run& run) {
         for (int i = 0; i < each; ++i) {
             // Numbers of both signs, the lowest first, and texts of many lengths.
             const auto number =
-                static_cast<long>(0x80000000U + static_cast<unsigned>(i) * 0x9E3779B9U);
+                std::bit_cast<long>(0x80000000U + static_cast<unsigned>(i) * 0x9E3779B9U);
             Exchange echo =
                 Echo(thread, number, std::wstring(i % 300, static_cast<wchar_t>(32 + i)));
             clients[static_cast<std::size_t>(thread)].Send(echo);
@@ -223,7 +224,8 @@ DWORD AskInSyntax(ChildWords words) {
     };
     DWORD status = 0;
     for (unsigned i = 0; i < 100 && status == 0; ++i) {
-        status = send(Echo(0, static_cast<long>(i * 0x12345678U), std::wstring(i * i, 0x65E5)));
+        status = send(Echo(0, std::bit_cast<long>(i * 0x12345678U),
+                           std::wstring(std::size_t{i} * i, 0x65E5)));
     }
     for (const Command& command : kHarmlessCommands) {
         send(RequestOf(0, command));

@@ -38,14 +38,14 @@ expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"77 dire
 [ "$(notebook_run reg query "$settings" /s)" = "$before" ] || fail "settings have changed"
 
 # Killed while the service is stopped: the service is started again.
-(acceptance --quick --only stopping >/dev/null) &
+(acceptance --only stopping >/dev/null) &
 for _ in $(seq 300); do
     [ "$(service_state)" = "1 STOPPED 0" ] && break
 done
 # Not with taskkill, which would also kill its guard of the same name; the guard starts the service.
 for process in /proc/[0-9]*; do
     line=$({ tr '\0' ' ' <"$process/cmdline"; } 2>/dev/null)
-    [[ $line != *'tessel-acceptance.exe --quick --only stopping '* ]] || kill -KILL "${process##*/}"
+    [[ $line != *'tessel-acceptance.exe --only stopping '* ]] || kill -KILL "${process##*/}"
 done
 wait
 for _ in $(seq 100); do [ "$(service_state)" = "4 RUNNING 0" ] && break; sleep 0.1; done

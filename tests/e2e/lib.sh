@@ -20,10 +20,7 @@ expect_output() {
     shift 4
     output=$("$@" | tr -d '\r'; exit "${PIPESTATUS[0]}")
     got=$?
-    [ "$got" = "$code" ] && case $kind in
-        whole) [ "$output" = "$text" ] ;;
-        part) [[ "$output" == *"$text"* ]] ;;
-    esac && return
+    [[ $got = "$code" && ($output = "$text" || $kind = part && $output = *"$text"*) ]] && return
     fail "$name: exit $got, wanted $code"
     printf -- '--- printed\n%s\n--- wanted (%s)\n%s\n' "$output" "$kind" "$text"
 }
