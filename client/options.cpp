@@ -116,6 +116,15 @@ std::wstring Conflict(const Options& options, const std::vector<const Option*>& 
     return missing != nullptr ? *options.command + L" needs " + missing : L"";
 }
 
+// Returns the error for a second command, with the option that was probably meant.
+std::wstring SecondCommand(const std::wstring& first, const std::wstring& second) {
+    const wchar_t* option = ParseNumber(second.c_str(), INT_MIN, INT_MAX) ? L"--int "
+                            : ParseBool(second)                           ? L"--bool "
+                                                                          : L"--text ";
+    return L"more than one command: \"" + first + L"\" and \"" + second + L"\" (did you mean " +
+           option + second + L"?)";
+}
+
 }  // namespace
 
 std::optional<Options> ParseOptions(int argc, const wchar_t* const* argv, std::wstring& error) {
@@ -137,11 +146,7 @@ std::optional<Options> ParseOptions(int argc, const wchar_t* const* argv, std::w
         } else if (argument.starts_with(L"-")) {
             error = L"unknown option " + argument;
         } else if (options.command) {
-            const wchar_t* meant = ParseNumber(argv[i], INT_MIN, INT_MAX) ? L"--int "
-                                   : ParseBool(argument)                  ? L"--bool "
-                                                                          : L"--text ";
-            error = L"more than one command: \"" + *options.command + L"\" and \"" + argument +
-                    L"\" (did you mean " + meant + argument + L"?)";
+            error = SecondCommand(*options.command, argument);
         } else {
             options.command = argument;
         }

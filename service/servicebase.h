@@ -54,9 +54,9 @@ class CServiceBase {
     static void WINAPI ServiceCtrlHandler(DWORD control);
 
     // Each function reports a pending state, calls its hook, and reports the next state, or after
-    // an exception the previous state. The functions do not throw. Stop and Shutdown wait for a
-    // start in progress. They do nothing if another thread is stopping or has stopped the service.
-    // A stopped service can be started again.
+    // an exception the previous state. Shutdown reports only stopped. The functions do not throw.
+    // Stop and Shutdown wait for a start in progress. They do nothing if another thread is stopping
+    // or has stopped the service. A stopped service can be started again.
     void Start(DWORD argc, wchar_t** argv);
     void Stop();
     void Pause();
