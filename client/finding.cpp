@@ -3,6 +3,7 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cwctype>
 #include <iterator>
 
 #include "client/output.h"
@@ -32,7 +33,7 @@ void Findings::Add(Status status,
                   L",\"found\":" + JsonText(found) + L",\"advice\":" + JsonText(advice) + L"}");
         return;
     }
-    CharUpperW(name.data());
+    std::ranges::transform(name, name.begin(), ::towupper);
     std::wstring line = Padded(name, 10) + Padded(item, 18) + L"  " + found +
                         (advice.empty() ? L"" : L"\n" + advice);
     for (auto i = line.find(L'\n'); i != std::wstring::npos; i = line.find(L'\n', i + 1)) {

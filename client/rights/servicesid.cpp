@@ -3,6 +3,8 @@
 #include <bcrypt.h>
 #include <sddl.h>
 
+#include <algorithm>
+#include <cwctype>
 #include <iterator>
 
 #include "win32/uniquehandle.h"
@@ -16,7 +18,7 @@ const BCRYPT_ALG_HANDLE kSha1 = reinterpret_cast<BCRYPT_ALG_HANDLE>(0x31);
 
 std::wstring ServiceSid(std::wstring_view name) {
     std::wstring upper(name);
-    CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    std::ranges::transform(upper, upper.begin(), ::towupper);
     DWORD hash[5] = {};
     if (BCryptHash(kSha1, nullptr, 0, reinterpret_cast<BYTE*>(upper.data()),
                    static_cast<ULONG>(upper.size() * sizeof(wchar_t)),

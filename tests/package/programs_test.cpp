@@ -14,8 +14,7 @@ const std::set<std::string> kWindowsDlls = {"advapi32.dll", "api-ms-win-security
                                             "kernel32.dll", "msvcrt.dll",
                                             "ole32.dll",    "oleaut32.dll",
                                             "rpcrt4.dll",   "ucrtbase.dll",
-                                            "user32.dll",   "version.dll",
-                                            "wevtapi.dll"};
+                                            "version.dll",  "wevtapi.dll"};
 
 std::set<std::string> ImportedDlls(const Image& image) {
     std::set<std::string> dlls;
