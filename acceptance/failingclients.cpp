@@ -69,11 +69,13 @@ DWORD RaiseInAnswer(ChildWords words) {
 
 void CheckDyingClients(Run& run) {
     const int rounds = run.Rounds(25, 1);
-    const int settled = run.Rounds(6, 1);
+    // Idle threads of the service end after some seconds.
+    const auto idle = static_cast<DWORD>(run.Rounds(20000, 3000));
     const DWORD process_before = ServiceProcessId();
     // The first clients make the service allocate what it then keeps.
     LetDie(1);
-    const Usage before = ReadUsage(settled);
+    Sleep(idle);
+    const Usage before = ReadUsage();
     LetDie(rounds);
     const DWORD next = Session().Ask();
     const DWORD process_after = ServiceProcessId();
@@ -86,7 +88,8 @@ void CheckDyingClients(Run& run) {
                 kCheckAgainAdvice);
         return;
     }
-    const Usage after = ReadUsage(settled);
+    Sleep(idle);
+    const Usage after = ReadUsage();
     run.Add(after.IsNear(before, static_cast<DWORD>(rounds), 2048), L"dying.usage",
             L"%ls before and %ls after %d contexts of dead clients", before.Text(), after.Text(),
             rounds * kMoments * kContexts);

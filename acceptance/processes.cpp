@@ -31,27 +31,6 @@ void MakePipe(Handle& read, Handle& write, const Handle& childs) {
     SetHandleInformation(childs.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
 }
 
-Usage ReadOnce() {
-    Usage usage;
-    const DWORD process_id = ServiceProcessId();
-    const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
-    PROCESS_MEMORY_COUNTERS_EX memory = {};
-    usage.readable =
-        process && GetProcessHandleCount(process.get(), &usage.handles) &&
-        K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
-                                sizeof(memory));
-    // Wine fills in only the second.
-    usage.private_kilobytes = std::max(memory.PrivateUsage, memory.PagefileUsage) / 1024;
-    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
-         more = Process32NextW(snapshot.get(), &entry)) {
-        usage.threads += entry.th32ProcessID == process_id ? entry.cntThreads : 0;
-    }
-    return usage;
-}
-
 }  // namespace
 
 DWORD ExitCode(const Handle& process, DWORD milliseconds) {
@@ -192,13 +171,23 @@ bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
                    SIZE_T{1024} * (std::max(threads, other.threads) - other.threads);
 }
 
-Usage ReadUsage(int settled_seconds) {
-    Usage usage = ReadOnce();
-    int same = 0;
-    for (int i = 0; i < 30 && same < settled_seconds && usage.readable; ++i) {
-        Sleep(1000);
-        const Usage last = std::exchange(usage, ReadOnce());
-        same = last.handles == usage.handles && last.threads == usage.threads ? same + 1 : 0;
+Usage ReadUsage() {
+    Usage usage;
+    const DWORD process_id = ServiceProcessId();
+    const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    PROCESS_MEMORY_COUNTERS_EX memory = {};
+    usage.readable =
+        process && GetProcessHandleCount(process.get(), &usage.handles) &&
+        K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
+                                sizeof(memory));
+    // Wine fills in only the second.
+    usage.private_kilobytes = std::max(memory.PrivateUsage, memory.PagefileUsage) / 1024;
+    const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
+         more = Process32NextW(snapshot.get(), &entry)) {
+        usage.threads += entry.th32ProcessID == process_id ? entry.cntThreads : 0;
     }
     return usage;
 }

@@ -74,10 +74,9 @@ struct Usage {
     [[nodiscard]] bool IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const;
 };
 
-// Reads the usage of the service's process, which it opens for queries only, until it stays the
-// same for `settled_seconds`, 30 seconds at most: idle threads end after some time. Calls
+// The usage of the service's process, which it opens for queries only. Calls
 // GetProcessHandleCount, K32GetProcessMemoryInfo and Process32NextW.
-Usage ReadUsage(int settled_seconds = 0);
+Usage ReadUsage();
 
 // Whether this is Wine, which lacks parts of Windows.
 bool IsWine();
