@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the service with the INF file of its driver package and Wine's setup functions: the configuration is that
-# of -install, the service answers, and its key is gone after the removal. Updates it in both ways of INSTALL.md, with
-# the package and by hand: the rights of --grant stay.
+# of -install, the service answers, and its key is gone after the removal. Updates it by hand as
+# INSTALL.md says: the rights of --grant stay.
 # inf.sh BUILD-FOLDER INF
 set -u
 build=$1 inf=$2
@@ -17,36 +17,9 @@ configuration() {
         tr -d '\r' | sed -E '/PreshutdownTimeout|Description/d; s/C:.windows/C:\\Windows/'
 }
 
-# install_package FOLDER: installs the package with C:\Windows\Tessel\FOLDER in place of the driver store (13), which
-# Wine does not have. 10 is C:\Windows.
-install_package() {
-    mkdir -p "$notebook/$1" && cp "$notebook/wingap.dll" "$notebook/$1/" || exit 1
-    sed "s/%13%/%10%\\\\Tessel\\\\$1/; s/= 13/= 10,Tessel\\\\$1/" "$inf" >"$package/tessel-service.inf"
-    notebook_run rundll32 setupapi,InstallHinfSection DefaultInstall 128 'C:\package\tessel-service.inf'
-}
-
 # What --check says of the keys.
 rights() {
     tesselctl --check --json | tr -d '\r' | grep '"item":"key'
-}
-
-# grant TESSELCTL: gives the rights. Wine does not store the type of the SID, so it is written to where Windows has it.
-grant() {
-    local before
-    before=$(rights)
-    notebook_quiet "$1" --grant
-    notebook_quiet reg add "$service_key" /v ServiceSidType /t REG_DWORD /d 1 /f
-    granted=$(rights)
-    [ "$granted" != "$before" ] || fail "--grant changed nothing: $granted"
-}
-
-# updated PATH: the service runs from C:\Windows\Tessel\PATH, with the rights that it had.
-updated() {
-    expect_part "path after the update" 0 "C:\\Windows\\Tessel\\$1" configuration
-    expect "served after the update" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=8  text=""' \
-        tesselctl REGISTRYHELPER_ISVZWQ --int 8
-    expect "rights after the update" 0 "$granted" rights
-    expect_part "SID after the update" 0 0x1 notebook_run reg query "$service_key" /v ServiceSidType
 }
 
 # The files of both machines differ only in the name of the machine, which Windows needs. Wine does not read the rest.
@@ -59,43 +32,44 @@ wine_prefix_ready || exit 1
 notebook_install_programs "$build" || exit 1
 tessel_service -remove >/dev/null
 tesselctl --revoke >/dev/null
-rm -rf "$package" "$notebook"/Store*
+rm -rf "$package" "$notebook/Store"
 mkdir -p "$package" && cp "$notebook"/{tessel-service,tesselctl}.exe "$package/" || exit 1
 
-install_package Store1
+# C:\Windows\Tessel\Store in place of the driver store (13), which Wine does not have. 10 is C:\Windows.
+mkdir -p "$notebook/Store" && cp "$notebook/wingap.dll" "$notebook/Store/" || exit 1
+sed 's/%13%/%10%\\Tessel\\Store/; s/= 13/= 10,Tessel\\Store/' "$inf" >"$package/tessel-service.inf"
+notebook_run rundll32 setupapi,InstallHinfSection DefaultInstall 128 'C:\package\tessel-service.inf'
 # The installation has started it.
 wait_for_service
 expect "served from the store" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=7  text=""' \
-    notebook_run 'C:\Windows\Tessel\Store1\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7
+    notebook_run 'C:\Windows\Tessel\Store\tesselctl.exe' REGISTRYHELPER_ISVZWQ --int 7
 by_inf=$(configuration)
 expect_part "remove" 0 "is removed" tessel_service -remove
 expect_part "nothing stays" 1 "" notebook_run reg query "$service_key"
-expect_part "install" 0 "is installed" notebook_run 'C:\Windows\Tessel\Store1\tessel-service.exe' -install
+expect_part "install" 0 "is installed" notebook_run 'C:\Windows\Tessel\Store\tessel-service.exe' -install
 expect "configuration" 0 "$by_inf" configuration
 expect_part "remove again" 0 "is removed" tessel_service -remove
 
-install_package Store1
-wait_for_service
-grant 'C:\Windows\Tessel\Store1\tesselctl.exe'
-notebook_quiet net stop "Tessel Service"
-install_package Store2
-wait_for_service
-updated 'Store2\tessel-service.exe'
-expect_part "remove what was updated" 0 "is removed" tessel_service -remove
-tesselctl --revoke >/dev/null
-
+# The update. Wine does not store the type of the SID, so it is written to where Windows has it.
 tessel_service -install >/dev/null
-grant 'C:\Windows\Tessel\tesselctl.exe'
+before=$(rights)
+notebook_quiet 'C:\Windows\Tessel\tesselctl.exe' --grant
+notebook_quiet reg add "$service_key" /v ServiceSidType /t REG_DWORD /d 1 /f
+granted=$(rights)
+[ "$granted" != "$before" ] || fail "--grant changed nothing: $granted"
 notebook_quiet net start "Tessel Service"
 wait_for_service
 notebook_quiet net stop "Tessel Service"
 notebook_install_programs "$build" || exit 1
 notebook_quiet net start "Tessel Service"
 wait_for_service
-updated tessel-service.exe
+expect "served after the update" 0 'REGISTRYHELPER_ISVZWQ  flag=false  number=8  text=""' \
+    tesselctl REGISTRYHELPER_ISVZWQ --int 8
+expect "rights after the update" 0 "$granted" rights
+expect_part "SID after the update" 0 0x1 notebook_run reg query "$service_key" /v ServiceSidType
 tesselctl --revoke >/dev/null
 expect_part "remove what was installed by hand" 0 "is removed" tessel_service -remove
-rm -rf "$package" "$notebook"/Store*
+rm -rf "$package" "$notebook/Store"
 
 echo "driver package: $failures failed"
 [ "$failures" -eq 0 ]

@@ -147,10 +147,6 @@ class Tables {
             // Only code refers to the proxy of the callbacks.
             CheckObject("proxy", Only(Pointer("stub") + Pointer("proc_string")));
         }
-        std::set<std::uint64_t> distinct;
-        for (const auto& [name, address] : m_addresses) {
-            EXPECT_TRUE(distinct.insert(address).second) << name;
-        }
         EXPECT_EQ(m_addresses.at("type_string") % 2, 0U);
         EXPECT_EQ(m_addresses.at("proc_string") % 2, 0U);
     }
