@@ -3,7 +3,6 @@
 #include <atomic>
 #include <bit>
 #include <iterator>
-#include <memory>
 #include <thread>
 
 #include "acceptance/items.h"
@@ -49,31 +48,20 @@ void CheckRacingCloses(Run& run) {
     const int rounds = run.Rounds(5000, 300);
     int refusals[3] = {};
     Session session;
-    ContextBytes bytes;
-    std::atomic<int> arrived = 0;
-    std::atomic<int> refused = 0;
-    // Threads that spin start closer together than threads that are woken.
-    const auto meet = [&](int meeting) {
-        for (++arrived; arrived < 2 * meeting;) {
-            SwitchToThread();
-        }
-    };
-    InParallel(2, [&](int thread) {
-        for (int round = 0; round < rounds; ++round) {
-            const auto raced = thread == 0 ? std::make_unique<Session>() : nullptr;
-            if (raced) {
-                bytes = raced->Bytes();
-                refused = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const Session raced;
+        ContextBytes bytes[] = {raced.Bytes(), raced.Bytes()};
+        std::atomic<int> missing = 2;
+        std::atomic<int> refused = 0;
+        InParallel(2, [&](int thread) {
+            // Threads that spin close at nearer moments than threads that are woken.
+            for (--missing; missing != 0;) {
+                SwitchToThread();
             }
-            meet(2 * round + 1);
-            ContextBytes own = bytes;
-            refused += session.CloseBytes(own) != 0 ? 1 : 0;
-            meet(2 * round + 2);
-            if (raced) {
-                ++refusals[refused];
-            }
-        }
-    });
+            refused += session.CloseBytes(bytes[thread]) != 0 ? 1 : 0;
+        });
+        ++refusals[refused];
+    }
     const DWORD next = Session().Ask();
     run.Add(refusals[2] == 0 && next == 0, L"contexts.race",
             L"%d times closed twice at once; refused: both %d times, one %d times, none %d times; "
