@@ -21,7 +21,7 @@ for program in service/tessel-service client/tesselctl; do
         fail "$program: not as built"
 done
 
-# A program that the service manager did not start is refused after some seconds; the test goes on meanwhile.
+# A program that the service manager did not start is refused after some seconds; the test continues until then.
 refused=$(mktemp)
 tessel_service >"$refused" &
 refused_job=$!
