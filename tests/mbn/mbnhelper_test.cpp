@@ -198,10 +198,7 @@ TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
 // Makes the function fail: a function of the simulated modem (call 0) always, a function of Windows
 // at that call. Carries out the command and returns its answer, what it printed, the first letters
 // of the profiles and the states of the connections.
-std::wstring After(const std::string& function,
-                   int call,
-                   const std::wstring& command,
-                   const std::wstring& text = L"text") {
+std::wstring After(const std::string& function, int call, const std::wstring& command) {
     ClearModem();
     AddInterface(L"0");
     AddInterface(L"1");
@@ -214,7 +211,7 @@ std::wstring After(const std::string& function,
         FailModem(L"", std::wstring(function.begin(), function.end()).c_str());
     }
     g_watch = {true, {function.c_str(), call, E_FAIL}};
-    std::wstring result = AnswerOf(MbnHelperCommand, L"MBNHELPER_" + command, true, 7, text);
+    std::wstring result = AnswerOf(MbnHelperCommand, L"MBNHELPER_" + command, true, 7, L"d|apn");
     result += L", " + TakePrinted() + L", ";
     for (const wchar_t* place : {L"0\\Profiles\\0", L"0\\Profiles\\1", L"1\\Profiles\\0"}) {
         result += StoredText(Modem(place), L"Name").substr(0, 1);
@@ -227,39 +224,40 @@ std::wstring After(const std::string& function,
 }
 
 TEST_F(MbnHelperTest, FailuresArePrintedAndEndTheOperationWithoutChangingTheAnswer) {
-    const std::wstring no_manager = L"CoCreateInstance CLSID_MbnConnectionProfileManager error";
-    EXPECT_EQ(After("CoInitializeEx", 1, L"CHECKSIMSTATUS"),
-              L"true 0 text, Coinitialize failed, abB13");
-    EXPECT_EQ(After("CoCreateInstance", 1, L"GETSIMICCID"),
-              L"true 7 text, CoCreateInstance error, abB13");
-    EXPECT_EQ(After("FailGetInterfaces", 0, L"CHECKINTERFACE"),
-              L"true 0 text, GetInterfaces error, abB13");
-    EXPECT_EQ(After("SafeArrayGetLBound", 1, L"GETSIMICCID"),
-              L"true 7 text, SafeArrayGetLBound error, abB13");
-    EXPECT_EQ(After("SafeArrayGetUBound", 1, L"GETSIMICCID"),
-              L"true 7 text, SafeArrayGetUBound error, abB13");
-    EXPECT_EQ(After("SafeArrayGetElement", 1, L"GETSIMICCID", L"longer"),
-              L"true 7 iccid1, , abB13");
-    // The first interface is disconnected before its profiles are deleted.
-    EXPECT_EQ(After("CoInitializeEx", 2, L"DELETEPROFILE"),
-              L"true 7 text, Coinitialize failed, abB33");
-    EXPECT_EQ(After("CoCreateInstance", 2, L"DELETEPROFILE"),
-              L"true 7 text, " + no_manager + L", abB33");
-    EXPECT_EQ(After("CoCreateInstance", 3, L"DELETEPROFILE"),
-              L"true 7 text, CoCreateInstance CLSID_MbnInterfaceManager error, abB33");
-    EXPECT_EQ(After("FailGetConnectionProfiles", 0, L"DELETEPROFILE"),
-              L"true 7 text, GetConnectionProfiles error, abB33");
-    EXPECT_EQ(After("SafeArrayGetLBound", 3, L"DELETEPROFILE"),
-              L"true 7 text, SafeArrayGetLBound profile error, abB33");
-    EXPECT_EQ(After("SafeArrayGetUBound", 4, L"DELETEPROFILE"),
-              L"true 7 text, SafeArrayGetUBound profile error, B33");
-    // All profiles are deleted before the new one is created.
-    EXPECT_EQ(After("CoInitializeEx", 6, L"CREATEPROFILE", L"d|apn"),
-              L"true 7 d, Coinitialize failed, 13");
-    EXPECT_EQ(After("CoCreateInstance", 7, L"CREATEPROFILE", L"d|apn"),
-              L"true 7 d, " + no_manager + L", 13");
-    EXPECT_EQ(After("FailCreateProfile", 0, L"CREATEPROFILE", L"d|apn"),
-              L"true 7 d, " + no_manager + L", 13");
+    constexpr struct {
+        const char* function;
+        int call;
+        const wchar_t* command;
+        const wchar_t* outcome;
+    } kFailures[] = {
+        {"CoInitializeEx", 1, L"CHECKSIMSTATUS", L"true 0 d|apn, Coinitialize failed, abB13"},
+        {"CoCreateInstance", 1, L"GETSIMICCID", L"true 7 d|apn, CoCreateInstance error, abB13"},
+        {"FailGetInterfaces", 0, L"CHECKINTERFACE", L"true 0 d|apn, GetInterfaces error, abB13"},
+        {"SafeArrayGetLBound", 1, L"GETSIMICCID", L"true 7 d|apn, SafeArrayGetLBound error, abB13"},
+        {"SafeArrayGetUBound", 1, L"GETSIMICCID", L"true 7 d|apn, SafeArrayGetUBound error, abB13"},
+        {"SafeArrayGetElement", 1, L"GETSIMICCID", L"true 7 iccid, , abB13"},
+        // The first interface is disconnected before its profiles are deleted.
+        {"CoInitializeEx", 2, L"DELETEPROFILE", L"true 7 d|apn, Coinitialize failed, abB33"},
+        {"CoCreateInstance", 2, L"DELETEPROFILE",
+         L"true 7 d|apn, CoCreateInstance CLSID_MbnConnectionProfileManager error, abB33"},
+        {"CoCreateInstance", 3, L"DELETEPROFILE",
+         L"true 7 d|apn, CoCreateInstance CLSID_MbnInterfaceManager error, abB33"},
+        {"FailGetConnectionProfiles", 0, L"DELETEPROFILE",
+         L"true 7 d|apn, GetConnectionProfiles error, abB33"},
+        {"SafeArrayGetLBound", 3, L"DELETEPROFILE",
+         L"true 7 d|apn, SafeArrayGetLBound profile error, abB33"},
+        {"SafeArrayGetUBound", 4, L"DELETEPROFILE",
+         L"true 7 d|apn, SafeArrayGetUBound profile error, B33"},
+        // All profiles are deleted before the new one is created.
+        {"CoInitializeEx", 6, L"CREATEPROFILE", L"true 7 d, Coinitialize failed, 13"},
+        {"CoCreateInstance", 7, L"CREATEPROFILE",
+         L"true 7 d, CoCreateInstance CLSID_MbnConnectionProfileManager error, 13"},
+        {"FailCreateProfile", 0, L"CREATEPROFILE",
+         L"true 7 d, CoCreateInstance CLSID_MbnConnectionProfileManager error, 13"},
+    };
+    for (const auto& [function, call, command, outcome] : kFailures) {
+        EXPECT_EQ(After(function, call, command), outcome);
+    }
 }
 
 }  // namespace
