@@ -23,7 +23,7 @@ notebook_install_programs() {
 # Runs a program in the notebook, by its Windows path or name. Processes that it starts must not hold the lock of
 # ../run.
 notebook_run() {
-    timeout "${NOTEBOOK_TIMEOUT:-120}" "$TESSEL_ROOT/scripts/wine-run" "$@" 8>&-
+    WINE_TIMEOUT=${NOTEBOOK_TIMEOUT:-120} "$TESSEL_ROOT/scripts/wine-run" "$@" 8>&-
 }
 
 # Tests whether notebook_run can find a program: by its path on C:, or by its name in Windows' folders.
