@@ -5,7 +5,7 @@
 
 #include "acceptance/items.h"
 #include "client/rights/servicesid.h"
-#include "rpc/endpoint.h"
+#include "interface/endpoint.h"
 #include "settings/settingsvalues.h"
 
 namespace {

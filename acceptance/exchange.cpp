@@ -7,7 +7,7 @@
 
 #include "acceptance/items.h"
 #include "client/requests/answerformat.h"
-#include "rpc/endpoint.h"
+#include "interface/endpoint.h"
 #include "win32/rpctext.h"
 
 namespace {

@@ -193,7 +193,7 @@ void CheckSyntaxes(Run& run) {
         run.Check(ended == 0 && lines == shipped, Status::kFault, L"syntaxes." + syntax,
                   Format(L"%zu calls, ended with %lu; the first other than over both: %ls",
                          lines.size(), ended, other == lines.end() ? L"none" : other->c_str()),
-                  L"its tables do not fit the RPC runtime: rpc/stub/ndrtables.h");
+                  L"its tables do not fit the RPC runtime: interface/ndrtables.h");
     }
 }
 

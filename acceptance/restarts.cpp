@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "acceptance/items.h"
-#include "service/serviceidentity.h"
+#include "interface/serviceidentity.h"
 
 namespace {
 

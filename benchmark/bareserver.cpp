@@ -13,8 +13,8 @@
 
 #include "benchmark/barework.h"
 #include "mbn/mbnapi.h"
-#include "rpc/endpoint.h"
-#include "rpc/stub/tesselservice.h"
+#include "interface/endpoint.h"
+#include "interface/tesselservice.h"
 #include "usbpath/usbfnvalues.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"

@@ -24,8 +24,8 @@
 #include <vector>
 
 #include "benchmark/barework.h"
-#include "rpc/endpoint.h"
-#include "rpc/stub/tesselservice.h"
+#include "interface/endpoint.h"
+#include "interface/tesselservice.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"
 

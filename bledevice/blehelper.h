@@ -1,7 +1,7 @@
 // The "BLEHELPER_" command family: reads and writes the switch of the control device.
 #pragma once
 
-#include "rpc/command.h"
+#include "command/command.h"
 
 extern const std::span<const Command> kBleHelperCommands;
 CommandHandler BleHelperCommand;

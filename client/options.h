@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "rpc/endpoint.h"
+#include "interface/endpoint.h"
 
 // The parts that the notebook does not have: --without.
 struct Without {

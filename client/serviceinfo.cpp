@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "service/serviceidentity.h"
+#include "interface/serviceidentity.h"
 
 ServiceHandle OpenRegistration(DWORD access) {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));

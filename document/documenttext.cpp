@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "text/widetext.h"
+#include "document/widetext.h"
 #include "win32/uniquehandle.h"
 
 // Kept: a file that cannot be opened counts as empty. Bytes that were read before an error stay.

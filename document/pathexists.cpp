@@ -2,15 +2,15 @@
 
 #include <cwchar>
 
-#include "text/lowbytes.h"
+#include "win32/lowbytes.h"
 
 // The function and its structure have the same name, as in the header of the C runtime.
 #pragma GCC diagnostic ignored "-Wshadow"
 
 // Imported from ucrtbase.dll. The inline function of this name in <sys/stat.h> calls msvcrt, which
 // gives other results.
-extern "C" __declspec(dllimport) int __cdecl _stat64i32(const char* path,
-                                                        struct _stat64i32* status);
+extern "C"
+    __declspec(dllimport) int __cdecl _stat64i32(const char* path, struct _stat64i32* status);
 static_assert(sizeof(struct _stat64i32) == 48);
 
 bool PathExists(const wchar_t* path) {

@@ -2,8 +2,8 @@
 #include <cwchar>
 
 #include "fuzz/input.h"
-#include "text/lowbytes.h"
-#include "text/widetext.h"
+#include "win32/lowbytes.h"
+#include "document/widetext.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(data, data + size);

@@ -5,7 +5,7 @@
 #include <oleauto.h>
 
 #include "mbn/mbnapi.h"
-#include "service/console.h"
+#include "diagnostics/console.h"
 #include "win32/uniquehandle.h"
 
 // The result of the work on one element. If `go_on` is false, the loop ends.

@@ -1,7 +1,7 @@
 // The "MBNHELPER_" command family: queries and controls the modem.
 #pragma once
 
-#include "rpc/command.h"
+#include "command/command.h"
 
 extern const std::span<const Command> kMbnHelperCommands;
 CommandHandler MbnHelperCommand;

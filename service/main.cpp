@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cwchar>
 
-#include "rpc/rpcserver.h"
-#include "service/console.h"
+#include "server/rpcserver.h"
+#include "diagnostics/console.h"
 #include "service/serviceinstall.h"
 #include "service/tesselservice.h"
 

@@ -7,7 +7,7 @@
 #define STRSAFE_NO_DEPRECATE
 #include <strsafe.h>
 
-#include "service/console.h"
+#include "diagnostics/console.h"
 
 namespace {
 

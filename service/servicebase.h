@@ -7,7 +7,7 @@
 #include <atomic>
 #include <optional>
 
-#include "service/serviceidentity.h"
+#include "interface/serviceidentity.h"
 
 // Levels of tracing events.
 inline constexpr BYTE kEventLevelFailure = 1;

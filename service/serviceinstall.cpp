@@ -2,8 +2,8 @@
 
 #include <windows.h>
 
-#include "service/console.h"
-#include "service/serviceidentity.h"
+#include "diagnostics/console.h"
+#include "interface/serviceidentity.h"
 #include "win32/uniquehandle.h"
 
 namespace {

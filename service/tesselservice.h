@@ -17,7 +17,7 @@ class CTesselService : public CServiceBase {
     void OnStart(DWORD argc, wchar_t** argv) override;
 
     // Unregisters the RPC interface and endpoint. On Windows this waits for requests in progress;
-    // see rpc/rpcserver.h.
+    // see server/rpcserver.h.
     void OnStop() override;
 
     // Called in console mode, before the RPC server starts.

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <cwchar>
 
-#include "service/logline.h"
+#include "diagnostics/logline.h"
 #include "settings/settingsvalues.h"
 #include "win32/uniquehandle.h"
 

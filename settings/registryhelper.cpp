@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "service/logline.h"
+#include "diagnostics/logline.h"
 #include "settings/registryaccess.h"
 #include "settings/settingsvalues.h"
 

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "service/console.h"
+#include "diagnostics/console.h"
 #include "usbpath/usbfnvalues.h"
 #include "win32/uniquehandle.h"
 

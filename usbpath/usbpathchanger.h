@@ -1,7 +1,7 @@
 // The "USBPATHCHANGER_" command family: routes the USB port to the modem or back.
 #pragma once
 
-#include "rpc/command.h"
+#include "command/command.h"
 
 extern const std::span<const Command> kUsbPathChangerCommands;
 CommandHandler UsbPathChangerCommand;

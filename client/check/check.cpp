@@ -11,7 +11,7 @@
 #include "client/finding.h"
 #include "client/output.h"
 #include "client/rights/servicesid.h"
-#include "rpc/endpoint.h"
+#include "interface/endpoint.h"
 #include "win32/uniquehandle.h"
 
 using enum Status;

@@ -6,7 +6,7 @@
 #include "client/rights/accesslist.h"
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
-#include "service/serviceidentity.h"
+#include "interface/serviceidentity.h"
 #include "win32/uniquehandle.h"
 
 using enum Status;

@@ -20,7 +20,7 @@
 #include "bledevice/controldevice.h"
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
-#include "rpc/endpoint.h"
+#include "interface/endpoint.h"
 #include "win32/uniquehandle.h"
 
 using enum Status;

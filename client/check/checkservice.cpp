@@ -11,7 +11,7 @@
 #include "client/rights/accesslist.h"
 #include "client/serviceinfo.h"
 #include "client/rights/servicesid.h"
-#include "service/serviceidentity.h"
+#include "interface/serviceidentity.h"
 
 using enum Status;
 

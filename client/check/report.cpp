@@ -12,7 +12,7 @@
 #include "client/finding.h"
 #include "client/output.h"
 #include "client/textfile.h"
-#include "service/serviceidentity.h"
+#include "interface/serviceidentity.h"
 #include "win32/uniquehandle.h"
 
 namespace {

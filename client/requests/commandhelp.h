@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "rpc/commandhelp.h"
+#include "command/commandhelp.h"
 
 // The length of the padding, in UTF-16 units: longer than any identity of a modem.
 inline constexpr std::size_t kPaddingLength = 64;

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "rpc/endpoint.h"
+#include "interface/endpoint.h"
 #include "win32/rpctext.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "client/requests/requesttimes.h"
-#include "rpc/stub/tesselservice.h"
+#include "interface/tesselservice.h"
 
 struct RequestValues {
     std::wstring command;

@@ -1,3 +1,3 @@
-#include "service/diagnosticlog.h"
+#include "diagnostics/diagnosticlog.h"
 
 const bool g_logEnabled = true;

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "rpc/command.h"
-#include "rpc/stub/tesselservice.h"
+#include "command/command.h"
+#include "interface/tesselservice.h"
 
 inline std::wstring g_answers;
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "service/console.h"
-#include "service/diagnosticlog.h"
+#include "diagnostics/console.h"
+#include "diagnostics/diagnosticlog.h"
 
 inline std::mutex g_logMutex;
 inline std::vector<std::string> g_log;

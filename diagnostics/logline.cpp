@@ -1,10 +1,10 @@
-#include "service/logline.h"
+#include "diagnostics/logline.h"
 
 #include <exception>
 #include <string>
 
-#include "service/diagnosticlog.h"
-#include "text/lowbytes.h"
+#include "diagnostics/diagnosticlog.h"
+#include "win32/lowbytes.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The server stub of ServiceRpcInterface.
 #include <iterator>
 
-#include "rpc/stub/stubs.h"
+#include "interface/stubs.h"
 
 namespace {
 

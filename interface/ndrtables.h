@@ -5,7 +5,7 @@
 #include <array>
 #include <bit>
 
-#include "rpc/stub/ndrformat.h"
+#include "interface/ndrformat.h"
 
 // Stack offsets count 8 bytes for each argument, also for a binding handle.
 

@@ -1,4 +1,4 @@
-#include "rpc/rpcserver.h"
+#include "server/rpcserver.h"
 
 #include <aclapi.h>
 #include <securitybaseapi.h>
@@ -6,10 +6,10 @@
 #include <atomic>
 #include <iterator>
 
-#include "rpc/endpoint.h"
-#include "rpc/stub/tesselservice.h"
-#include "service/logline.h"
-#include "win32/registerif3.h"
+#include "interface/endpoint.h"
+#include "interface/tesselservice.h"
+#include "diagnostics/logline.h"
+#include "server/registerif3.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"
 

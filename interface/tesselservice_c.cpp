@@ -1,5 +1,5 @@
 // The client stub of ServiceRpcInterface.
-#include "rpc/stub/stubs.h"
+#include "interface/stubs.h"
 
 namespace {
 

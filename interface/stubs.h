@@ -3,9 +3,9 @@
 // memory, where tools that read RPC interfaces from program files find it.
 #pragma once
 
-#include "rpc/stub/tesselservice.h"
+#include "interface/tesselservice.h"
 
-#include "rpc/stub/ndrtables.h"
+#include "interface/ndrtables.h"
 
 inline constexpr RPC_SYNTAX_IDENTIFIER kServiceRpcInterfaceId = {
     {0x7f215fb3, 0x587b, 0x423e, {0x9f, 0x10, 0xab, 0x48, 0x3b, 0xc4, 0xd2, 0x4d}},

@@ -1,10 +1,10 @@
 // Compiled without C++ exceptions, like all functions that are on the stack while an answer is
 // sent. A client's callback can fail with any exception code. A frame with a handler or a
 // destructor would treat some of these codes as C++ exceptions.
-#include "rpc/command.h"
+#include "command/command.h"
 
-#include "rpc/action.h"
-#include "rpc/stub/tesselservice.h"
+#include "command/action.h"
+#include "interface/tesselservice.h"
 
 namespace {
 

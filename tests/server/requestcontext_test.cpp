@@ -1,4 +1,4 @@
-#include "rpc/requestcontext.h"
+#include "server/requestcontext.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "rpc/stub/tesselservice.h"
+#include "interface/tesselservice.h"
 #include "tests/support/recorders.h"
 #include "tests/support/replacedimport.h"
 

@@ -1,4 +1,4 @@
-#include "service/diagnosticlog.h"
+#include "diagnostics/diagnosticlog.h"
 
 // Kept: off, and not changed at run time. In its own file, so that a test program can be linked
 // with the log on.

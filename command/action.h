@@ -2,7 +2,7 @@
 // an answer is sent.
 #pragma once
 
-#include "rpc/command.h"
+#include "command/command.h"
 
 // Frees the text of the thread's last answer, if it was not freed, and runs the action of
 // `command`. Catches all exceptions.

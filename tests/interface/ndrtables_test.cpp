@@ -79,8 +79,8 @@ class Image {
     std::string m_memory;
 };
 
-// Written independently of the structures in rpc/stub. `@name` is the address of an object below or
-// of a function; `{x64/ARM64}` and `[service/client]` are alternatives by program. An NDR64
+// Written independently of the structures in interface. `@name` is the address of an object below
+// or of a function; `{x64/ARM64}` and `[service/client]` are alternatives by program. An NDR64
 // procedure of ARM64 is padded to 8 bytes after its registers.
 const std::map<std::string, std::string> kGolden = {
     {"type_string",

@@ -1,5 +1,5 @@
-// The text log, which is off in the shipped program. The product writes through service/logline.h,
-// whose functions do not throw.
+// The text log, which is off in the shipped program. The product writes through
+// diagnostics/logline.h, whose functions do not throw.
 #pragma once
 
 #include <string>

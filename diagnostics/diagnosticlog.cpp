@@ -1,4 +1,4 @@
-#include "service/diagnosticlog.h"
+#include "diagnostics/diagnosticlog.h"
 
 #include <share.h>
 
@@ -6,7 +6,7 @@
 #include <ctime>
 #include <mutex>
 
-#include "text/lowbytes.h"
+#include "win32/lowbytes.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // Compiled without C++ exceptions: RemoteOpen raises a structured exception, and no frame on the
 // stack may have a handler or a destructor for it.
-#include "rpc/requestcontext.h"
+#include "server/requestcontext.h"
 
 #include <cstdlib>
 #include <new>
 
-#include "rpc/stub/tesselservice.h"
-#include "service/logline.h"
+#include "interface/tesselservice.h"
+#include "diagnostics/logline.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <span>
 #include <string_view>
 
-#include "rpc/commandhelp.h"
+#include "command/commandhelp.h"
 
 // The values of an answer. They are the values of the request until the action changes them. An
 // action may overwrite `text` in place, up to its length; SetText replaces it.
@@ -89,9 +89,9 @@ constexpr CommandName FirstWithout(const auto& rows, const auto& others) {
 
 template <CommandName without_help, CommandName without_row>
 consteval bool NothingMissing() {
-    static_assert(*without_help.text == '\0', "This command has no line in rpc/commandhelp.h.");
+    static_assert(*without_help.text == '\0', "This command has no line in command/commandhelp.h.");
     static_assert(*without_row.text == '\0',
-                  "This line of rpc/commandhelp.h names no routed command of its family.");
+                  "This line of command/commandhelp.h names no routed command of its family.");
     return true;
 }
 

@@ -1,4 +1,4 @@
-#include "rpc/action.h"
+#include "command/action.h"
 
 #include <windows.h>
 

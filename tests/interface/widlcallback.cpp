@@ -1,5 +1,5 @@
 // The stub descriptor for the callback. widl does not make one: it does not support callbacks.
-#include "rpc/stub/stubs.h"
+#include "interface/stubs.h"
 
 const MIDL_STUB_DESC kServerStubDescriptor = [] {
     MIDL_STUB_DESC descriptor = {};

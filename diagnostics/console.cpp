@@ -1,4 +1,4 @@
-#include "service/console.h"
+#include "diagnostics/console.h"
 
 #include <cstdarg>
 #include <cstdio>

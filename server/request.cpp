@@ -1,13 +1,13 @@
 // RemoteRequest: finds the command family of a request. Compiled without C++ exceptions, like all
-// functions that are on the stack while an answer is sent; see rpc/command.cpp.
+// functions that are on the stack while an answer is sent; see command/command.cpp.
 #include <span>
 
 #include "bledevice/blehelper.h"
 #include "document/commonhelper.h"
 #include "mbn/mbnhelper.h"
-#include "rpc/command.h"
-#include "rpc/stub/tesselservice.h"
-#include "service/logline.h"
+#include "command/command.h"
+#include "interface/tesselservice.h"
+#include "diagnostics/logline.h"
 #include "settings/registryhelper.h"
 #include "usbpath/usbpathchanger.h"
 

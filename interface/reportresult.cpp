@@ -1,5 +1,5 @@
 // The server's side of the callback. In its own file, so that a test can replace it.
-#include "rpc/stub/stubs.h"
+#include "interface/stubs.h"
 
 namespace {
 

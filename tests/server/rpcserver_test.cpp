@@ -1,4 +1,4 @@
-#include "rpc/rpcserver.h"
+#include "server/rpcserver.h"
 
 #include <aclapi.h>
 #include <gtest/gtest.h>
@@ -10,9 +10,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "rpc/stub/tesselservice.h"
+#include "interface/tesselservice.h"
 #include "tests/support/interposed.h"
-#include "win32/registerif3.h"
+#include "server/registerif3.h"
 
 namespace {
 
