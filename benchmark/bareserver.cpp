@@ -12,9 +12,9 @@
 #include <string>
 
 #include "benchmark/barework.h"
-#include "mbn/mbnapi.h"
 #include "interface/endpoint.h"
 #include "interface/tesselservice.h"
+#include "mbn/mbnapi.h"
 #include "usbpath/usbfnvalues.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"

@@ -1,9 +1,9 @@
 // Compares the text of a document with a plain model, and checks the narrow form of a path.
 #include <cwchar>
 
+#include "document/widetext.h"
 #include "fuzz/input.h"
 #include "win32/lowbytes.h"
-#include "document/widetext.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(data, data + size);

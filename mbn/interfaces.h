@@ -4,8 +4,8 @@
 #include <windows.h>
 #include <oleauto.h>
 
-#include "mbn/mbnapi.h"
 #include "diagnostics/console.h"
+#include "mbn/mbnapi.h"
 #include "win32/uniquehandle.h"
 
 // The result of the work on one element. If `go_on` is false, the loop ends.

@@ -3,11 +3,11 @@
 #include <span>
 
 #include "bledevice/blehelper.h"
-#include "document/commonhelper.h"
-#include "mbn/mbnhelper.h"
 #include "command/command.h"
-#include "interface/tesselservice.h"
 #include "diagnostics/logline.h"
+#include "document/commonhelper.h"
+#include "interface/tesselservice.h"
+#include "mbn/mbnhelper.h"
 #include "settings/registryhelper.h"
 #include "usbpath/usbpathchanger.h"
 

@@ -2,37 +2,28 @@
 // stack may have a handler or a destructor for it.
 #include "server/requestcontext.h"
 
-#include <cstdlib>
+#include <memory>
 #include <new>
 
-#include "interface/tesselservice.h"
 #include "diagnostics/logline.h"
+#include "interface/tesselservice.h"
 
 namespace {
-
-void FreeRequestContext(RequestContext* block) {
-    for (void* slot : block->slots) {
-        // Kept: memory of operator new is freed with free.
-        std::free(slot);
-    }
-    std::free(block);
-}
 
 // Returns a context with all slots filled. Returns null, and frees everything, if there is no
 // memory.
 RequestContext* NewRequestContext() {
-    auto* block = static_cast<RequestContext*>(std::calloc(1, sizeof(RequestContext)));
-    if (block == nullptr) {
+    std::unique_ptr<RequestContext> context(new (std::nothrow) RequestContext);
+    if (context == nullptr) {
         return nullptr;
     }
-    for (void*& slot : block->slots) {
-        slot = ::operator new(1, std::nothrow);
+    for (auto& slot : context->slots) {
+        slot.reset(new (std::nothrow) std::byte);
         if (slot == nullptr) {
-            FreeRequestContext(block);
             return nullptr;
         }
     }
-    return block;
+    return context.release();
 }
 
 }  // namespace
@@ -59,7 +50,6 @@ void __RPC_USER REQUEST_CONTEXT_HANDLE_rundown(REQUEST_CONTEXT_HANDLE context) {
     if (context == nullptr) {
         // Kept: no variable has this name.
         LogLine("pphContext == nullptr");
-        return;
     }
-    FreeRequestContext(static_cast<RequestContext*>(context));
+    delete static_cast<RequestContext*>(context);
 }

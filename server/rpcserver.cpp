@@ -6,9 +6,9 @@
 #include <atomic>
 #include <iterator>
 
+#include "diagnostics/logline.h"
 #include "interface/endpoint.h"
 #include "interface/tesselservice.h"
-#include "diagnostics/logline.h"
 #include "server/registerif3.h"
 #include "win32/rpctext.h"
 #include "win32/uniquehandle.h"

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cwchar>
 
-#include "server/rpcserver.h"
 #include "diagnostics/console.h"
+#include "server/rpcserver.h"
 #include "service/serviceinstall.h"
 #include "service/tesselservice.h"
 

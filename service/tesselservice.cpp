@@ -1,7 +1,7 @@
 #include "service/tesselservice.h"
 
-#include "server/rpcserver.h"
 #include "diagnostics/logline.h"
+#include "server/rpcserver.h"
 
 CTesselService::CTesselService() : m_hStoppedEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!m_hStoppedEvent) {

@@ -1,5 +1,6 @@
 #include "settings/registryhelper.h"
 
+#include <atomic>
 #include <cstdint>
 
 #include "diagnostics/logline.h"
@@ -15,8 +16,8 @@ constexpr std::int32_t kColorProfileDefault = 3;
 constexpr std::int32_t kNothingRead = -1;
 
 // The colour profile that was last read or written; -1 after a failed read. Kept: the service never
-// reads it; it is for a debugger.
-volatile std::int32_t LastColorProfile = kNothingRead;
+// reads it. Atomic because requests run at the same time.
+std::atomic<std::int32_t> LastColorProfile = kNothingRead;
 
 std::int32_t Read(const RegistryValue& value) {
     return RegistryReadDword(value.key, value.name);

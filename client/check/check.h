@@ -3,8 +3,8 @@
 
 #include <optional>
 
-#include "client/serviceinfo.h"
 #include "client/options.h"
+#include "client/serviceinfo.h"
 
 struct CheckResult {
     // Whether the service was reached.

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "client/rights/accesslist.h"
-#include "client/serviceinfo.h"
 #include "client/rights/servicesid.h"
+#include "client/serviceinfo.h"
 #include "interface/serviceidentity.h"
 
 using enum Status;

@@ -5,8 +5,8 @@
 
 #include <optional>
 
-#include "client/serviceinfo.h"
 #include "client/finding.h"
+#include "client/serviceinfo.h"
 
 // Returns whether the service's process has the service's own SID: `type` is not
 // SERVICE_SID_TYPE_NONE, and the registration was last changed before the process started. If there

@@ -8,9 +8,9 @@
 #include <iterator>
 #include <vector>
 
-#include "client/serviceinfo.h"
 #include "client/finding.h"
 #include "client/output.h"
+#include "client/serviceinfo.h"
 #include "client/textfile.h"
 #include "interface/serviceidentity.h"
 #include "win32/uniquehandle.h"

@@ -10,9 +10,9 @@
 
 #include "client/finding.h"
 #include "client/rights/accesslist.h"
-#include "client/serviceinfo.h"
 #include "client/rights/servicekeys.h"
 #include "client/rights/servicesid.h"
+#include "client/serviceinfo.h"
 #include "interface/serviceidentity.h"
 #include "win32/uniquehandle.h"
 

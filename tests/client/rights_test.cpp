@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "client/check/checkkeys.h"
-#include "client/rights/accesslist.h"
 #include "client/check/checkservice.h"
+#include "client/rights/accesslist.h"
 #include "client/rights/servicesid.h"
 #include "service/servicebase.h"
 #include "win32/uniquehandle.h"

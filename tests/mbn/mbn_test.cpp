@@ -7,8 +7,8 @@
 
 #include "mbn/mbnapi.h"
 #include "tests/support/answers.h"
-#include "tests/support/recorders.h"
 #include "tests/support/interposed.h"
+#include "tests/support/recorders.h"
 #include "tests/support/registryvalues.h"
 #include "tests/support/simulatedmodem.h"
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "interface/tesselservice.h"
-#include "tests/support/interposed.h"
 #include "server/registerif3.h"
+#include "tests/support/interposed.h"
 
 namespace {
 

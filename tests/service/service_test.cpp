@@ -13,8 +13,8 @@
 #include <string>
 #include <utility>
 
-#include "server/rpcserver.h"
 #include "diagnostics/logline.h"
+#include "server/rpcserver.h"
 #include "service/serviceinstall.h"
 #include "service/tesselservice.h"
 #include "tests/support/interposed.h"
