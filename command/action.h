@@ -1,5 +1,5 @@
-// The functions of answering a command that may throw or catch exceptions. They all return before
-// an answer is sent.
+// Runs the action of a command. Only here may code throw: both functions return before the answer
+// is sent.
 #pragma once
 
 #include "command/command.h"

@@ -45,8 +45,8 @@ inline void __RPC_STUB DispatchNdr64(PRPC_MESSAGE message) {
     NdrServerCallAll(message);
 }
 
-// The program's functions as a routine table. The runtime never uses the type SERVER_ROUTINE to
-// call them.
+// The program's functions as a table of the type that the RPC headers require. The runtime calls
+// each function by its description in the format tables, not by this type.
 template <typename Functions, std::size_t count>
 union RoutineTable {
     Functions functions;
