@@ -102,7 +102,7 @@ Options:
   --report FILE   where the same lines are kept (tessel-acceptance.txt if not given)
   --only ITEM     this item alone; may be given more than once
   --quick         few rounds of everything
-  --modem         may make a profile, which deletes all others, connect and disconnect
+  --modem         may make a profile, which deletes the SIM's others, connect and disconnect
   --usb           may route the USB port to the modem, and back
   --device        may turn the control device's switch, and back
   --help

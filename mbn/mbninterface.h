@@ -3,7 +3,8 @@
 // and leaves the apartment.
 //
 // If the list of interfaces cannot be read, a message is printed with ConsolePrint. The functions
-// return the HRESULT of the last call. Kept: no command uses it.
+// return the HRESULT of the last call for the last interface; DisconnectAllConnections and
+// ConnectWithProfile that of GetConnection. Kept: no command uses it.
 #pragma once
 
 #include <windows.h>
@@ -37,10 +38,10 @@ MBN_READY_STATE ReadReadyState();
 HomeProvider ReadHomeProvider();
 Bstr ReadText(MbnQuerySelector selector);
 
-// Starts to disconnect each interface with an active connection, and does not wait.
+// Starts to disconnect each interface with an active connection. Returns before it is disconnected.
 HRESULT DisconnectAllConnections();
 
 // Starts to connect each interface that is neither connected nor connecting with the service's own
-// profile, and does not wait. Ends at an interface that is disconnecting: later ones are not
-// connected.
+// profile. Returns before it is connected. Ends at an interface that is disconnecting: later ones
+// are not connected.
 HRESULT ConnectWithProfile();

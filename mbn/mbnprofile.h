@@ -1,4 +1,4 @@
-// Deletes and creates the modem's connection profiles. Each operation calls the Mobile Broadband
+// Starts to delete, and creates, the modem's connection profiles. Each operation calls the Mobile Broadband
 // API in the multithreaded apartment. The functions return the HRESULT of the last call. They print
 // a message with ConsolePrint for a failure that is not skipped.
 #pragma once
@@ -7,8 +7,10 @@
 
 #include "mbn/mbnprofiletext.h"
 
-// Deletes every connection profile of every mobile broadband interface, also profiles that the
-// service did not create. Skips a profile that cannot be deleted.
+// Starts to delete each connection profile that Windows lists for a mobile broadband interface,
+// also profiles that the service did not create. Windows lists those of the present subscriber, and
+// fails if the interface is not ready. Skips a profile that cannot be deleted. Ends at an interface
+// whose profiles cannot be listed.
 HRESULT DeleteAllConnectionProfiles();
 
 // Builds the profile document from the fields in `text` and the identity of the SIM. A value that

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-// A key under HKEY_LOCAL_MACHINE. The service opens it with KEY_ALL_ACCESS.
+// A key under HKEY_LOCAL_MACHINE. The service opens it with KEY_ALL_ACCESS to read or delete a
+// value, with KEY_WRITE to store a number.
 struct ServiceKey {
     std::wstring path;
     // Whether no other key of the list is above it. Only such a key needs its own access list.
