@@ -16,7 +16,7 @@
 #include "tesselservice.h"
 
 #if defined(__MINGW32__)
-// mingw's headers lack this function, and its x64 compiler lacks the blocks of RpcTryExcept.
+// mingw's headers lack this function.
 extern "C" __declspec(dllimport) int RPC_ENTRY RpcExceptionFilter(unsigned long code);
 #endif
 
@@ -27,53 +27,11 @@ static int Filter(unsigned long code, RPC_STATUS* status) {
     return RpcExceptionFilter(code);
 }
 
-#if defined(__MINGW32__) && defined(__x86_64__)
-// The code that a compiler with these blocks would make of the other RunGuarded below. The status
-// is at offset 32 of the frame.
-extern "C" {
-RPC_STATUS TesselRunGuarded(void (*function)(void*), void* argument);
-
-__attribute__((used)) int TesselFilter(EXCEPTION_POINTERS* exception, char* frame) {
-    return Filter(exception->ExceptionRecord->ExceptionCode,
-                  reinterpret_cast<RPC_STATUS*>(frame + 32));
-}
-}
-
-asm(R"(
-    .text
-    .globl TesselRunGuarded
-    .seh_proc TesselRunGuarded
-TesselRunGuarded:
-    sub $40, %rsp
-    .seh_stackalloc 40
-    .seh_endprologue
-    movl $0, 32(%rsp)
-    mov %rcx, %rax
-    mov %rdx, %rcx
-.LTesselBegin:
-    call *%rax
-    nop
-.LTesselEnd:
-    mov 32(%rsp), %eax
-    add $40, %rsp
-    ret
-    .seh_handler __C_specific_handler, @except
-    .seh_handlerdata
-    .long 1
-    .rva .LTesselBegin, .LTesselEnd, TesselFilter, .LTesselEnd
-    .text
-    .seh_endproc
-)");
-#endif
-
 namespace {
 
 // Runs the function. Returns 0, or the code of the structured exception that ended it. Such an
 // exception runs no destructors, so the function must not need any.
 RPC_STATUS RunGuarded(void (*function)(void*), void* argument) {
-#if defined(__MINGW32__) && defined(__x86_64__)
-    return TesselRunGuarded(function, argument);
-#else
     RPC_STATUS status = RPC_S_OK;
     RpcTryExcept {
         function(argument);
@@ -81,7 +39,6 @@ RPC_STATUS RunGuarded(void (*function)(void*), void* argument) {
     RpcExcept(Filter(RpcExceptionCode(), &status)) {}
     RpcEndExcept;
     return status;
-#endif
 }
 
 // The arguments of the calls to the service.

@@ -2,23 +2,24 @@
 
 # The presets make warnings errors: CMAKE_COMPILE_WARNING_AS_ERROR.
 set(TESSEL_WARNINGS -Wall -Wextra)
-# For the code that ships. In C++ -Wconversion of clang includes -Wsign-conversion; that of gcc does not.
+# For the code that ships. In C++ -Wconversion includes -Wsign-conversion.
 set(TESSEL_PRODUCT_WARNINGS -Wshadow -Wconversion -Wno-sign-conversion)
 
-# Makes the import libraries that the compiler lacks from .def files.
-foreach(name ${TESSEL_IMPORTS})
-  set(definition ${CMAKE_SOURCE_DIR}/cmake/${name}.def)
-  set(library ${CMAKE_BINARY_DIR}/lib${name}.a)
-  add_custom_command(
-    OUTPUT ${library}
-    COMMAND ${CMAKE_DLLTOOL} -m ${TESSEL_DLLTOOL_MACHINE} -d ${definition} -l ${library}
-    DEPENDS ${definition} VERBATIM)
-  list(APPEND TESSEL_IMPORT_LIBRARIES ${library})
-endforeach()
-add_custom_target(import_libraries DEPENDS ${TESSEL_IMPORT_LIBRARIES})
+# Makes the import library that mingw lacks.
+set(TESSEL_CAPABILITY ${CMAKE_BINARY_DIR}/libcapability.a)
+add_custom_command(
+  OUTPUT ${TESSEL_CAPABILITY}
+  COMMAND ${CMAKE_DLLTOOL} -m ${TESSEL_DLLTOOL_MACHINE} -d ${CMAKE_SOURCE_DIR}/cmake/capability.def
+          -l ${TESSEL_CAPABILITY}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/capability.def VERBATIM)
+add_custom_target(import_libraries DEPENDS ${TESSEL_CAPABILITY})
+
+# The symbols of what ships go into a .pdb, without the command line; those for gdb are in the program.
+set(TESSEL_DEBUG_INFORMATION
+    "$<$<CONFIG:Release>:-g;-gcodeview;-gno-codeview-command-line;SHELL:-Xclang -gsrc-hash=sha256>")
 
 set(TESSEL_WINDOWS_LIBRARIES
-    ${TESSEL_IMPORT_LIBRARIES} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
+    ${TESSEL_CAPABILITY} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
 
 # Sets warnings, the include folder, and the flags that make all paths in the programs and symbols relative to the top
 # folder.
@@ -71,17 +72,10 @@ function(tessel_version_resource target description)
 endfunction()
 
 # Links a program: only Windows' own DLLs, random addresses of 64 bits, no execution of data, and the same bytes from
-# the same sources.
+# the same sources. The version numbers are those that Microsoft's linker writes for ARM64. The program contains only the
+# file name of its .pdb.
 function(tessel_link_static target)
-  target_link_options(${target} PRIVATE -Wl,--gc-sections ${TESSEL_LINK_OPTIONS})
-  if(TARGET stackprotector)
-    target_link_libraries(${target} PRIVATE stackprotector)
-  endif()
+  target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--icf=safe -Wl,-Xlink=-brepro
+    -Wl,--major-os-version=6,--minor-os-version=2,--major-subsystem-version=6,--minor-subsystem-version=2
+    "$<$<CONFIG:Release>:-Wl,--pdb=;-Wl,-Xlink=-pdbaltpath:%_PDB%;-Wl,-Xlink=-pdbsourcepath:.>")
 endfunction()
-
-# Replaces the stack protector of a compiler. The function that sets the guard must not be protected by it.
-if(TESSEL_STACK_PROTECTOR)
-  add_library(stackprotector OBJECT ${CMAKE_SOURCE_DIR}/cmake/${TESSEL_STACK_PROTECTOR})
-  tessel_configure(stackprotector)
-  target_compile_options(stackprotector PRIVATE -fno-stack-protector)
-endif()

@@ -24,14 +24,17 @@ install_packages() {
     rm -f "$log"
 }
 
-# For the x64 programs: the compiler, the interface compiler and Wine.
-X64_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64)
-# For the ARM64 programs: the compiler, the tools that build its runtimes, and the emulator.
-ARM64_PACKAGES=(clang-19 lld-19 llvm-19 cmake ninja-build make python3-minimal bzip2 xz-utils ca-certificates
-    debian-archive-keyring qemu-user-static)
+# For the programs: the compiler, and the tools that build its runtimes.
+BUILD_PACKAGES=(clang-19 lld-19 llvm-19 cmake ninja-build make python3-minimal bzip2 xz-utils ca-certificates
+    debian-archive-keyring)
+# For running them: the x64 programs, and the ARM64 programs.
+X64_PACKAGES=("${BUILD_PACKAGES[@]}" wine64)
+ARM64_PACKAGES=("${BUILD_PACKAGES[@]}" qemu-user-static)
+# For the tests: GoogleTest's sources, and the interface compiler.
+TEST_PACKAGES=(googletest mingw-w64-tools)
 # For the checks of the sources and for fuzzing.
-LINT_PACKAGES=(clang-format clang-tidy shellcheck)
-FUZZ_PACKAGES=(cmake ninja-build clang libclang-rt-14-dev)
+LINT_PACKAGES=(clang-format-19 clang-tidy-19 shellcheck)
+FUZZ_PACKAGES=(clang-19 cmake ninja-build libclang-rt-19-dev)
 
 setup_x64() { install_packages "${X64_PACKAGES[@]}"; }
 setup_arm64() { install_packages "${ARM64_PACKAGES[@]}"; }

@@ -12,10 +12,9 @@ fail() {
 for program in "$@"; do
     facts=$(llvm-readobj-19 --file-headers --coff-imports --coff-load-config "$program")
     # Without relocations the base address is not random, even with the flags.
-    wanted=(DYNAMIC_BASE HIGH_ENTROPY_VA NX_COMPAT 'BaseRelocationTableSize: 0x[1-9A-F]' 'Name: KERNEL32.dll')
-    # The compiler of x64 has no Control Flow Guard.
-    [[ $facts != *aarch64* ]] || wanted+=(GUARD_CF CF_INSTRUMENTED CF_FUNCTION_TABLE_PRESENT
-        'GuardCFCheckFunction: 0x[1-9A-F]' 'GuardCFFunctionCount: [1-9]')
+    wanted=(DYNAMIC_BASE HIGH_ENTROPY_VA NX_COMPAT 'BaseRelocationTableSize: 0x[1-9A-F]' 'Name: KERNEL32.dll'
+        GUARD_CF CF_INSTRUMENTED CF_FUNCTION_TABLE_PRESENT 'GuardCFCheckFunction: 0x[1-9A-F]'
+        'GuardCFFunctionCount: [1-9]')
     for fact in "${wanted[@]}"; do
         grep -q "$fact" <<<"$facts" || fail "$program: no $fact"
     done
