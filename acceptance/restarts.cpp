@@ -1,14 +1,11 @@
 // Starts, stops and crashes of the service, and the events that it traces.
 #include <windows.h>
-#include <evntrace.h>
-#include <evntcons.h>
 
 #include <algorithm>
 #include <set>
-#include <thread>
 
 #include "acceptance/items.h"
-#include "interface/serviceidentity.h"
+#include "client/trace.h"
 
 namespace {
 
@@ -120,30 +117,6 @@ void CheckStopWithHeldAnswer(Run& run, SC_HANDLE service, bool goes_on) {
 
 constexpr wchar_t kTraceName[] = L"tessel-acceptance";
 
-// The properties, and space for the name after them.
-struct TraceProperties {
-    EVENT_TRACE_PROPERTIES properties = {};
-    wchar_t name[64] = {};
-
-    TraceProperties() {
-        properties.Wnode.BufferSize = sizeof(*this);
-        properties.Wnode.Flags = WNODE_FLAG_TRACED_GUID;
-        properties.Wnode.ClientContext = 1;
-        properties.LogFileMode = EVENT_TRACE_REAL_TIME_MODE;
-        properties.FlushTimer = 1;
-        properties.LoggerNameOffset = sizeof(properties);
-    }
-};
-
-// Keeps the text of an event with its level.
-void WINAPI TakeEvent(EVENT_RECORD* record) {
-    if ((record->EventHeader.Flags & EVENT_HEADER_FLAG_STRING_ONLY) != 0) {
-        static_cast<std::set<std::wstring>*>(record->UserContext)
-            ->insert(Format(L"%ls (%d)", static_cast<const wchar_t*>(record->UserData),
-                            record->EventHeader.EventDescriptor.Level));
-    }
-}
-
 }  // namespace
 
 void CheckStopping(Run& run) {
@@ -166,31 +139,19 @@ DWORD HoldAnswer(ChildWords /*words*/) {
 }
 
 void CheckTracing(Run& run) {
-    TraceProperties trace;
-    TRACEHANDLE session = 0;
-    DWORD error = StartTraceW(&session, kTraceName, &trace.properties);
-    if (error == ERROR_SUCCESS) {
-        error = EnableTraceEx2(session, &kTracingProvider, EVENT_CONTROL_CODE_ENABLE_PROVIDER,
-                               TRACE_LEVEL_VERBOSE, 0, 0, 5000, nullptr);
-    }
-    // Only the reader fills it.
+    // Only the session's thread fills it.
     std::set<std::wstring> events;
-    EVENT_TRACE_LOGFILEW source = {};
-    source.LoggerName = const_cast<wchar_t*>(kTraceName);
-    source.ProcessTraceMode = PROCESS_TRACE_MODE_REAL_TIME | PROCESS_TRACE_MODE_EVENT_RECORD;
-    source.EventRecordCallback = TakeEvent;
-    source.Context = &events;
-    TRACEHANDLE reading = OpenTraceW(&source);
-    std::thread reader([&] { ProcessTrace(&reading, 1, nullptr, nullptr); });
+    TraceSession session(kTraceName, [&](const ServiceEvent& event) {
+        events.insert(Format(L"%ls (%d)", event.text, event.level));
+    });
+    const DWORD error = session.Error();
     const Handle process = OpenServiceProcess();
     std::wstring text = AskToStop(run.service.get());
     AwaitEnd(run.service.get(), process, text);
     StartAndAnswer(run.service.get());
     // Buffers are delivered every second.
     Sleep(static_cast<DWORD>(run.Rounds(3000, 0)));
-    StopTracing();
-    CloseTrace(reading);
-    reader.join();
+    session.Stop();
     text = L"level in brackets:";
     for (const std::wstring& event : events) {
         text += L" " + event + L";";
@@ -208,8 +169,7 @@ void CheckTracing(Run& run) {
 }
 
 void StopTracing() {
-    TraceProperties trace;
-    ControlTraceW(0, kTraceName, &trace.properties, EVENT_TRACE_CONTROL_STOP);
+    StopTracing(kTraceName);
 }
 
 void CheckRecovery(Run& run) {

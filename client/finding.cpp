@@ -3,6 +3,7 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <cwctype>
 #include <iterator>
 
@@ -53,6 +54,16 @@ void Findings::AddNotHere(const std::wstring& item,
 std::wstring GuidText(const GUID& id) {
     wchar_t text[39] = {};
     StringFromGUID2(id, text, std::size(text));
+    return text;
+}
+
+std::wstring TimeText(const FILETIME& time) {
+    SYSTEMTIME parts = {};
+    wchar_t text[32] = {};
+    FileTimeToSystemTime(&time, &parts);
+    _snwprintf(text, std::size(text) - 1, L"%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", parts.wYear,
+               parts.wMonth, parts.wDay, parts.wHour, parts.wMinute, parts.wSecond,
+               parts.wMilliseconds);
     return text;
 }
 

@@ -54,5 +54,8 @@ class Findings {
 // Returns `id` in braces and capital letters.
 std::wstring GuidText(const GUID& id);
 
+// Returns a time in UTC as "2026-11-22T10:44:59.123Z".
+std::wstring TimeText(const FILETIME& time);
+
 // Returns a Win32 error as "error 5 (Access is denied)", with the text of Windows.
 std::wstring ErrorText(unsigned long error);

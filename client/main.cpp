@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "client/check/check.h"
+#include "client/nearest.h"
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requests/answerformat.h"
 #include "client/requests/commandhelp.h"
 #include "client/requests/connection.h"
 #include "client/rights/grant.h"
+#include "client/trace.h"
 
 namespace {
 
@@ -32,6 +34,9 @@ Usage:
   tesselctl --grant        give the service its own SID, full control of its registry keys for
                            that SID alone, and a restart after a crash
   tesselctl --revoke       remove what --grant gave
+  tesselctl --trace [SECONDS | FILE]
+                           show the service's tracing events: as they come, for some seconds or
+                           until Ctrl-C; or those that Windows has recorded in an .etl file
 
 The request (default: false, 0, an empty text):
   --bool true|false
@@ -41,9 +46,16 @@ The request (default: false, 0, an empty text):
   --text-file PATH         the text of a file, or of standard input for -; keeps a password out
                            of command histories and process lists
 
+  The fields of MBNHELPER_CREATEPROFILE are those of Windows, in upper and lower case as here:
+      description|APN|authentication|user|password|IP type[|compression]
+  authentication: NONE, PAP, CHAP, MsCHAPv2, AutoSelection
+  IP type: Default, IPv4, IPv6, IPv4v6, XLAT      compression: DISABLE (if missing), ENABLE
+  Windows refuses an empty or missing one; with NONE, send - as user and password.
+
 Options:
   --json                   one JSON object per answer: command, flag, number, text; with --check,
-                           --grant, --revoke one per line: item, status, found, advice
+                           --grant, --revoke one per line: item, status, found, advice; with
+                           --trace one per event: time, process, level, text
   --quiet                  show no answers, only the last line of --repeat
   --repeat N               send the request N times; the last line shows the number of answers,
                            and the median, 99th percentile and longest of the times
@@ -55,12 +67,13 @@ Exit codes:
   0  answered              1  no answer (the command is unknown or is never answered)
   2  wrong usage           3  the service cannot be reached
   --check: 0 no fault, 1 a fault, 3 as above. --grant, --revoke: 1 if a change failed.
-  --report: 1 if the file cannot be written.
+  --report: 1 if the file cannot be written. --trace: 1 if the events cannot be read.
 
 Examples:
   tesselctl REGISTRYHELPER_SETSCREENMODE --int 5
   tesselctl COMMONHELPER_ISFILE_EXISTS --text C:\Windows
-  tesselctl MBNHELPER_GETSIMICCID --json)";
+  tesselctl MBNHELPER_GETSIMICCID --json
+  tesselctl MBNHELPER_CREATEPROFILE --text "Office|internet.example|NONE|-|-|IPv4")";
 
 // The RPC runtime reports a failed call as a structured exception with an RPC or Win32 status. Such
 // an exception in any thread ends the program. All other exceptions crash it.
@@ -154,10 +167,10 @@ int Request(const Options& options) {
         return kAnswered;
     }
     if (help == nullptr) {
-        const std::wstring nearest = NearestCommand(command);
+        const auto nearest = NearestCommand(command);
         PrintErrorLine(L"tesselctl: no answer: the service does not know \"" + command + L"\" (" +
-                       (nearest.empty() ? L"tesselctl --list shows what it knows)"
-                                        : L"did you mean " + nearest + L"?)"));
+                       (nearest ? L"did you mean " + *nearest + L"?)"
+                                : L"tesselctl --list shows what it knows)"));
     } else {
         PrintErrorLine(L"tesselctl: no answer to " + command + L" (" + help->help + L")");
     }
@@ -177,7 +190,7 @@ int wmain(int argc, wchar_t* argv[]) {
     const std::wstring& action = options->action;
     if (action == L"--list") {
         PrintList();
-    } else if (action == L"--help" || action == L"-h") {
+    } else if (action == L"--help") {
         PrintLine(kHelpText);
     } else if (action == L"--version") {
         PrintLine(L"tesselctl " TESSEL_VERSION);
@@ -186,6 +199,8 @@ int wmain(int argc, wchar_t* argv[]) {
         return !result.reached ? kUnreachable : result.faults == 0 ? 0 : 1;
     } else if (action == L"--grant" || action == L"--revoke") {
         return ChangeRights(*options) == 0 ? 0 : 1;
+    } else if (action == L"--trace") {
+        return ShowEvents(*options) == ERROR_SUCCESS ? 0 : 1;
     } else if (action == L"--report") {
         return Report(*options) ? 0 : 1;
     } else {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/nearest.h"
 #include "client/requests/commandhelp.h"
 #include "client/textfile.h"
 
@@ -49,6 +50,15 @@ bool StoreWithout(std::wstring names, Without& without) {
     return true;
 }
 
+// A text of digits is a time.
+bool StoreTrace(const wchar_t* value, Options& options) {
+    if (value[std::wcsspn(value, L"0123456789")] == L'\0') {
+        return StoreCount(value, 86400, options.trace_seconds);
+    }
+    options.trace_file = value;
+    return true;
+}
+
 struct Option {
     std::wstring_view name;
     // The actions that accept this option. An option that is an action accepts only itself.
@@ -57,9 +67,17 @@ struct Option {
     const wchar_t* value = nullptr;
     // Stores the value. Returns false if it is wrong. Null: there is nothing to store.
     bool (*store)(const wchar_t* value, Options& options) = nullptr;
+    // Whether the value may be missing. Then nothing is stored.
+    bool optional = false;
 };
 
 constexpr const wchar_t* kRequest = Options::kRequest;
+constexpr const wchar_t* kHelp = L"--help";
+
+bool ShowHelp(const wchar_t* /*value*/, Options& options) {
+    options.action = kHelp;
+    return true;
+}
 
 constexpr Option kOptions[] = {
     {L"--bool", kRequest, L"true or false",
@@ -77,21 +95,40 @@ constexpr Option kOptions[] = {
     {L"--parallel", kRequest, L"a whole number from 1 to 1234",
      [](auto* value, auto& o) { return StoreCount(value, kMaximumParallel, o.parallel); }},
     {L"--quiet", kRequest, nullptr, [](auto* /*value*/, auto& o) { return o.quiet = true; }},
-    {L"--json", L"a command, --check, --grant, --revoke", nullptr,
+    {L"--json", L"a command, --check, --grant, --revoke, --trace", nullptr,
      [](auto* /*value*/, auto& o) { return o.json = true; }},
     {L"--without", L"--check, --report, --grant", L"one or more of modem,device,usb",
      [](auto* value, auto& o) { return StoreWithout(value, o.without); }},
     {L"--report", L"--report", L"a file to write",
      [](auto* value, auto& o) { return !(o.report = value).empty(); }},
+    {L"--trace", L"--trace", L"a number of seconds up to 86400, or the path of a file", StoreTrace,
+     true},
     {L"--list", L"--list"},
-    {L"--help", L"--help"},
-    {L"-h", L"-h"},
+    {L"--help", kHelp},
+    {L"-h", kHelp, nullptr, ShowHelp},
+    {L"-?", kHelp, nullptr, ShowHelp},
+    {L"/?", kHelp, nullptr, ShowHelp},
+    {L"help", kHelp, nullptr, ShowHelp},
     {L"--version", L"--version"},
     {L"--check", L"--check"},
     {L"--grant", L"--grant"},
     {L"--revoke", L"--revoke"},
 };
 static_assert(kMaximumParallel == 1234, "the text of --parallel names the same number");
+
+// Returns " (did you mean --check?)" for a word that is nearly an option, with other characters
+// before it or none. Empty for all other words.
+std::wstring OptionMeant(std::wstring_view word) {
+    std::vector<std::wstring_view> names;
+    for (const Option& option : kOptions) {
+        if (option.name.starts_with(L"--")) {
+            names.push_back(option.name.substr(2));
+        }
+    }
+    word.remove_prefix(std::min(word.find_first_not_of(L"-/"), word.size()));
+    const auto name = Nearest(word, names, 1);
+    return name ? L" (did you mean --" + *name + L"?)" : L"";
+}
 
 // Checks how the options fit together. Returns what is wrong, or an empty text.
 std::wstring Conflict(const Options& options, const std::vector<const Option*>& used) {
@@ -107,6 +144,10 @@ std::wstring Conflict(const Options& options, const std::vector<const Option*>& 
         return L"no command";
     }
     const CommandHelp* help = FindCommandHelp(*options.command);
+    const std::wstring meant = help == nullptr ? OptionMeant(*options.command) : L"";
+    if (!meant.empty()) {
+        return L"\"" + *options.command + L"\" is not a command" + meant;
+    }
     const Needs needs = help != nullptr ? help->needs : Needs::kNothing;
     const wchar_t* missing = needs == Needs::kFlag && !options.flag ? L"a flag: --bool true|false"
                              : needs == Needs::kNumber && !options.number ? L"a number: --int N"
@@ -138,13 +179,16 @@ std::optional<Options> ParseOptions(int argc, const wchar_t* const* argv, std::w
             if (option->goes_with == option->name) {
                 options.action = option->name;
             }
+            if (option->optional && (i + 1 == argc || argv[i + 1][0] == L'-')) {
+                continue;
+            }
             if (option->value != nullptr && ++i == argc) {
                 error = argument + L" needs a value: " + option->value;
             } else if (option->store != nullptr && !option->store(argv[i], options)) {
                 error = argument + L" takes " + option->value + L", not \"" + argv[i] + L"\"";
             }
-        } else if (argument.starts_with(L"-")) {
-            error = L"unknown option " + argument;
+        } else if (argument.starts_with(L"-") || argument.starts_with(L"/")) {
+            error = L"unknown option " + argument + OptionMeant(argument);
         } else if (options.command) {
             error = SecondCommand(*options.command, argument);
         } else {

@@ -30,6 +30,9 @@ struct Options {
     Without without;
     // The path of the file that --report writes.
     std::wstring report;
+    // --trace: the file to read; if empty, the time to show events as they come, 0 for no limit.
+    std::wstring trace_file;
+    int trace_seconds = 0;
 };
 
 // Reads the options of `argv`, which begins with the name of the program, and the file of

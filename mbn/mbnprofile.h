@@ -1,6 +1,6 @@
-// Starts to delete, and creates, the modem's connection profiles. Each operation calls the Mobile Broadband
-// API in the multithreaded apartment. The functions return the HRESULT of the last call. They print
-// a message with ConsolePrint for a failure that is not skipped.
+// Starts to delete, and creates, the modem's connection profiles. Each operation calls the Mobile
+// Broadband API in the multithreaded apartment. The functions return the HRESULT of the last call.
+// They print a message with ConsolePrint for a failure that is not skipped.
 #pragma once
 
 #include <windows.h>

@@ -29,15 +29,6 @@ void PrintFailure(const std::wstring& what, DWORD error) {
     PrintLine(what + L": not known here: " + ErrorText(error));
 }
 
-std::wstring TimeText(const FILETIME& time) {
-    SYSTEMTIME parts = {};
-    wchar_t text[32] = {};
-    FileTimeToSystemTime(&time, &parts);
-    _snwprintf(text, std::size(text) - 1, L"%04u-%02u-%02u %02u:%02u:%02u UTC", parts.wYear,
-               parts.wMonth, parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
-    return text;
-}
-
 void PrintProgram(const std::wstring& path) {
     auto bytes = ReadBytes(path);
     if (!bytes) {

@@ -10,6 +10,3 @@ inline constexpr std::size_t kPaddingLength = 64;
 
 // Returns the help of `command`, compared exactly. Null if the service does not have the command.
 const CommandHelp* FindCommandHelp(std::wstring_view command);
-
-// Returns the most similar name of a command, ignoring case. Empty if no name is similar.
-std::wstring NearestCommand(std::wstring_view command);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <evntrace.h>
+#include <evntcons.h>
 
 #include <cstdio>
 #include <fstream>
@@ -8,10 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "client/nearest.h"
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requests/answerformat.h"
-#include "client/requests/commandhelp.h"
+#include "client/trace.h"
+#include "interface/serviceidentity.h"
 #include "tests/support/replacedimport.h"
 
 namespace {
@@ -32,10 +36,50 @@ BOOL WINAPI IsConsole(HANDLE /*output*/, DWORD* /*mode*/) {
     return TRUE;
 }
 
+// A recorded file.
+EVENT_TRACE_LOGFILEW g_trace;
+
+TRACEHANDLE WINAPI OpenRecorded(EVENT_TRACE_LOGFILEW* source) {
+    g_trace = *source;
+    return std::wstring(source->LogFileName) == L"good.etl" ? 1 : INVALID_PROCESSTRACE_HANDLE;
+}
+
+// Plays an event without the flag, one of another provider, and the service's.
+ULONG WINAPI PlayRecorded(TRACEHANDLE*, ULONG, FILETIME*, FILETIME*) {
+    wchar_t text[] = L"Starting\0ignored";
+    EVENT_RECORD record = {};
+    record.EventHeader.ProviderId = kTracingProvider;
+    // 2026-11-22 10:44:59.123.
+    record.EventHeader.TimeStamp.QuadPart = 134398178991230000;
+    record.EventHeader.ProcessId = 572;
+    record.EventHeader.EventDescriptor.Level = 4;
+    record.UserData = text;
+    record.UserDataLength = sizeof(text);
+    record.UserContext = g_trace.Context;
+    g_trace.EventRecordCallback(&record);
+    record.EventHeader.Flags = EVENT_HEADER_FLAG_STRING_ONLY;
+    ++record.EventHeader.ProviderId.Data1;
+    g_trace.EventRecordCallback(&record);
+    --record.EventHeader.ProviderId.Data1;
+    g_trace.EventRecordCallback(&record);
+    // A text that lacks its terminator.
+    record.UserDataLength = 5 * sizeof(wchar_t);
+    record.EventHeader.EventDescriptor.Level = 1;
+    g_trace.EventRecordCallback(&record);
+    return ERROR_SUCCESS;
+}
+
+ULONG WINAPI CloseRecorded(TRACEHANDLE) {
+    return ERROR_SUCCESS;
+}
+
 }  // namespace
 
 REPLACE_IMPORT(WriteConsoleW, TakePiece);
 REPLACE_IMPORT(GetConsoleMode, IsConsole);
+REPLACE_IMPORT(OpenTraceW, OpenRecorded);
+REPLACE_IMPORT(ProcessTrace, PlayRecorded);
+REPLACE_IMPORT(CloseTrace, CloseRecorded);
 
 namespace {
 
@@ -61,6 +105,14 @@ TEST(OptionsTest, RightUsageIsKept) {
     const auto check = Parse({L"--json", L"--check", L"--without", L"usb,modem"});
     ASSERT_TRUE(check && check->action == L"--check");
     EXPECT_TRUE(check->without.usb && check->without.modem && !check->without.device);
+    for (const wchar_t* word : {L"--help", L"-h", L"-?", L"/?", L"help"}) {
+        const auto help = Parse({word});
+        EXPECT_TRUE(help && help->action == L"--help") << testing::PrintToString(word);
+    }
+    const auto trace = Parse({L"--trace", L"--json"});
+    EXPECT_TRUE(trace && trace->json && trace->trace_seconds == 0 && trace->trace_file.empty());
+    EXPECT_EQ(Parse({L"--trace", L"60"})->trace_seconds, 60);
+    EXPECT_EQ(Parse({L"--trace", L"6.etl"})->trace_file, L"6.etl");
     const auto report = Parse({L"--report", L"--check"});
     EXPECT_TRUE(report && report->report == L"--check");
 }
@@ -84,6 +136,13 @@ TEST(OptionsTest, WrongUsageSaysWhatIsWrong) {
         {{L"--check", L"--without", L"modem,sim"}, L"modem,device,usb"},
         {{L"A", L"--without", L"usb"}, L"--without does not go with a command"},
         {{L"--report"}, L"--report needs a value"},
+        {{L"--trace", L"0"}, L"seconds up to 86400, or the path"},
+        {{L"check"}, L"\"check\" is not a command (did you mean --check?)"},
+        {{L"Grand"}, L"did you mean --grant?"},
+        {{L"/version"}, L"unknown option /version (did you mean --version?)"},
+        {{L"-jsn", L"A"}, L"unknown option -jsn (did you mean --json?)"},
+        {{L"--x"}, L"unknown option --x"},
+        {{L"A", L"help"}, L"--help takes no command"},
         {{L"REGISTRYHELPER_SETSCREENMODE"}, L"needs a number: --int N"},
         {{L"COMMONHELPER_ISFILE_EXISTS", L"--int", L"1"}, L"needs a text: --text"},
         {{L"BLEHELPER_SETBLE"}, L"needs a flag: --bool"},
@@ -111,12 +170,17 @@ TEST(OptionsTest, ATextComesFromAFileAsAnEditorOrAPowerShellWritesIt) {
     std::remove("text.txt");
 }
 
-TEST(CommandHelpTest, AMisspelledCommandHasANearestOne) {
+TEST(NearestTest, OnlyAWordThatIsNearlyACommandHasANearestOne) {
     EXPECT_EQ(NearestCommand(L"registryhelper_getscreenmod"), L"REGISTRYHELPER_GETSCREENMODE");
     EXPECT_EQ(NearestCommand(L"MBNHELPER_QUERYPROFILE"), L"MBNHELPER_QEURYPROFILE");
     EXPECT_EQ(NearestCommand(L"REGISTRYHELPR_GETPENSETTING"), L"REGISTRYHELPER_GETPENSETTING");
-    EXPECT_EQ(NearestCommand(L"REGISTRYHELPER_GETDEVICENAME"), L"");
-    EXPECT_EQ(NearestCommand(L"X"), L"");
+    EXPECT_EQ(NearestCommand(L"getble"), L"BLEHELPER_GETBLE");
+    // Words that are not near, or between two.
+    for (const wchar_t* word : {L"", L"X", L"help", L"check", L"grant", L"connected", L"/?",
+                                L"REGISTRYHELPER_GETDEVICENAME", L"REGISTRYHELPER_XETPENSETTING",
+                                L"USBPATHCHANGER_CHANGEUSBPATHTO", L"petble"}) {
+        EXPECT_EQ(NearestCommand(word), std::nullopt) << testing::PrintToString(word);
+    }
 }
 
 TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
@@ -140,11 +204,35 @@ TEST(AnswersTest, PaddingThatComesBackWasNotOverwrittenAndAnEmptyTextWasRead) {
     EXPECT_EQ(shown(AnswerFormat::kPlain, L"", L""), L"text=\"\"");
 }
 
+TEST(TraceTest, OnlyTheEventsOfTheServiceAreShown) {
+    for (const bool json : {false, true}) {
+        g_console.clear();
+        Options options;
+        options.json = json;
+        options.trace_file = L"good.etl";
+        EXPECT_EQ(ShowEvents(options), ERROR_SUCCESS);
+        EXPECT_EQ(g_console,
+                  json ? L"{\"time\":\"2026-11-22T10:44:59.123Z\",\"process\":572,\"level\":4,"
+                         L"\"text\":\"Starting\"}\n{\"time\":\"2026-11-22T10:44:59.123Z\","
+                         L"\"process\":572,\"level\":1,\"text\":\"Start\"}\n"
+                       : L"2026-11-22T10:44:59.123Z  information  process 572  Starting\n"
+                         L"2026-11-22T10:44:59.123Z  critical     process 572  Start\n");
+    }
+    EXPECT_EQ(g_trace.ProcessTraceMode, PROCESS_TRACE_MODE_EVENT_RECORD);
+    g_console.clear();
+    Options missing;
+    missing.trace_file = L"missing.etl";
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ShowEvents(missing), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_TRUE(g_console.starts_with(L"tesselctl: missing.etl cannot be read: error 2"));
+}
+
 TEST(OutputTest, AConsoleGetsALongTextWholeInPieces) {
     std::wstring line(1, L'x');
     while (line.size() < 30001) {
         line += L"\xD83D\xDE00";
     }
+    g_console.clear();
     PrintLine(line);
     EXPECT_TRUE(g_console == line + L"\n");
 }

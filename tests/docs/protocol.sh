@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Compares the protocol's document with the program: the tables have a row for every routed command and no other, the
-# example is quoted exactly, and the id of the interface is that of the .idl. usbpath_test compares the USB values.
+# example is quoted exactly, the id of the interface is that of the .idl, and tesselctl's help names the same permitted
+# values of a profile. usbpath_test compares the USB values.
 cd "$(dirname "$0")/../.." || exit 1
 code=0
 diff <(grep -oE '"[A-Z_]+"' command/commandhelp.h | tr -d '"' | sort) \
@@ -8,4 +9,9 @@ diff <(grep -oE '"[A-Z_]+"' command/commandhelp.h | tr -d '"' | sort) \
 diff docs/example/client.cpp <(sed -n '/^```cpp$/,/^```$/p' docs/protocol.md | sed '1d;$d') || code=1
 id=$(sed -nE 's/.*uuid\(([0-9a-f-]+)\).*/\1/p' interface/tesselservice.idl)
 grep -qF "| Interface | ${id:-none}," docs/protocol.md || { echo "the interface's id is ${id:-not found}"; code=1; }
+permitted=$(sed -n '/^<!-- profiletable -->$/,/^$/p' docs/protocol.md | grep -E '^\| (auth|IP|comp)' | cut -d '|' -f 4)
+for value in ${permitted//\`/}; do
+    grep -qE "(IP type|authentication): .*\b$value\b" client/main.cpp || { echo "--help does not name $value"; code=1; }
+done
+[ "$(wc -w <<<"$permitted")" = 12 ] || { echo "permitted: $permitted"; code=1; }
 exit $code
