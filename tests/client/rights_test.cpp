@@ -104,6 +104,12 @@ TEST(OtherWritersTest, AreAllButTheSystemAndAdministrators) {
         }
         EXPECT_EQ(found, writers) << testing::PrintToString(list);
     }
+    // Each of these rights alone is enough to take a program or its folder over.
+    for (const wchar_t* right : {L"0x2", L"0x4", L"0x40", L"SD", L"WD", L"WO"}) {
+        const ObjectSecurity file = Parse(L"O:SYD:(A;;" + std::wstring(right) + L";;;BU)");
+        EXPECT_EQ(OtherWriters(file), std::vector<std::wstring>{L"S-1-5-32-545"})
+            << testing::PrintToString(right);
+    }
     ObjectSecurity no_list = Parse(L"O:SYD:");
     no_list.acl = nullptr;
     EXPECT_EQ(OtherWriters(no_list).size(), 1U);
