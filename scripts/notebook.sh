@@ -91,20 +91,26 @@ notebook_modem_insert() {
     cp --remove-destination "$1" "$WINEPREFIX/drive_c/windows/Tessel/tesselmodem.dll" || return 1
     notebook_quiet regsvr32 /s 'C:\Windows\Tessel\tesselmodem.dll' || return 1
     notebook_modem_remove
-    notebook_modem_set ReadyState 1
-    notebook_modem_set ActivationState 3
-    notebook_modem_set SimIccId 8949012345678901234
-    notebook_modem_set SubscriberId 262011234567890
-    notebook_modem_set ProviderId 26201
-    notebook_modem_set ProviderName 'Bramble Mobile'
+    notebook_modem_add 0 8949012345678901234 262011234567890 26201 'Bramble Mobile'
 }
 
-# notebook_modem_set NAME VALUE: sets a value of the modem's first interface, as a number for states and failures, else
-# as a text.
+# notebook_modem_add INTERFACE ICCID IMSI PROVIDER-ID PROVIDER: adds an interface with a SIM. Interfaces are numbered
+# without gaps.
+notebook_modem_add() {
+    notebook_modem_set ReadyState 1 "$1"
+    notebook_modem_set ActivationState 3 "$1"
+    notebook_modem_set SimIccId "$2" "$1"
+    notebook_modem_set SubscriberId "$3" "$1"
+    notebook_modem_set ProviderId "$4" "$1"
+    notebook_modem_set ProviderName "$5" "$1"
+}
+
+# notebook_modem_set NAME VALUE [INTERFACE]: sets a value of the modem's first interface, or of the interface with this
+# number: a number for states and failures, else a text.
 notebook_modem_set() {
     local type=REG_SZ
     case $1 in *State | Fail* | Null*) type=REG_DWORD ;; esac
-    notebook_quiet reg add "$NOTEBOOK_MODEM_KEY\\0" /f /v "$1" /t $type /d "$2"
+    notebook_quiet reg add "$NOTEBOOK_MODEM_KEY\\${3:-0}" /f /v "$1" /t $type /d "$2"
 }
 
 # Creates a document for COMMONHELPER_READEULADOCUMENT.

@@ -15,10 +15,16 @@
 
 namespace {
 
+// By MBN_READY_STATE, as far as the modem depends on them.
+enum ReadyState : DWORD { kOff = 0, kInitialized = 1, kNoSim = 2, kNoEsimProfile = 8 };
+
+DWORD ReadyStateOf(const std::wstring& place) {
+    return ReadNumber(place, L"ReadyState").value_or(kOff);
+}
+
 // Gives a text value to the caller. An absent value is an empty string, as on Windows, or null if
 // the registry says so.
-HRESULT GiveText(const std::wstring& place, const wchar_t* name, BSTR* out) {
-    const std::optional<std::wstring> text = ReadText(place, name);
+HRESULT GiveText(const std::wstring& place, const std::optional<std::wstring>& text, BSTR* out) {
     if (!text && InheritedNumber(place, L"NullTexts") != 0) {
         *out = nullptr;
     } else {
@@ -26,6 +32,13 @@ HRESULT GiveText(const std::wstring& place, const wchar_t* name, BSTR* out) {
         CountGivenString();
     }
     return S_OK;
+}
+
+// Gives a text of the SIM to the caller. Without a SIM there is none.
+HRESULT GiveSimText(const std::wstring& place, const wchar_t* name, BSTR* out) {
+    const DWORD state = ReadyStateOf(place);
+    const bool none = state == kOff || state == kNoSim || state == kNoEsimProfile;
+    return GiveText(place, none ? std::nullopt : ReadText(place, name), out);
 }
 
 // Returns the result that the registry value `name` of `place` holds. Without one, does the work.
@@ -70,11 +83,11 @@ class SubscriberInformation final : public ModemObject<MbnSubscriberInformation>
 
     HRESULT STDMETHODCALLTYPE get_SubscriberID(BSTR* subscriber_id) override {
         return Call(m_place, L"FailGetSubscriberId",
-                    [&] { return GiveText(m_place, L"SubscriberId", subscriber_id); });
+                    [&] { return GiveSimText(m_place, L"SubscriberId", subscriber_id); });
     }
     HRESULT STDMETHODCALLTYPE get_SimIccID(BSTR* sim_icc_id) override {
         return Call(m_place, L"FailGetSimIccId",
-                    [&] { return GiveText(m_place, L"SimIccId", sim_icc_id); });
+                    [&] { return GiveSimText(m_place, L"SimIccId", sim_icc_id); });
     }
 
  private:
@@ -107,7 +120,7 @@ class Connection final : public ModemObject<MbnConnection> {
     HRESULT STDMETHODCALLTYPE GetConnectionState(int* state, BSTR* profile_name) override {
         return Call(m_place, L"FailGetConnectionState", [&] {
             *state = static_cast<int>(ReadNumber(m_place, L"ActivationState").value_or(0));
-            return GiveText(m_place, L"ActiveProfile", profile_name);
+            return GiveText(m_place, ReadText(m_place, L"ActiveProfile"), profile_name);
         });
     }
 
@@ -133,7 +146,7 @@ class Interface final : public ModemObject<MbnInterface> {
     }
     HRESULT STDMETHODCALLTYPE GetReadyState(int* state) override {
         return Call(m_place, L"FailGetReadyState", [&] {
-            *state = static_cast<int>(ReadNumber(m_place, L"ReadyState").value_or(0));
+            *state = static_cast<int>(ReadyStateOf(m_place));
             return S_OK;
         });
     }
@@ -143,8 +156,8 @@ class Interface final : public ModemObject<MbnInterface> {
         constexpr ULONG kHome = 1;
         *provider = {own_text, kHome, own_text, 0};
         return Call(m_place, L"FailGetHomeProvider", [&] {
-            GiveText(m_place, L"ProviderId", &provider->id);
-            return GiveText(m_place, L"ProviderName", &provider->name);
+            GiveText(m_place, ReadText(m_place, L"ProviderId"), &provider->id);
+            return GiveText(m_place, ReadText(m_place, L"ProviderName"), &provider->name);
         });
     }
     HRESULT STDMETHODCALLTYPE GetConnection(MbnConnection** connection) override {
@@ -187,8 +200,11 @@ class ProfileManager final : public ModemObject<MbnConnectionProfileManager> {
         }
         // The server is in-process and its threading model is Both, so there is no proxy.
         const std::wstring& place = static_cast<Interface*>(mbn_interface)->Place();
-        return Call(place, L"FailGetConnectionProfiles",
-                    [&] { return GiveArray<Profile>(Profiles(place), 0, profiles); });
+        return Call(place, L"FailGetConnectionProfiles", [&] {
+            return ReadyStateOf(place) != kInitialized
+                       ? HRESULT_FROM_WIN32(ERROR_NOT_READY)
+                       : GiveArray<Profile>(Profiles(place), 0, profiles);
+        });
     }
     HRESULT STDMETHODCALLTYPE CreateConnectionProfile(LPCWSTR document) override {
         return Call(L"", L"FailCreateProfile",

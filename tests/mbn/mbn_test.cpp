@@ -190,9 +190,24 @@ TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
     AddInterface(L"0", MBN_READY_STATE_DEVICE_LOCKED);
     FailModem(L"0", L"FailGetSimIccId");
     EXPECT_EQ(Ask(L"MBNHELPER_CREATEPROFILE", L"|1\n2|NONE2|4|5|6|7|8|9"), L"true 7 |1");
-    EXPECT_EQ(TakePrinted(), L"fail overfail over");
+    EXPECT_EQ(TakePrinted(), L"GetConnectionProfiles errorfail overfail over");
     ExpectInDocument(L"0", {L"<Description>1<", L"<SubscriberID>subscriber0<", L"<SimIccID><",
                             L"<HomeProviderName><", L"<Compression>7<"});
+}
+
+TEST_F(MbnHelperTest, AnInterfaceThatIsNotReadyEndsTheDeletionOfProfiles) {
+    for (const wchar_t* place : {L"0", L"1", L"2"}) {
+        AddInterface(place, *place == L'1' ? MBN_READY_STATE_SIM_NOT_INSERTED : 1);
+        Store(Modem(place) + L"\\Profiles\\0", L"Name", L"kept");
+    }
+    EXPECT_EQ(Ask(L"MBNHELPER_DELETEPROFILE"), L"true 7 untouched");
+    EXPECT_EQ(TakePrinted(), L"GetConnectionProfiles error");
+    EXPECT_EQ(StoredText(Modem(L"0\\Profiles\\0"), L"Name"), L"");
+    EXPECT_EQ(StoredText(Modem(L"2\\Profiles\\0"), L"Name"), L"kept");
+    // Without a SIM there is no number of it.
+    EXPECT_EQ(Ask(L"MBNHELPER_GETSIMICCID"), L"true 7 iccid2");
+    Store(Modem(L"2"), L"ReadyState", 2);
+    EXPECT_EQ(Ask(L"MBNHELPER_GETSIMICCID"), L"true 7");
 }
 
 // Makes the function fail: a function of the simulated modem (call 0) always, a function of Windows
