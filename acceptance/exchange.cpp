@@ -7,8 +7,7 @@
 
 #include "acceptance/items.h"
 #include "client/requests/answerformat.h"
-#include "interface/endpoint.h"
-#include "win32/rpctext.h"
+#include "connection/guardedcall.h"
 
 namespace {
 
@@ -16,32 +15,24 @@ constexpr wchar_t kMark = L'#';
 
 std::atomic<Exchange*> g_exchanges[kPlaces];
 
-// CallGuarded for a function object without arguments.
-template <typename Function>
-DWORD StatusOf(Function function) {
-    return CallGuarded([](void* object) { (*static_cast<Function*>(object))(); }, &function);
-}
-
 }  // namespace
 
-void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text) {
+// Stores the answer in its exchange.
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     const long place = text[0] == kMark ? std::wcstol(text + 1, nullptr, 10) : number;
     Exchange* exchange = place >= 0 && place < kPlaces ? g_exchanges[place].load() : nullptr;
     if (exchange == nullptr) {
         return;
     }
     ++exchange->answers;
-    exchange->answer = {command, flag, number, text};
+    exchange->answer = {command, flag != 0, number, text};
     if (exchange->in_callback) {
         exchange->in_callback();
     }
 }
 
 DWORD Exchange::Result() const {
-    const bool echoed = answers == 1 && answer.command == sent.command &&
-                        answer.flag == sent.flag && answer.number == sent.number &&
-                        answer.text == sent.text;
-    return status != 0 || echoed ? status : ERROR_INVALID_DATA;
+    return status != 0 || (answers == 1 && answer == sent) ? status : ERROR_INVALID_DATA;
 }
 
 std::wstring Exchange::Text() const {
@@ -64,62 +55,31 @@ Exchange RequestOf(int place, const Command& command) {
                                   : Exchange{place, {command.name, true, place, command.text}};
 }
 
-Session::Session(const ClientStub& stub)
-    : m_stub(stub),
-      m_status(
-          static_cast<DWORD>(RpcBindingFromStringBindingW(RpcText(kStringBinding), &m_binding))) {
-    if (m_status == 0) {
-        m_status = StatusOf([this] { m_stub.open(m_binding, &m_context); });
-    }
-}
-
-Session::~Session() {
-    if (m_context != nullptr) {
-        Close();
-    }
-    if (m_binding != nullptr) {
-        RpcBindingFree(&m_binding);
-    }
-}
-
-DWORD Session::Send(Exchange& exchange) {
+DWORD Session::Send(Exchange& exchange) const {
     g_exchanges[exchange.place] = &exchange;
-    exchange.status = m_status != 0 ? m_status : StatusOf([&] {
-        const RequestValues& sent = exchange.sent;
-        m_stub.request(m_context, sent.command.c_str(), static_cast<boolean>(sent.flag),
-                       sent.number, const_cast<wchar_t*>(sent.text.c_str()));
-    });
+    exchange.status = Connection::Send(exchange.sent);
     g_exchanges[exchange.place] = nullptr;
     return exchange.status;
 }
 
-DWORD Session::Ask() {
+DWORD Session::Ask() const {
     Exchange echo = Echo(kPlaces - 1);
     Send(echo);
     return echo.Result();
 }
 
-DWORD Session::Close() {
-    const DWORD status = StatusOf([this] { m_stub.close(&m_context); });
-    if (m_context != nullptr) {
-        // Frees this process's part of it.
-        StatusOf([this] { RpcSsDestroyClientContext(&m_context); });
-    }
-    return status;
-}
-
 ContextBytes Session::Bytes() const {
     ContextBytes bytes;
-    NDRCContextMarshall(m_context, &bytes);
+    NDRCContextMarshall(Context(), &bytes);
     return bytes;
 }
 
-DWORD Session::CallWith(unsigned long procedure, void* buffer, std::size_t size) {
+DWORD Session::CallWith(unsigned long procedure, void* buffer, std::size_t size) const {
     RPC_MESSAGE message = {};
     MIDL_STUB_MESSAGE stub = {};
     const DWORD status = StatusOf([&] {
         NdrClientInitializeNew(&message, &stub, &g_ndr20Descriptor, procedure);
-        NdrGetBuffer(&stub, static_cast<unsigned long>(size), m_binding);
+        NdrGetBuffer(&stub, static_cast<unsigned long>(size), Binding());
         std::memcpy(stub.Buffer, buffer, size);
         stub.Buffer += size;
         NdrSendReceive(&stub, stub.Buffer);

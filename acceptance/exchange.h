@@ -11,12 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/requests/connection.h"
-
-// Calls function(argument). Gives 0, or the code of the structured exception that it raised: an RPC
-// or Win32 status, or the code of a crash. Unwinds the frames of the call without running C++
-// destructors.
-extern "C" DWORD CallGuarded(void (*function)(void*), void* argument);
+#include "connection/connection.h"
 
 // Each exchange in progress has its own place, from 0 to kPlaces - 1.
 inline constexpr int kPlaces = 1400;
@@ -73,13 +68,6 @@ Exchange RequestOf(int place, const Command& command);
 // The procedures by number.
 enum ProcedureNumber : unsigned long { kOpen, kClose, kRequest };
 
-// The procedures of a client stub.
-struct ClientStub {
-    decltype(&RemoteOpen) open;
-    decltype(&RemoteRequest) request;
-    decltype(&RemoteClose) close;
-};
-inline constexpr ClientStub kShippedStub = {RemoteOpen, RemoteRequest, RemoteClose};
 // Stubs that offer only one transfer syntax.
 extern const ClientStub kNdr20Stub;
 extern const ClientStub kNdr64Stub;
@@ -92,34 +80,23 @@ struct ContextBytes {
     GUID id = {};
 };
 
-// A binding to the service and a context, which is opened at once. Calls give the code of their
-// exception, 0 for none.
-class Session {
+// A connection whose answers go to their exchanges.
+class Session : public Connection {
  public:
-    explicit Session(const ClientStub& stub = kShippedStub);
-    Session(const Session&) = delete;
-    ~Session();
+    explicit Session(const ClientStub& stub = kShippedStub) : Connection(kStringBinding, stub) {}
 
-    // Sends the request. Gives its status and stores it in the exchange; if the open failed, the
-    // status of the open.
-    DWORD Send(Exchange& exchange);
+    // Sends the request. Gives its status and stores it in the exchange.
+    DWORD Send(Exchange& exchange) const;
     // The result of one echo.
-    DWORD Ask();
-    DWORD Close();
+    [[nodiscard]] DWORD Ask() const;
 
     [[nodiscard]] ContextBytes Bytes() const;
     // Calls a procedure by its number and sends `buffer` as it is: no stub checks it, and no
     // context must be known to this process. The service's reply overwrites the buffer, up to its
     // size.
-    DWORD CallWith(unsigned long procedure, void* buffer, std::size_t size);
+    DWORD CallWith(unsigned long procedure, void* buffer, std::size_t size) const;
     // Closes any context, which may be another session's. The reply overwrites `bytes`.
-    DWORD CloseBytes(ContextBytes& bytes) { return CallWith(kClose, &bytes, sizeof(bytes)); }
-
- private:
-    const ClientStub& m_stub;
-    RPC_BINDING_HANDLE m_binding = nullptr;
-    REQUEST_CONTEXT_HANDLE m_context = nullptr;
-    DWORD m_status;
+    DWORD CloseBytes(ContextBytes& bytes) const { return CallWith(kClose, &bytes, sizeof(bytes)); }
 };
 
 // Counts the exchanges of all threads that ended well, and keeps the first that did not.
@@ -135,9 +112,6 @@ class Tally {
     int m_right = 0;
     std::wstring m_first;
 };
-
-// Stores an answer in its exchange. The RPC runtime calls it, on any thread.
-void TakeAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text);
 
 // Runs work(0) to work(count - 1), each on its own thread, and waits for all of them.
 void InParallel(int count, const std::function<void(int)>& work);

@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "acceptance/items.h"
-#include "client/requests/connection.h"
 
 namespace {
 
@@ -194,7 +193,6 @@ std::wstring Outcome(DWORD status) {
 }
 
 int wmain(int argc, wchar_t** argv) {
-    HandleAnswers(TakeAnswer);
     EnableDebugPrivilege();
     const bool is_child = argc > 2 && std::wstring_view(argv[1]) == L"--child";
     const ChildKind* child = is_child ? Named(kChildren, argv[2]) : nullptr;

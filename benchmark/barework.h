@@ -2,6 +2,7 @@
 #pragma once
 
 inline constexpr wchar_t kBareEndpoint[] = L"TesselBareEndpoint";
+inline constexpr wchar_t kBareStringBinding[] = L"ncalrpc:[TesselBareEndpoint]";
 
 // The only command that the bare server interprets. Its number is the BareWork for all later
 // requests, its text the path of the document to send.

@@ -1,7 +1,7 @@
 // tesselctl: sends requests to the service and shows its answers.
 #include <windows.h>
-#include <rpc.h>
 
+#include <atomic>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -12,8 +12,9 @@
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requests/answerformat.h"
-#include "client/requests/commandhelp.h"
-#include "client/requests/connection.h"
+#include "client/requests/answers.h"
+#include "client/requests/findcommand.h"
+#include "client/requests/requesttimes.h"
 #include "client/rights/grant.h"
 #include "client/trace.h"
 
@@ -75,17 +76,10 @@ Examples:
   tesselctl MBNHELPER_GETSIMICCID --json
   tesselctl MBNHELPER_CREATEPROFILE --text "Office|internet.example|NONE|-|-|IPv4")";
 
-// The RPC runtime reports a failed call as a structured exception with an RPC or Win32 status. Such
-// an exception in any thread ends the program. All other exceptions crash it.
-LONG WINAPI ReportRpcFailure(EXCEPTION_POINTERS* exception) {
-    const DWORD status = exception->ExceptionRecord->ExceptionCode;
-    if (!IsRpcStatus(status)) {
-        return EXCEPTION_CONTINUE_SEARCH;
-    }
+void PrintFailure(DWORD status) {
     const FailureWords words = DescribeFailure(status);
     PrintErrorLine(L"tesselctl: " + std::wstring(words.meaning) + L" (error " +
                    std::to_wstring(status) + L").\n" + words.advice);
-    ExitProcess(kUnreachable);
 }
 
 void PrintList() {
@@ -98,29 +92,28 @@ void PrintList() {
     }
 }
 
-// For PrintAnswer.
-AnswerFormat g_format = AnswerFormat::kPlain;
-std::wstring g_padding;
-
-void PrintAnswer(const wchar_t* command, bool flag, long number, const wchar_t* text) {
-    PrintLine(FormatAnswer(g_format, g_padding, command, flag, number, text));
-}
-
-// Sends the request `repeat` times from each of `parallel` threads. Opens a connection for each
-// thread first. Adds all durations to `times`. Returns false if a thread cannot be created.
+// Sends the request `repeat` times from each of `parallel` threads, until a call fails. Opens a
+// connection for each thread first. Adds all durations to `times`. Prints the reason and returns
+// false if a call failed or a thread cannot be created.
 bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTimes& times) {
-    std::vector<Connection> connections(static_cast<std::size_t>(parallel));
-    for (Connection& connection : connections) {
-        connection.Open();
-    }
+    const std::vector<Connection> connections(static_cast<std::size_t>(parallel));
+    std::vector<RequestTimes> times_of(connections.size());
+    std::atomic<DWORD> failure = ERROR_SUCCESS;
+    const auto send = [&](std::size_t place) {
+        for (int i = 0; i < repeat && failure == ERROR_SUCCESS; ++i) {
+            const std::uint64_t start = MicrosecondsNow();
+            const DWORD status = connections[place].Send(request);
+            if (status != ERROR_SUCCESS) {
+                failure = status;
+                return;
+            }
+            AddTimeSince(start, times_of[place]);
+        }
+    };
     std::vector<std::thread> threads;
     try {
-        for (Connection& connection : connections) {
-            threads.emplace_back([&request, &connection, repeat] {
-                for (int i = 0; i < repeat; ++i) {
-                    connection.Send(request);
-                }
-            });
+        while (threads.size() < connections.size()) {
+            threads.emplace_back(send, threads.size());
         }
     } catch (const std::system_error&) {
         PrintErrorLine(L"tesselctl: cannot create more threads than " +
@@ -129,23 +122,27 @@ bool SendAll(const RequestValues& request, int repeat, int parallel, RequestTime
     for (std::thread& thread : threads) {
         thread.join();
     }
-    for (Connection& connection : connections) {
-        connection.Close();
-        times.insert(times.end(), connection.times.begin(), connection.times.end());
+    for (const RequestTimes& own : times_of) {
+        times.insert(times.end(), own.begin(), own.end());
     }
-    return threads.size() == connections.size();
+    if (failure != ERROR_SUCCESS) {
+        PrintFailure(failure);
+    }
+    return failure == ERROR_SUCCESS && threads.size() == connections.size();
 }
 
 int Request(const Options& options) {
     const std::wstring& command = *options.command;
     const CommandHelp* help = FindCommandHelp(command);
     const bool pad = help != nullptr && help->needs == Needs::kPadding && !options.text;
-    g_padding.assign(pad ? kPaddingLength : 0, L' ');
-    g_format = options.json ? AnswerFormat::kJson : AnswerFormat::kPlain;
+    const std::wstring padding(pad ? kPaddingLength : 0, L' ');
     const RequestValues request = {command, options.flag.value_or(false),
-                                   options.number.value_or(0), options.text.value_or(g_padding)};
+                                   options.number.value_or(0), options.text.value_or(padding)};
     if (!options.quiet) {
-        HandleAnswers(PrintAnswer);
+        const AnswerFormat format = options.json ? AnswerFormat::kJson : AnswerFormat::kPlain;
+        HandleAnswers([padding, format](const RequestValues& answer) {
+            PrintLine(FormatAnswer(format, padding, answer));
+        });
     }
 
     RequestTimes times;
@@ -180,7 +177,6 @@ int Request(const Options& options) {
 }  // namespace
 
 int wmain(int argc, wchar_t* argv[]) {
-    SetUnhandledExceptionFilter(ReportRpcFailure);
     std::wstring error;
     const std::optional<Options> options = ParseOptions(argc, argv, error);
     if (!options) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "client/nearest.h"
-#include "client/requests/commandhelp.h"
+#include "client/requests/findcommand.h"
 #include "client/textfile.h"
 
 namespace {

@@ -31,7 +31,7 @@ function(tessel_configure target)
     -fstack-protector-strong ${TESSEL_DEBUG_INFORMATION}
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${sources}=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=.")
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE folder)
-  if(folder MATCHES "^(\\.|appkit|client|interface|service)$")
+  if(folder MATCHES "^(\\.|appkit|client|connection|interface|service)$")
     target_compile_options(${target} PRIVATE ${TESSEL_PRODUCT_WARNINGS})
   endif()
   target_compile_definitions(${target} PRIVATE

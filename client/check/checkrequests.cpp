@@ -2,13 +2,13 @@
 
 #include <windows.h>
 #include <cfgmgr32.h>
-#include <rpc.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <iterator>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -18,8 +18,10 @@
 #include <vector>
 
 #include "bledevice/controldevice.h"
-#include "client/requests/commandhelp.h"
-#include "client/requests/connection.h"
+#include "client/requests/answers.h"
+#include "client/requests/findcommand.h"
+#include "client/requests/requesttimes.h"
+#include "connection/connection.h"
 #include "interface/endpoint.h"
 #include "win32/uniquehandle.h"
 
@@ -31,77 +33,71 @@ constexpr std::chrono::seconds kTimeLimit(30);
 // The time of the first one does not count.
 constexpr std::size_t kEchoes = 21;
 
-struct Answer {
-    bool came = false;
-    bool flag = false;
-    long number = 0;
-    std::wstring text;
+// What happened until the last request, or until the service did not answer in time.
+struct Progress {
+    bool opened = false;
+    // One for each request that the service was done with; without a command if it did not answer.
+    std::vector<RequestValues> answers;
+    RequestTimes times;
+    // ERROR_SUCCESS, or the status of the call that failed. Nothing while a call is in progress.
+    std::optional<DWORD> status;
 };
 
-// The requests of one connection and their answers. The first `done` answers may be read.
-struct Exchange {
-    std::vector<RequestValues> requests;
-    std::vector<Answer> answers = std::vector<Answer>(requests.size());
-    Connection connection = {};
-    std::atomic<bool> opened = false;
-    std::atomic<std::size_t> done = 0;
-    std::mutex lock = {};
-    std::condition_variable ended = {};
-    // ERROR_SUCCESS after the last request, or the status of the call that failed.
-    std::optional<DWORD> status = {};
+// What the thread that sends shares with the thread that waits.
+struct Conversation {
+    std::mutex lock;
+    std::condition_variable changed;
+    Progress progress;
+    // To the request in progress.
+    RequestValues answer;
 };
 
-// Never freed: its thread may still use it.
-Exchange* g_exchange = nullptr;
-
-void KeepAnswer(const wchar_t* /*command*/, bool flag, long number, const wchar_t* text) {
-    g_exchange->answers[g_exchange->done] = {true, flag, number, text};
-}
-
-void End(DWORD status) {
-    const std::lock_guard guard(g_exchange->lock);
-    g_exchange->status = status;
-    g_exchange->ended.notify_one();
-}
-
-void Run() {
-    g_exchange->connection.Open();
-    g_exchange->opened = true;
-    for (const RequestValues& request : g_exchange->requests) {
-        g_exchange->connection.Send(request);
-        ++g_exchange->done;
+// Returns the status of the last call. The connection is closed then.
+DWORD SendAll(Conversation& shared, const std::vector<RequestValues>& requests) {
+    const Connection connection;
+    DWORD status = connection.Status();
+    {
+        const std::lock_guard guard(shared.lock);
+        shared.progress.opened = status == ERROR_SUCCESS;
     }
-    g_exchange->connection.Close();
-    End(ERROR_SUCCESS);
+    for (std::size_t i = 0; i < requests.size() && status == ERROR_SUCCESS; ++i) {
+        const std::uint64_t start = MicrosecondsNow();
+        status = connection.Send(requests[i]);
+        const std::lock_guard guard(shared.lock);
+        if (status == ERROR_SUCCESS) {
+            AddTimeSince(start, shared.progress.times);
+            shared.progress.answers.push_back(std::exchange(shared.answer, {}));
+        }
+        shared.changed.notify_one();
+    }
+    return status;
 }
 
-LONG WINAPI StopThread(EXCEPTION_POINTERS* exception) {
-    const DWORD status = exception->ExceptionRecord->ExceptionCode;
-    if (!IsRpcStatus(status)) {
-        return EXCEPTION_CONTINUE_SEARCH;
+// Sends the requests from a thread of its own. Does not wait for that thread any more if the
+// service does not answer in time: the status is then WAIT_TIMEOUT.
+Progress CarryOut(std::vector<RequestValues> requests) {
+    const auto shared = std::make_shared<Conversation>();
+    HandleAnswers([shared](const RequestValues& answer) {
+        const std::lock_guard guard(shared->lock);
+        shared->answer = answer;
+    });
+    std::thread([shared, requests = std::move(requests)] {
+        const DWORD status = SendAll(*shared, requests);
+        const std::lock_guard guard(shared->lock);
+        shared->progress.status = status;
+        shared->changed.notify_one();
+    }).detach();
+    std::unique_lock guard(shared->lock);
+    const Progress& progress = shared->progress;
+    bool moves = true;
+    while (!progress.status && moves) {
+        moves = shared->changed.wait_for(guard, kTimeLimit, [&, done = progress.answers.size()] {
+            return progress.status || progress.answers.size() != done;
+        });
     }
-    End(status);
-    // This thread cannot unwind its frames.
-    for (;;) {
-        Sleep(INFINITE);
-    }
-}
-
-// Sends the requests and fills g_exchange. Returns its status, or WAIT_TIMEOUT.
-DWORD CarryOut(std::vector<RequestValues> requests) {
-    g_exchange = new Exchange{std::move(requests)};
-    g_exchange->connection.times.reserve(g_exchange->requests.size());
-    HandleAnswers(KeepAnswer);
-    SetUnhandledExceptionFilter(StopThread);
-    std::thread(Run).detach();
-    std::unique_lock guard(g_exchange->lock);
-    std::size_t done = 0;
-    do {
-        done = g_exchange->done;
-        g_exchange->ended.wait_for(guard, kTimeLimit,
-                                   [] { return g_exchange->status.has_value(); });
-    } while (!g_exchange->status && g_exchange->done != done);
-    return g_exchange->status.value_or(WAIT_TIMEOUT);
+    Progress reached = progress;
+    reached.status = progress.status.value_or(WAIT_TIMEOUT);
+    return reached;
 }
 
 void AddFailure(Findings& findings, const wchar_t* item, DWORD status) {
@@ -110,15 +106,13 @@ void AddFailure(Findings& findings, const wchar_t* item, DWORD status) {
                  DescribeFailure(status).advice);
 }
 
+using Answers = std::span<const RequestValues>;
+
 const RequestValues kEcho = {L"REGISTRYHELPER_ISVZWQ", true, 7, L"check"};
 
-void CheckEchoes(Findings& findings, std::span<const Answer> answers) {
-    const auto same = std::ranges::count_if(answers, [](const Answer& answer) {
-        return answer.came && answer.flag && answer.number == kEcho.number &&
-               answer.text == kEcho.text;
-    });
-    RequestTimes times(g_exchange->connection.times.begin() + 1,
-                       g_exchange->connection.times.begin() + kEchoes);
+void CheckEchoes(Findings& findings, Answers answers, const RequestTimes& all) {
+    const auto same = std::ranges::count(answers, kEcho);
+    RequestTimes times(all.begin() + 1, all.begin() + kEchoes);
     findings.Check(same == kEchoes, kFault, L"requests.answer",
                    std::to_wstring(same) + L" of " + std::to_wstring(kEchoes) +
                        L" answered as sent; median " + Milliseconds(Percentile(times, 50)) +
@@ -155,7 +149,7 @@ constexpr const wchar_t* kIdentities[] = {
 };
 const std::wstring kPadding(kPaddingLength, L' ');
 
-void CheckModem(Findings& findings, std::span<const Answer> answers) {
+void CheckModem(Findings& findings, Answers answers) {
     const long state = answers[0].number;
     const bool known = state >= 0 && state < static_cast<long>(std::size(kReadyStates));
     const ReadyState& ready = known ? kReadyStates[state] : ReadyState{kWarning, L"not known", L""};
@@ -201,7 +195,7 @@ void LookForDevice(Findings& findings, bool asked) {
     }
 }
 
-void CheckDevice(Findings& findings, std::span<const Answer> answers) {
+void CheckDevice(Findings& findings, Answers answers) {
     if (answers[0].number == 0) {
         LookForDevice(findings, true);
         return;
@@ -220,14 +214,16 @@ void CheckDevice(Findings& findings, std::span<const Answer> answers) {
 struct Question {
     const wchar_t* item;
     std::vector<RequestValues> requests;
-    void (*check)(Findings& findings, std::span<const Answer> answers);
+    std::function<void(Findings& findings, Answers answers)> check;
 };
 
 }  // namespace
 
 bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
+    Progress progress;
     std::vector<Question> questions = {
-        {L"requests.answer", std::vector<RequestValues>(kEchoes, kEcho), CheckEchoes}};
+        {L"requests.answer", std::vector<RequestValues>(kEchoes, kEcho),
+         [&](Findings& all, Answers answers) { CheckEchoes(all, answers, progress.times); }}};
     if (!without.modem) {
         questions.push_back({L"modem.state", {{L"MBNHELPER_CHECKINTERFACE"}}, CheckModem});
         for (const wchar_t* command : kIdentities) {
@@ -242,9 +238,9 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
     for (const Question& question : questions) {
         requests.insert(requests.end(), question.requests.begin(), question.requests.end());
     }
-    const DWORD status = CarryOut(std::move(requests));
-    if (!g_exchange->opened) {
-        AddFailure(findings, L"requests.open", status);
+    progress = CarryOut(std::move(requests));
+    if (!progress.opened) {
+        AddFailure(findings, L"requests.open", *progress.status);
         if (!without.device) {
             LookForDevice(findings, false);
         }
@@ -255,10 +251,10 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
         kStringBinding +
             std::wstring(stopped ? L", of another process: the service is stopped" : L""),
         L"end that process; if it is not a tessel-service -console, find out what it is");
-    std::span<const Answer> answers(g_exchange->answers.data(), g_exchange->done);
+    Answers answers = progress.answers;
     for (const Question& question : questions) {
         if (answers.size() < question.requests.size()) {
-            AddFailure(findings, question.item, status);
+            AddFailure(findings, question.item, *progress.status);
             break;
         }
         question.check(findings, answers.first(question.requests.size()));

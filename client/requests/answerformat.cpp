@@ -49,20 +49,17 @@ std::wstring JsonText(std::wstring_view text) {
 
 std::wstring FormatAnswer(AnswerFormat format,
                           std::wstring_view padding,
-                          std::wstring_view command,
-                          bool flag,
-                          long number,
-                          std::wstring_view text) {
-    const bool unread = !padding.empty() && text == padding;
-    const bool none = !padding.empty() && text.empty();
-    const std::wstring shown = unread ? L"\"\"" : JsonText(text);
-    const wchar_t* flag_text = flag ? L"true" : L"false";
+                          const RequestValues& answer) {
+    const bool unread = !padding.empty() && answer.text == padding;
+    const bool none = !padding.empty() && answer.text.empty();
+    const std::wstring shown = unread ? L"\"\"" : JsonText(answer.text);
+    const wchar_t* flag = answer.flag ? L"true" : L"false";
+    const std::wstring number = std::to_wstring(answer.number);
     if (format == AnswerFormat::kJson) {
-        return L"{\"command\":" + JsonText(command) + L",\"flag\":" + flag_text + L",\"number\":" +
-               std::to_wstring(number) + L",\"text\":" + shown + L"}";
+        return L"{\"command\":" + JsonText(answer.command) + L",\"flag\":" + flag +
+               L",\"number\":" + number + L",\"text\":" + shown + L"}";
     }
-    return std::wstring(command) + L"  flag=" + flag_text + L"  number=" + std::to_wstring(number) +
-           L"  text=" + shown +
+    return answer.command + L"  flag=" + flag + L"  number=" + number + L"  text=" + shown +
            (unread ? L" (nothing was read)"
             : none ? L" (there is none)"
                    : L"");

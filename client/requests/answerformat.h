@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "connection/connection.h"
+
 // Returns `text` as a JSON string, with its quotation marks.
 std::wstring JsonText(std::wstring_view text);
 
@@ -14,7 +16,4 @@ enum class AnswerFormat { kPlain, kJson };
 // an answer with an empty text as "there is none".
 std::wstring FormatAnswer(AnswerFormat format,
                           std::wstring_view padding,
-                          std::wstring_view command,
-                          bool flag,
-                          long number,
-                          std::wstring_view text);
+                          const RequestValues& answer);

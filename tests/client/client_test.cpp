@@ -184,17 +184,19 @@ TEST(NearestTest, OnlyAWordThatIsNearlyACommandHasANearestOne) {
 }
 
 TEST(AnswersTest, JsonKeepsEveryTextReadableBack) {
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kJson, L"", L"C", true, -1, L"a\"\\\n\r\t\x1F \xE9\xFFE9"),
-              L"{\"command\":\"C\",\"flag\":true,\"number\":-1,"
-              L"\"text\":\"a\\\"\\\\\\n\\r\\t\\u001f \xE9\xFFE9\"}");
+    EXPECT_EQ(
+        FormatAnswer(AnswerFormat::kJson, L"", {L"C", true, -1, L"a\"\\\n\r\t\x1F \xE9\xFFE9"}),
+        L"{\"command\":\"C\",\"flag\":true,\"number\":-1,"
+        L"\"text\":\"a\\\"\\\\\\n\\r\\t\\u001f \xE9\xFFE9\"}");
     // Surrogates stay together and are escaped alone.
-    EXPECT_EQ(FormatAnswer(AnswerFormat::kPlain, L"", L"C", false, 0, L"\xD83D\xDE00\xDE00\xD83D"),
-              L"C  flag=false  number=0  text=\"\xD83D\xDE00\\ude00\\ud83d\"");
+    EXPECT_EQ(
+        FormatAnswer(AnswerFormat::kPlain, L"", {L"C", false, 0, L"\xD83D\xDE00\xDE00\xD83D"}),
+        L"C  flag=false  number=0  text=\"\xD83D\xDE00\\ude00\\ud83d\"");
 }
 
 TEST(AnswersTest, PaddingThatComesBackWasNotOverwrittenAndAnEmptyTextWasRead) {
     const auto shown = [](AnswerFormat format, const wchar_t* padding, const wchar_t* text) {
-        const std::wstring line = FormatAnswer(format, padding, L"C", false, 0, text);
+        const std::wstring line = FormatAnswer(format, padding, {L"C", false, 0, text});
         return line.substr(line.find(L"text"));
     };
     EXPECT_EQ(shown(AnswerFormat::kPlain, L"  ", L"  "), L"text=\"\" (nothing was read)");

@@ -1,4 +1,4 @@
-#include "client/requests/commandhelp.h"
+#include "client/requests/findcommand.h"
 
 #include <algorithm>
 

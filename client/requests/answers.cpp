@@ -1,40 +1,22 @@
-#include "client/requests/connection.h"
+#include "client/requests/answers.h"
 
 #include <atomic>
-
-#include "interface/endpoint.h"
-#include "win32/rpctext.h"
+#include <utility>
 
 namespace {
 
-AnswerHandler g_handler = nullptr;
+// Never freed: a request may still be in progress when the program ends.
+const std::function<void(const RequestValues&)>* g_handler = nullptr;
 std::atomic<long> g_count = 0;
 
 }  // namespace
 
-void Connection::Open() {
-    const RPC_STATUS status = RpcBindingFromStringBindingW(RpcText(kStringBinding), &binding);
-    if (status != RPC_S_OK) {
-        RaiseException(static_cast<DWORD>(status), 0, 0, nullptr);
-    }
-    RemoteOpen(binding, &context);
+void HandleAnswers(std::function<void(const RequestValues& answer)> handler) {
+    g_handler = new std::function(std::move(handler));
 }
 
-void Connection::Send(const RequestValues& request) {
-    const std::uint64_t start = MicrosecondsNow();
-    // The service overwrites only its own copy of the text.
-    RemoteRequest(context, request.command.c_str(), static_cast<boolean>(request.flag),
-                  request.number, const_cast<wchar_t*>(request.text.c_str()));
-    AddTimeSince(start, times);
-}
-
-void Connection::Close() {
-    RemoteClose(&context);
-    RpcBindingFree(&binding);
-}
-
-bool IsRpcStatus(DWORD exception_code) {
-    return (exception_code & 0xFFFF0000) == 0;
+long AnswerCount() {
+    return g_count;
 }
 
 FailureWords DescribeFailure(DWORD status) {
@@ -57,17 +39,9 @@ FailureWords DescribeFailure(DWORD status) {
     }
 }
 
-void HandleAnswers(AnswerHandler handler) {
-    g_handler = handler;
-}
-
-long AnswerCount() {
-    return g_count;
-}
-
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ++g_count;
     if (g_handler != nullptr) {
-        g_handler(command, flag != 0, number, text);
+        (*g_handler)({command, flag != 0, number, text});
     }
 }
