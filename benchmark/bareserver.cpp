@@ -39,38 +39,21 @@ long ReadSetting() {
     return static_cast<long>(value);
 }
 
-void Store(const wchar_t* path, const wchar_t* name, DWORD type, const void* data, size_t size) {
+void Store(const wchar_t* path, const wchar_t* name, DWORD type, const void* data, DWORD size) {
     RegistryKey key;
     RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_WRITE, nullptr, key.put(),
                     nullptr);
-    RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data),
-                   static_cast<DWORD>(size));
+    RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size);
 }
 
 void Route(std::span<const UsbfnStep> steps) {
     for (const UsbfnStep& step : steps) {
-        switch (step.action) {
-            case UsbfnAction::kDelete: {
-                RegistryKey key;
-                RegOpenKeyExW(HKEY_LOCAL_MACHINE, step.key_path, 0, KEY_ALL_ACCESS, key.put());
-                RegDeleteValueW(key.get(), step.value_name);
-                break;
-            }
-            case UsbfnAction::kSetDword:
-                Store(step.key_path, step.value_name, REG_DWORD, &step.number, sizeof(step.number));
-                break;
-            case UsbfnAction::kSetString:
-                Store(step.key_path, step.value_name, REG_SZ, step.text.data(),
-                      (step.text.size() + 1) * sizeof(wchar_t));
-                break;
-            case UsbfnAction::kSetInterfaceList:
-                Store(step.key_path, step.value_name, REG_MULTI_SZ, step.text.data(),
-                      step.text.size() * sizeof(wchar_t));
-                break;
-            case UsbfnAction::kSetBinary:
-                Store(step.key_path, step.value_name, REG_BINARY, step.bytes.data(),
-                      step.bytes.size());
-                break;
+        if (step.type == REG_NONE) {
+            RegistryKey key;
+            RegOpenKeyExW(HKEY_LOCAL_MACHINE, step.key_path, 0, KEY_ALL_ACCESS, key.put());
+            RegDeleteValueW(key.get(), step.value_name);
+        } else {
+            Store(step.key_path, step.value_name, step.type, step.data, step.size);
         }
     }
 }

@@ -4,20 +4,15 @@
 // it prints nothing. The caller owns the strings.
 #pragma once
 
-#include <cstdint>
-#include <span>
-#include <string_view>
+#include <windows.h>
 
-// Store a value, and create the key if it is missing. Call RegCreateKeyExW and RegSetValueExW.
-bool SetUsbfnDword(const wchar_t* key_path, const wchar_t* value_name, std::uint32_t value);
-// Stores a REG_SZ with the terminator, which must follow `text`.
-bool SetUsbfnString(const wchar_t* key_path, const wchar_t* value_name, std::wstring_view text);
-// Stores the REG_MULTI_SZ "InterfaceList". `multi_string` has all terminators and the final empty
-// string.
-bool SetUsbfnInterfaceList(const wchar_t* key_path, std::wstring_view multi_string);
-bool SetUsbfnBinary(const wchar_t* key_path,
-                    const wchar_t* value_name,
-                    std::span<const std::uint8_t> bytes);
+// Stores `size` bytes as a value of the type, and creates the key if it is missing. Calls
+// RegCreateKeyExW and RegSetValueExW.
+bool StoreUsbfnValue(const wchar_t* key_path,
+                     const wchar_t* value_name,
+                     DWORD type,
+                     const void* data,
+                     DWORD size);
 
 // Deletes a value of an existing key. Calls RegOpenKeyExW and RegDeleteValueW.
 bool DeleteUsbfnValue(const wchar_t* key_path, const wchar_t* value_name);

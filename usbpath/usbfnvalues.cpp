@@ -4,6 +4,8 @@
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <string_view>
 
 namespace {
 
@@ -231,68 +233,75 @@ constexpr wchar_t kDiagnosticRouter[] = CONTROL_SET L"Services\\QCDIAGROUTER";
 constexpr wchar_t kDiagnosticBridge[] = CONTROL_SET L"Services\\QCDiagBridge";
 #undef CONTROL_SET
 
+constexpr wchar_t kInterfaceList[] = L"InterfaceList";
+
 constexpr UsbfnStep Delete(const wchar_t* key_path, const wchar_t* value_name) {
-    return {key_path, value_name, UsbfnAction::kDelete};
+    return {key_path, value_name, REG_NONE, nullptr, 0};
 }
 
-constexpr UsbfnStep Dword(const wchar_t* key_path,
-                          const wchar_t* value_name,
-                          std::uint32_t number) {
-    return {key_path, value_name, UsbfnAction::kSetDword, number};
+// A constant with an address.
+template <DWORD number>
+constexpr DWORD kNumber = number;
+
+constexpr UsbfnStep Dword(const wchar_t* key_path, const wchar_t* value_name, const DWORD& number) {
+    return {key_path, value_name, REG_DWORD, &number, sizeof(number)};
 }
 
+// `text` is a literal, which lives as long as the program.
+template <std::size_t units>
 constexpr UsbfnStep String(const wchar_t* key_path,
                            const wchar_t* value_name,
-                           std::wstring_view text) {
-    return {key_path, value_name, UsbfnAction::kSetString, 0, text};
+                           const wchar_t (&text)[units]) {
+    return {key_path, value_name, REG_SZ, text, sizeof(text)};
 }
 
 // Each name in `names` ends with a NUL. The terminator of the literal is the final empty string.
 template <std::size_t units>
 constexpr UsbfnStep InterfaceList(const wchar_t* key_path, const wchar_t (&names)[units]) {
-    return {key_path, kInterfaceListName, UsbfnAction::kSetInterfaceList, 0, {names, units}};
+    return {key_path, kInterfaceList, REG_MULTI_SZ, names, sizeof(names)};
 }
 
+template <std::size_t size>
 constexpr UsbfnStep Binary(const wchar_t* key_path,
                            const wchar_t* value_name,
-                           std::span<const std::uint8_t> bytes) {
-    return {key_path, value_name, UsbfnAction::kSetBinary, 0, {}, bytes};
+                           const std::array<std::uint8_t, size>& bytes) {
+    return {key_path, value_name, REG_BINARY, bytes.data(), size};
 }
 
 // clang-format off
 constexpr UsbfnStep kCpSteps[] = {
-    Dword(kUsb, L"RoleSwitchMode", 3),
+    Dword(kUsb, L"RoleSwitchMode", kNumber<3>),
 
-    Dword(kRmNetConfiguration, L"bmAttributes", 0x80),
-    Dword(kRmNetConfiguration, L"bMaxPower", 0xFA),
+    Dword(kRmNetConfiguration, L"bmAttributes", kNumber<0x80>),
+    Dword(kRmNetConfiguration, L"bMaxPower", kNumber<0xFA>),
     // Deleted first, in case the value has another type.
-    Delete(kRmNetConfiguration, kInterfaceListName),
+    Delete(kRmNetConfiguration, kInterfaceList),
     InterfaceList(kRmNetConfiguration, L"DIAG\0NMEA\0MODEM\0RMNET\0"),
 
-    Dword(kUsbfn, L"IncludeDefaultCfg", 0),
-    Dword(kUsbfn, L"idVendor", 0x05C6),
-    Dword(kUsbfn, L"idProduct", 0x9001),
+    Dword(kUsbfn, L"IncludeDefaultCfg", kNumber<0>),
+    Dword(kUsbfn, L"idVendor", kNumber<0x05C6>),
+    Dword(kUsbfn, L"idProduct", kNumber<0x9001>),
     String(kUsbfn, L"ManufacturerString", L"QUALCOMM"),
     String(kUsbfn, L"ProductString", L"Qualcomm_Composite_Device"),
     String(kUsbfn, L"SerialNumber", L"55378018"),
-    Dword(kUsbfn, L"iProduct", 2),
-    Dword(kUsbfn, L"iManufacturer", 1),
-    Dword(kUsbfn, L"iSerialNumber", 3),
-    Dword(kUsbfn, L"bDeviceClass", 0x00),
-    Dword(kUsbfn, L"bDeviceSubClass", 0x00),
-    Dword(kUsbfn, L"bDeviceProtocol", 0x00),
+    Dword(kUsbfn, L"iProduct", kNumber<2>),
+    Dword(kUsbfn, L"iManufacturer", kNumber<1>),
+    Dword(kUsbfn, L"iSerialNumber", kNumber<3>),
+    Dword(kUsbfn, L"bDeviceClass", kNumber<0x00>),
+    Dword(kUsbfn, L"bDeviceSubClass", kNumber<0x00>),
+    Dword(kUsbfn, L"bDeviceProtocol", kNumber<0x00>),
     String(kUsbfn, L"CurrentConfiguration", L"RmNetCompositeConfig"),
     Binary(kUsbfn, L"BOSDescriptor", kBosDescriptor),
 
-    Dword(kUsbfnDefault, L"bcdDevice", 0x0001),
-    Dword(kUsbfnDefault, L"bDeviceClass", 0x00),
-    Dword(kUsbfnDefault, L"bDeviceProtocol", 0x00),
-    Dword(kUsbfnDefault, L"bDeviceSubClass", 0x00),
-    Dword(kUsbfnDefault, L"idProduct", 0xF0CA),
-    Dword(kUsbfnDefault, L"idVendor", 0x045E),
-    Dword(kUsbfnDefault, L"iManufacturer", 1),
-    Dword(kUsbfnDefault, L"iProduct", 2),
-    Dword(kUsbfnDefault, L"iSerialNumber", 3),
+    Dword(kUsbfnDefault, L"bcdDevice", kNumber<0x0001>),
+    Dword(kUsbfnDefault, L"bDeviceClass", kNumber<0x00>),
+    Dword(kUsbfnDefault, L"bDeviceProtocol", kNumber<0x00>),
+    Dword(kUsbfnDefault, L"bDeviceSubClass", kNumber<0x00>),
+    Dword(kUsbfnDefault, L"idProduct", kNumber<0xF0CA>),
+    Dword(kUsbfnDefault, L"idVendor", kNumber<0x045E>),
+    Dword(kUsbfnDefault, L"iManufacturer", kNumber<1>),
+    Dword(kUsbfnDefault, L"iProduct", kNumber<2>),
+    Dword(kUsbfnDefault, L"iSerialNumber", kNumber<3>),
     String(kUsbfnDefault, L"ManufacturerString", L"Microsoft"),
     String(kUsbfnDefault, L"ProductString", L"Windows 10 Mobile Device"),
 
@@ -311,21 +320,20 @@ constexpr UsbfnStep kCpSteps[] = {
     String(kVidStream, L"InterfaceGuid", L"{31648E59-6FCB-4D81-9C97-D00999B0459A}"),
     Binary(kVidStream, L"MSOSExtendedPropertyDescriptor", kVidStreamProperties),
 
-    Dword(kBusDriver, L"EnableU1U2", 0),
-    Dword(kDiagnosticRouter, L"TransportType", 1),
+    Dword(kBusDriver, L"EnableU1U2", kNumber<0>),
+    Dword(kDiagnosticRouter, L"TransportType", kNumber<1>),
 };
 // clang-format on
 
 constexpr auto kApSteps = [] {
-    constexpr auto kDeleted =
-        std::ranges::count(kCpSteps, UsbfnAction::kDelete, &UsbfnStep::action);
+    constexpr auto kDeleted = std::ranges::count(kCpSteps, DWORD{REG_NONE}, &UsbfnStep::type);
     std::array<UsbfnStep, std::size(kCpSteps) - kDeleted + 1> steps = {};
     UsbfnStep* next = steps.data();
     for (const UsbfnStep& step : kCpSteps) {
         // Kept: this value is set, not deleted.
         if (std::wstring_view(step.value_name) == L"TransportType") {
-            *next++ = Dword(step.key_path, step.value_name, 2);
-        } else if (step.action != UsbfnAction::kDelete) {
+            *next++ = Dword(step.key_path, step.value_name, kNumber<2>);
+        } else if (step.type != REG_NONE) {
             *next++ = Delete(step.key_path, step.value_name);
         }
     }

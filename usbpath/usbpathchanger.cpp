@@ -8,22 +8,10 @@ namespace {
 // Carries out all steps. A step that fails prints its own message, and the next step follows.
 void Apply(std::span<const UsbfnStep> steps) {
     for (const UsbfnStep& step : steps) {
-        switch (step.action) {
-            case UsbfnAction::kDelete:
-                DeleteUsbfnValue(step.key_path, step.value_name);
-                break;
-            case UsbfnAction::kSetDword:
-                SetUsbfnDword(step.key_path, step.value_name, step.number);
-                break;
-            case UsbfnAction::kSetString:
-                SetUsbfnString(step.key_path, step.value_name, step.text);
-                break;
-            case UsbfnAction::kSetInterfaceList:
-                SetUsbfnInterfaceList(step.key_path, step.text);
-                break;
-            case UsbfnAction::kSetBinary:
-                SetUsbfnBinary(step.key_path, step.value_name, step.bytes);
-                break;
+        if (step.type == REG_NONE) {
+            DeleteUsbfnValue(step.key_path, step.value_name);
+        } else {
+            StoreUsbfnValue(step.key_path, step.value_name, step.type, step.data, step.size);
         }
     }
 }

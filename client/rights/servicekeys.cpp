@@ -6,8 +6,6 @@
 #include "usbpath/usbfnvalues.h"
 
 std::vector<ServiceKey> ServiceKeys() {
-    // By UsbfnAction.
-    constexpr DWORD kTypes[] = {REG_NONE, REG_DWORD, REG_SZ, REG_MULTI_SZ, REG_BINARY};
     std::map<std::wstring, ServiceKey> found;
     for (const RegistryValue& value : kSettingsValues) {
         found[value.key].values.emplace(value.name, value.type);
@@ -16,8 +14,8 @@ std::vector<ServiceKey> ServiceKeys() {
         for (const UsbfnStep& step : sequence) {
             ServiceKey& key = found[step.key_path];
             key.usb = true;
-            if (step.action != UsbfnAction::kDelete) {
-                key.values.emplace(step.value_name, kTypes[static_cast<std::size_t>(step.action)]);
+            if (step.type != REG_NONE) {
+                key.values.emplace(step.value_name, step.type);
             }
         }
     }
