@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the service with the INF file of its driver package and Wine's setup functions: the configuration is that
-# of -install, the service answers, and its key is gone after the removal. Updates it by hand as
-# INSTALL.md says: the rights of --grant stay.
+# of -install, the service answers, and its key is gone after the removal. Runs the command of INSTALL.md's answer
+# file. Updates the service by hand as INSTALL.md says: the rights of --grant stay.
 # inf.sh BUILD-FOLDER INF
 set -u
 build=$1 inf=$2
@@ -49,6 +49,25 @@ expect_part "nothing stays" 1 "" notebook_run reg query "$service_key"
 expect_part "install" 0 "is installed" notebook_run 'C:\Windows\Tessel\Store\tessel-service.exe' -install
 expect "configuration" 0 "$by_inf" configuration
 expect_part "remove again" 0 "is removed" tessel_service -remove
+
+# The command of the answer file, as Windows reads it, with two versions in the driver store. The older tesselctl is
+# another program.
+command=$(sed -nE 's/^ *<Path>cmd \/v:on \/c "(.*)"<\/Path>$/\1/p' "$TESSEL_ROOT/INSTALL.md" | sed 's/&amp;/\&/g')
+[ -n "$command" ] && [ ${#command} -le 242 ] || fail "the command of the answer file: $command"
+store=$WINEPREFIX/drive_c/windows/system32/DriverStore/FileRepository granted=$WINEPREFIX/drive_c/windows/tessel-grant.txt
+rm -f "$granted"
+notebook_quiet cmd /v:on /c "$command"
+expect "no package" 1 "" grep -E 'inf_|key ' "$granted"
+mkdir -p "$store"/tessel-service.inf_arm64_{z,a} &&
+    cp "$notebook/tessel-service.exe" "$store/tessel-service.inf_arm64_z/tesselctl.exe"
+sleep 1.1
+touch "$store/tessel-service.inf_arm64_a" && cp "$notebook"/{tesselctl.exe,wingap.dll} "$store/tessel-service.inf_arm64_a/"
+notebook_quiet cmd /v:on /c "$command"
+expect "two packages" 0 2 grep -c 'DIR.*tessel-service.inf_arm64_' "$granted"
+expect "grant of the later one" 0 7 grep -cE '^(DONE|UNCHANGED) +key ' "$granted"
+expect_part "not installed yet" 0 "error 1060" cat "$granted"
+tesselctl --revoke >/dev/null
+rm -rf "$store"/tessel-service.inf_arm64_* "$granted"
 
 # The update. Wine does not store the type of the SID, so it is written to where Windows has it.
 tessel_service -install >/dev/null
