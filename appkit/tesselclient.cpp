@@ -1,3 +1,4 @@
+// Copyright (c) 2026 Bramble Electronics. SPDX-License-Identifier: MIT
 #include "tesselclient.h"
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// Copyright (c) 2026 Bramble Electronics. SPDX-License-Identifier: MIT
 // A client of Tessel Service for apps, in C++17. Compile tesselclient.cpp together with the client
 // stub that the interface compiler makes from tesselservice.idl, and link rpcrt4. tesselclient.cpp
 // defines the functions that the stub needs: ReportResult, MIDL_user_allocate and MIDL_user_free.

@@ -1,3 +1,4 @@
+// Copyright (c) 2026 Bramble Electronics. SPDX-License-Identifier: MIT
 // Asks Tessel Service for the screen mode and for the number of the SIM card.
 #include <cstdio>
 
