@@ -47,11 +47,13 @@ The request (default: false, 0, an empty text):
   --text-file PATH         the text of a file, or of standard input for -; keeps a password out
                            of command histories and process lists
 
-  The fields of MBNHELPER_CREATEPROFILE are those of Windows, in upper and lower case as here:
-      description|APN|authentication|user|password|IP type[|compression]
-  authentication: NONE, PAP, CHAP, MsCHAPv2, AutoSelection
-  IP type: Default, IPv4, IPv6, IPv4v6, XLAT      compression: DISABLE (if missing), ENABLE
-  Windows refuses an empty or missing one; with NONE, send - as user and password.
+The text of MBNHELPER_CREATEPROFILE, with the values of Windows' schema:
+  description|APN|authentication|user|password|IP type[|compression]
+  authentication           NONE, PAP, CHAP, MsCHAPv2, AutoSelection
+  IP type                  Default, IPv4, IPv6, IPv4v6, XLAT
+  compression              DISABLE (if it is missing), ENABLE
+  Upper and lower case differ, and no other field may be empty or missing. With NONE, send - as
+  user and password. Windows may refuse a profile with a user name.
 
 Options:
   --json                   one JSON object per answer: command, flag, number, text; with --check,

@@ -11,7 +11,7 @@ id=$(sed -nE 's/.*uuid\(([0-9a-f-]+)\).*/\1/p' interface/tesselservice.idl)
 grep -qF "| Interface | ${id:-none}," docs/protocol.md || { echo "the interface's id is ${id:-not found}"; code=1; }
 permitted=$(sed -n '/^<!-- profiletable -->$/,/^$/p' docs/protocol.md | grep -E '^\| (auth|IP|comp)' | cut -d '|' -f 4)
 for value in ${permitted//\`/}; do
-    grep -qE "(IP type|authentication): .*\b$value\b" client/main.cpp || { echo "--help does not name $value"; code=1; }
+    grep -qE "^  (authentication|IP type|compression) {10,}.*\b$value\b" client/main.cpp || { echo "--help does not name $value"; code=1; }
 done
 [ "$(wc -w <<<"$permitted")" = 12 ] || { echo "permitted: $permitted"; code=1; }
 exit $code
