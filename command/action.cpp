@@ -34,6 +34,9 @@ void SetText(Answer& answer, std::unique_ptr<wchar_t[]> text) {
 }
 
 void FreeText() {
-    DeleteText(FlsGetValue(g_textSlot));
-    FlsSetValue(g_textSlot, nullptr);
+    void* text = FlsGetValue(g_textSlot);
+    if (text != nullptr) {
+        DeleteText(text);
+        FlsSetValue(g_textSlot, nullptr);
+    }
 }

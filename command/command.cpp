@@ -23,7 +23,7 @@ void AnswerCommand(std::span<const Command> commands,
                    long number,
                    // Actions overwrite it. NOLINTNEXTLINE(readability-non-const-parameter)
                    wchar_t* text) {
-    const Command* known = FindCommand(commands, command);
+    const Command* known = FindCommand(commands, NameOf(command));
     if (known == nullptr || known->action == nullptr) {
         return;
     }

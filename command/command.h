@@ -22,7 +22,7 @@ struct Answer {
 
 // One row of a family's table of commands.
 struct Command {
-    const wchar_t* name;
+    std::wstring_view name;
     // Does the work of the command, and releases everything before it returns. If it throws, the
     // answer has the values that were set until then. Null: the command is never answered.
     void (*action)(Answer& answer);
@@ -38,10 +38,17 @@ using CommandHandler = void(handle_t binding,
                             long data_int,
                             wchar_t* data_string);
 
+// The names in the tables are shorter. Not more of a request's command is read than this.
+inline constexpr std::size_t kNameLimit = 64;
+
+// Returns the command of a request, cut to kNameLimit. What is cut has no row.
+inline std::wstring_view NameOf(const wchar_t* command) {
+    return {command, wcsnlen(command, kNameLimit)};
+}
+
 // Returns the row with this name, compared completely and case-sensitively. Null if there is none.
-inline const Command* FindCommand(std::span<const Command> commands, const wchar_t* name) {
-    const auto row = std::ranges::find_if(
-        commands, [=](const Command& command) { return std::wcscmp(name, command.name) == 0; });
+inline const Command* FindCommand(std::span<const Command> commands, std::wstring_view name) {
+    const auto row = std::ranges::find(commands, name, &Command::name);
     return row == commands.end() ? nullptr : &*row;
 }
 
@@ -61,7 +68,7 @@ void SetText(Answer& answer, std::unique_ptr<wchar_t[]> text);
 
 // The name of a command as a template argument, which the compiler shows in its messages.
 struct CommandName {
-    char text[64] = {};
+    char text[kNameLimit] = {};
 };
 
 constexpr bool IsOffered(const Command& command) {
@@ -98,5 +105,7 @@ consteval bool NothingMissing() {
 // If a family's table and its lines of help differ, compilation fails and shows the name.
 template <const auto& commands, const auto& help>
 consteval bool SameCommands() {
+    static_assert(std::ranges::all_of(
+        commands, [](const Command& command) { return command.name.size() < kNameLimit; }));
     return NothingMissing<FirstWithout(commands, help), FirstWithout(help, commands)>();
 }

@@ -51,5 +51,7 @@ void WriteLog(std::string message) {
 // Kept: the service never calls it, and the text is passed by value.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void WriteLog(std::wstring message) {
-    WriteLog(LowBytes(message));
+    if (g_logEnabled) {
+        WriteLog(LowBytes(message));
+    }
 }

@@ -8,9 +8,12 @@
 
 namespace {
 
-// Writes the text that `make_text` returns.
+// Writes the text that `make_text` returns. Does not call it while the log is off.
 template <typename MakeText>
 void Log(MakeText make_text) noexcept {
+    if (!g_logEnabled) {
+        return;
+    }
     try {
         WriteLog(std::string(make_text()));
     } catch (const std::exception&) {

@@ -1,5 +1,6 @@
-// Writes the lines of the diagnostic log. These functions do not throw: if there is no memory for a
-// line, the line is lost, and the caller continues. They call WriteLog.
+// Writes the lines of the diagnostic log. While the log is off, these functions only read its
+// switch. They do not throw: if there is no memory for a line, the line is lost, and the caller
+// continues. They call WriteLog.
 #pragma once
 
 // Writes `text`.

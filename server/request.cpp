@@ -1,6 +1,7 @@
 // RemoteRequest: finds the command family of a request. Compiled without C++ exceptions, like all
 // functions that are on the stack while an answer is sent; see command/command.cpp.
 #include <span>
+#include <string_view>
 
 #include "bledevice/blehelper.h"
 #include "command/command.h"
@@ -34,9 +35,10 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
                    wchar_t* data_string) {
     const bool flag = data_bool != 0;
     LogRequest(requestString, flag, data_int, data_string);
+    const std::wstring_view name = NameOf(requestString);
     // Kept: a command that no family has gets no answer.
     for (const CommandFamily& family : kFamilies) {
-        const Command* command = FindCommand(family.commands, requestString);
+        const Command* command = FindCommand(family.commands, name);
         if (command != nullptr && command->routed) {
             // Kept: handlers get no binding.
             family.handler(nullptr, requestString, flag, data_int, data_string);

@@ -85,12 +85,13 @@ sleep 1
 before=$(wc -l <"$log")
 # With the shipped program: each start of the logged one empties the log.
 expect_part "remove logged" 0 "is removed" tessel_service -remove
-expect "log of the stop" 0 "Service OnStop
+expect "log of the stop" 0 "[4] CppWindowsService in OnStop
+Service OnStop
 RpcServerDisconnect
 Rpc Server Unregister Success
 RpcEpUnregister
 RpcServerDisconnect end
-Service OnStop end" tail -n 6 <(sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r')
+Service OnStop end" tail -n 7 <(sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log" | tr -d '\r')
 
 # A server that cannot start: the service stops itself, the console says so.
 notebook_quiet reg add 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability /t REG_DWORD /d 87
@@ -98,7 +99,15 @@ logged_service -install >/dev/null
 notebook_quiet net start "Tessel Service"
 for _ in $(seq 50); do [ "$(service_state)" = "1 STOPPED 0" ] && break; sleep 0.1; done
 expect "state after a failed start" 0 "1 STOPPED 0" service_state
-expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" tessel_service /CONSOLE
+# The log begins again at each start, and has local time: here that of a zone which is five hours before.
+export TZ=UTC-5
+started=$(date +%Y%m%d_%H%M)
+expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" logged_service /CONSOLE
+ended=$(date +%Y%m%d_%H%M)
+unset TZ
+expect "log of a console" 0 "[4] Starting Rpc Server..
+RpcServerStart
+[4] Starting Rpc Server.." sed -E "s/^($started|$ended)[0-9]{2} : //" "$log"
 notebook_quiet reg delete 'HKLM\SOFTWARE\Tessel Simulator' /f /v FailCapability
 tessel_service -remove >/dev/null
 

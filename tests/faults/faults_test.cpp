@@ -1,4 +1,5 @@
-// Lets every allocation of a request fail, one after the other.
+// Lets every allocation of a request fail, one after the other. The log is on: most requests need
+// memory only for their lines.
 #include <gtest/gtest.h>
 #include <windows.h>
 

@@ -186,6 +186,20 @@ TEST_F(MbnHelperTest, ReplacesAllProfilesWithItsOwnAndDeletesIt) {
     EXPECT_EQ(TakePrinted(), L"");
 }
 
+TEST_F(MbnHelperTest, AProfileThatCannotBeDeletedDoesNotEndTheDeletion) {
+    AddInterface(L"0");
+    std::wstring left;
+    for (const std::wstring place : {L"0", L"1", L"2", L"3"}) {
+        Store(Modem(L"0\\Profiles\\" + place), L"Name", place);
+    }
+    FailModem(L"0\\Profiles\\2", L"FailDelete");
+    EXPECT_EQ(Ask(L"MBNHELPER_DELETEPROFILE"), L"true 7 untouched");
+    for (const std::wstring place : {L"0", L"1", L"2", L"3"}) {
+        left += StoredText(Modem(L"0\\Profiles\\" + place), L"Name");
+    }
+    EXPECT_EQ(left, L"2");
+}
+
 TEST_F(MbnHelperTest, BuildsTheProfileFromTheValuesThatTheSimHas) {
     AddInterface(L"0", MBN_READY_STATE_DEVICE_LOCKED);
     FailModem(L"0", L"FailGetSimIccId");

@@ -60,13 +60,15 @@ RPC_STATUS Note(std::string call, Arguments... arguments) {
     return RPC_S_OK;
 }
 
-// Returns one group SID and g_capabilityCount capability SIDs, which the caller must free.
+// Returns one group SID and g_capabilityCount capability SIDs, which the caller must free. Only the
+// first capability is that of the app.
 BOOL Derive(LPCWSTR name, PSID** groups, DWORD* group_count, PSID** sids, DWORD* count) {
     g_calls.push_back(Narrow(name));
     static PSID group[1];
     static PSID capabilities[2];
     ConvertStringSidToSidW(L"S-1-15-3-1", &capabilities[0]);
-    group[0] = capabilities[1] = capabilities[0];
+    ConvertStringSidToSidW(L"S-1-5-32-1", &group[0]);
+    capabilities[1] = group[0];
     *groups = group;
     *group_count = 1;
     *sids = capabilities;

@@ -11,6 +11,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "diagnostics/logline.h"
@@ -28,6 +29,7 @@ SERVICE_STATUS g_status = {};
 std::atomic<int> g_reports = 0;
 const SERVICE_TABLE_ENTRYW* g_table = nullptr;
 std::function<void()> g_duringDispatch = [] {};
+std::function<void()> g_duringRegistration = [] {};
 std::function<void()> g_beforeRunning = [] {};
 std::function<void()> g_beforeLock;
 std::function<void()> g_afterUnlock;
@@ -72,6 +74,11 @@ BOOL Dispatch(const SERVICE_TABLE_ENTRYW* table) {
     return FALSE;
 }
 
+SERVICE_STATUS_HANDLE Register(const wchar_t* /*name*/, LPHANDLER_FUNCTION /*handler*/) {
+    g_duringRegistration();
+    return reinterpret_cast<SERVICE_STATUS_HANDLE>(1);
+}
+
 // The states of the service after the stop, a digit each: 3 is stop-pending, 1 stopped, 4 running.
 const char* g_states = "";
 
@@ -90,7 +97,7 @@ INTERPOSE_BY(SetServiceStatus, kNone, KeepStatus(arguments...));
 INTERPOSE_BY(EventRegister, kNone, GiveProvider(arguments...));
 INTERPOSE_BY(EventWriteString, kNone, KeepEvent(arguments...));
 INTERPOSE_BY(StartServiceCtrlDispatcherW, kNone, Dispatch(arguments...));
-INTERPOSE_GIVES(RegisterServiceCtrlHandlerW, kNone, 1);
+INTERPOSE_BY(RegisterServiceCtrlHandlerW, kNone, Register(arguments...));
 INTERPOSE(GetModuleFileNameW, kNone);
 INTERPOSE_GIVES(OpenSCManagerW, kOpensHandle, 1);
 INTERPOSE_GIVES(OpenServiceW, kOpensHandle, 2);
@@ -233,6 +240,21 @@ TEST_F(ServiceTest, DispatcherGetsTheServiceAndControlsReachTheirHooks) {
     EXPECT_FALSE(CServiceBase::Run(service));
     // The shutdown came first: the stop does nothing.
     EXPECT_EQ(Recorded(), "2 start 4 shutdown 1 5 continue 4 6 pause 7");
+}
+
+// A control may come as soon as the handler is registered.
+TEST_F(ServiceTest, AControlThatComesDuringTheRegistrationWaitsForTheStart) {
+    TestService service;
+    std::thread control;
+    g_duringRegistration = [&] {
+        control = std::thread([] { CServiceBase::ServiceCtrlHandler(SERVICE_CONTROL_STOP); });
+        WaitForReports(1, 100);
+    };
+    g_duringDispatch = [] { g_table[0].lpServiceProc(0, nullptr); };
+    CServiceBase::Run(service);
+    control.join();
+    g_duringRegistration = [] {};
+    EXPECT_EQ(Recorded(), "2 start 4 3 stop 1");
 }
 
 // What a service records that starts and stops.

@@ -1,5 +1,5 @@
-// Records what the product logs and prints. Defines WriteLog and ConsolePrint: include it in one
-// source of a test program.
+// Records what the product logs and prints. Switches the log on, and defines WriteLog and
+// ConsolePrint: include it in one source of a test program.
 #pragma once
 
 #include <cstdarg>
@@ -11,6 +11,8 @@
 
 #include "diagnostics/console.h"
 #include "diagnostics/diagnosticlog.h"
+
+const bool g_logEnabled = true;
 
 inline std::mutex g_logMutex;
 inline std::vector<std::string> g_log;

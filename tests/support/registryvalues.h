@@ -30,7 +30,7 @@ inline void Remove(const std::wstring& key, const wchar_t* name) {
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name);
 }
 
-// Returns nothing, or an empty text, if there is no such value of that type.
+// Returns nothing, or an empty text, if there is no such value of exactly that type.
 inline std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* name) {
     long number = 0;
     DWORD size = sizeof(number);
@@ -43,6 +43,7 @@ inline std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* 
 inline std::wstring StoredText(const std::wstring& key, const wchar_t* name) {
     wchar_t text[2048] = {};
     DWORD size = sizeof(text);
-    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &size);
+    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ | RRF_NOEXPAND, nullptr, text,
+                 &size);
     return text;
 }
