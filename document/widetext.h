@@ -28,13 +28,12 @@ class WideText {
         bool ended = false;
         wchar_t* end = &m_text[m_length];
         for (const char byte : bytes) {
-            if (byte == '\n') {
-                if (end != m_text.get() && end[-1] == L'\r') {
-                    --end;
-                }
-            } else if (byte == kCtrlZ) {
+            if (byte == kCtrlZ) {
                 ended = true;
                 break;
+            }
+            if (byte == '\n' && end != m_text.get() && end[-1] == L'\r') {
+                --end;
             }
             *end++ = static_cast<wchar_t>(static_cast<signed char>(byte));
         }
