@@ -93,9 +93,9 @@ void AskModem(Ask ask) {
     SafeArrayGetUBound(interfaces.get(), 1, &upper);
     ComPtr<IUnknown> unknown;
     SafeArrayGetElement(interfaces.get(), &lower, unknown.put());
-    ComPtr<IMbnInterface> modem;
-    unknown->QueryInterface(IID_IMbnInterface, modem.put_void());
-    ask(*modem.get());
+    ComPtr<IMbnInterface> mbn_interface;
+    unknown->QueryInterface(IID_IMbnInterface, mbn_interface.put_void());
+    ask(*mbn_interface.get());
 }
 
 RPC_STATUS Serve() {
@@ -183,16 +183,16 @@ void RemoteRequest(REQUEST_CONTEXT_HANDLE /*context*/,
             text = g_document.data();
             break;
         case BareWork::kReadyState:
-            AskModem([&](IMbnInterface& modem) {
+            AskModem([&](IMbnInterface& mbn_interface) {
                 MBN_READY_STATE state = MBN_READY_STATE_OFF;
-                modem.GetReadyState(&state);
+                mbn_interface.GetReadyState(&state);
                 data_int = state;
             });
             break;
         case BareWork::kSimIccId:
-            AskModem([&](IMbnInterface& modem) {
+            AskModem([&](IMbnInterface& mbn_interface) {
                 ComPtr<IMbnSubscriberInformation> information;
-                modem.GetSubscriberInformation(information.put());
+                mbn_interface.GetSubscriberInformation(information.put());
                 Bstr id;
                 information->get_SimIccID(id.put());
                 std::wcscpy(data_string, id.get());

@@ -37,9 +37,8 @@ constexpr Command kCommands[] = {
     {L"MBNHELPER_GETHOMEPROVIDERNAME",
      [](Answer& answer) { Overwrite(answer.text, ReadHomeProvider().name); }},
     {L"MBNHELPER_GETSUBSCRIBERID",
-     [](Answer& answer) { Overwrite(answer.text, ReadText(MbnQuerySelector::kSubscriberId)); }},
-    {L"MBNHELPER_GETSIMICCID",
-     [](Answer& answer) { Overwrite(answer.text, ReadText(MbnQuerySelector::kSimIccId)); }},
+     [](Answer& answer) { Overwrite(answer.text, ReadSubscriberId()); }},
+    {L"MBNHELPER_GETSIMICCID", [](Answer& answer) { Overwrite(answer.text, ReadSimIccId()); }},
     {L"MBNHELPER_GETRECOMMENDPROFILE", Acknowledge},
     {L"MBNHELPER_CREATEPROFILE",
      [](Answer& answer) {

@@ -1,61 +1,78 @@
 #include "mbn/mbninterface.h"
 
-#include "mbn/interfaces.h"
+#include <utility>
+
+#include "mbn/interfaceloop.h"
 #include "mbn/mbnprofiletext.h"
 
 namespace {
 
-// Each function reads a value of one interface into `value`, and frees the strings that were in
-// `value`. If it fails, `value` does not change.
+// Each function reads a value of one interface. If it fails, `value` does not change.
 
-HRESULT GetReadyState(IMbnInterface& modem, MBN_READY_STATE& value) {
+HRESULT GetReadyState(IMbnInterface& mbn_interface, MBN_READY_STATE& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    const HRESULT result = modem.GetReadyState(&state);
+    const HRESULT result = mbn_interface.GetReadyState(&state);
     if (SUCCEEDED(result)) {
         value = state;
     }
     return result;
 }
 
-HRESULT GetHomeProvider(IMbnInterface& modem, MBN_PROVIDER& value) {
+HRESULT GetHomeProvider(IMbnInterface& mbn_interface, HomeProvider& value) {
     MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    HRESULT result = GetReadyState(modem, state);
+    HRESULT result = GetReadyState(mbn_interface, state);
     if (FAILED(result) || state != MBN_READY_STATE_INITIALIZED) {
         return result;
     }
     MBN_PROVIDER provider = {};
-    result = modem.GetHomeProvider(&provider);
+    result = mbn_interface.GetHomeProvider(&provider);
     // With any other result the caller must not free the strings in the structure.
     if (result == S_OK) {
-        const HomeProvider earlier = {Bstr(value.providerID), Bstr(value.providerName)};
-        value = provider;
+        value = {Bstr(provider.providerID), Bstr(provider.providerName)};
     }
     return result;
 }
 
-HRESULT GetSubscriberText(IMbnInterface& modem, MbnQuerySelector selector, BSTR& value) {
+// A function of IMbnSubscriberInformation that gives a text.
+using GetText = HRESULT (STDMETHODCALLTYPE IMbnSubscriberInformation::*)(BSTR* text);
+
+HRESULT GetSubscriberText(IMbnInterface& mbn_interface, GetText get, Bstr& value) {
     ComPtr<IMbnSubscriberInformation> information;
-    HRESULT result = modem.GetSubscriberInformation(information.put());
+    HRESULT result = mbn_interface.GetSubscriberInformation(information.put());
     if (FAILED(result) || !information) {
         return result;
     }
     Bstr text;
-    result = selector == MbnQuerySelector::kSimIccId ? information->get_SimIccID(text.put())
-                                                     : information->get_SubscriberID(text.put());
+    result = (information.get()->*get)(text.put());
     if (SUCCEEDED(result)) {
-        const Bstr earlier(value);
-        value = text.release();
+        value = std::move(text);
     }
     return result;
+}
+
+// Returns what `get` stores: a function of the interface and of the value, called for each
+// interface. Kept: all interfaces are read, and the value of the last one remains.
+template <typename Value, typename Get>
+Value ReadLast(Get get) {
+    Value value = {};
+    ForEachInterface(
+        [&](IMbnInterface& mbn_interface) -> StepResult { return {get(mbn_interface, value)}; });
+    return value;
+}
+
+Bstr ReadSubscriberText(GetText get) {
+    return ReadLast<Bstr>([=](IMbnInterface& mbn_interface, Bstr& value) {
+        return GetSubscriberText(mbn_interface, get, value);
+    });
 }
 
 // Calls `act`, a bool(IMbnConnection&, MBN_ACTIVATION_STATE), for the connection of each interface
 // that has one. If `act` returns false, the loop ends. A state that cannot be read counts as NONE.
 template <typename Act>
 HRESULT ForEachConnection(Act act) {
-    return ForEachInterface([=](IMbnInterface& modem) -> StepResult {
+    return ForEachInterface([=](IMbnInterface& mbn_interface) -> StepResult {
         ComPtr<IMbnConnection> connection;
-        const HRESULT result = modem.GetConnection(connection.put());
+        const HRESULT result = mbn_interface.GetConnection(connection.put());
         if (FAILED(result) || !connection) {
             return {result};
         }
@@ -68,38 +85,20 @@ HRESULT ForEachConnection(Act act) {
 
 }  // namespace
 
-HRESULT QueryMbnInterface(MbnQuerySelector selector, void* out) {
-    // Kept: all interfaces are read, and the value of the last one remains.
-    return ForEachInterface([=](IMbnInterface& modem) -> StepResult {
-        switch (selector) {
-            case MbnQuerySelector::kReadyState:
-                return {GetReadyState(modem, *static_cast<MBN_READY_STATE*>(out))};
-            case MbnQuerySelector::kHomeProvider:
-                return {GetHomeProvider(modem, *static_cast<MBN_PROVIDER*>(out))};
-            case MbnQuerySelector::kSimIccId:
-            case MbnQuerySelector::kSubscriberId:
-                return {GetSubscriberText(modem, selector, *static_cast<BSTR*>(out))};
-        }
-        return {S_OK};
-    });
-}
-
 MBN_READY_STATE ReadReadyState() {
-    MBN_READY_STATE state = MBN_READY_STATE_OFF;
-    QueryMbnInterface(MbnQuerySelector::kReadyState, &state);
-    return state;
+    return ReadLast<MBN_READY_STATE>(GetReadyState);
 }
 
 HomeProvider ReadHomeProvider() {
-    MBN_PROVIDER provider = {};
-    QueryMbnInterface(MbnQuerySelector::kHomeProvider, &provider);
-    return {Bstr(provider.providerID), Bstr(provider.providerName)};
+    return ReadLast<HomeProvider>(GetHomeProvider);
 }
 
-Bstr ReadText(MbnQuerySelector selector) {
-    Bstr text;
-    QueryMbnInterface(selector, text.put());
-    return text;
+Bstr ReadSimIccId() {
+    return ReadSubscriberText(&IMbnSubscriberInformation::get_SimIccID);
+}
+
+Bstr ReadSubscriberId() {
+    return ReadSubscriberText(&IMbnSubscriberInformation::get_SubscriberID);
 }
 
 // Kept: here and in ConnectWithProfile, the result of Disconnect or Connect is ignored.

@@ -1,6 +1,6 @@
 #include "mbn/mbnprofile.h"
 
-#include "mbn/interfaces.h"
+#include "mbn/interfaceloop.h"
 #include "mbn/mbninterface.h"
 
 namespace {
@@ -14,9 +14,9 @@ HRESULT CreateProfileManager(ComPtr<IMbnConnectionProfileManager>& manager) {
                             IID_IMbnConnectionProfileManager, manager.put_void());
 }
 
-StepResult DeleteProfilesOf(IMbnInterface& modem, IMbnConnectionProfileManager& manager) {
+StepResult DeleteProfilesOf(IMbnInterface& mbn_interface, IMbnConnectionProfileManager& manager) {
     SafeArray profiles;
-    HRESULT result = manager.GetConnectionProfiles(&modem, profiles.put());
+    HRESULT result = manager.GetConnectionProfiles(&mbn_interface, profiles.put());
     if (!SucceededOrPrint(result, L"GetConnectionProfiles error")) {
         return {result, false};
     }
@@ -42,9 +42,10 @@ HRESULT DeleteAllConnectionProfiles() {
     if (!SucceededOrPrint(result, kProfileManagerError)) {
         return result;
     }
-    return ForEachInterfaceInApartment(
-        L"CoCreateInstance CLSID_MbnInterfaceManager error",
-        [&](IMbnInterface& modem) { return DeleteProfilesOf(modem, *manager.get()); });
+    return ForEachInterfaceInApartment(L"CoCreateInstance CLSID_MbnInterfaceManager error",
+                                       [&](IMbnInterface& mbn_interface) {
+                                           return DeleteProfilesOf(mbn_interface, *manager.get());
+                                       });
 }
 
 ProfileDocument BuildProfileXml(wchar_t* text) {
@@ -54,11 +55,11 @@ ProfileDocument BuildProfileXml(wchar_t* text) {
         ConsolePrint(L"fail over");
     }
 
-    const Bstr icc_id = ReadText(MbnQuerySelector::kSimIccId);
+    const Bstr icc_id = ReadSimIccId();
     // Kept: the value is not used, and the order of the queries is fixed.
     ReadReadyState();
     const HomeProvider provider = ReadHomeProvider();
-    const Bstr subscriber_id = ReadText(MbnQuerySelector::kSubscriberId);
+    const Bstr subscriber_id = ReadSubscriberId();
 
     return AssembleProfileDocument(fields,
                                    {TextOf(icc_id), TextOf(provider.name), TextOf(subscriber_id)});
