@@ -9,6 +9,7 @@ namespace {
 
 SRWLOCK g_lock = SRWLOCK_INIT;
 HANDLE g_kept = nullptr;
+bool g_onlyKept = false;
 
 // Old consoles copy the text through a shared buffer of 64 KB, and a longer text fails.
 constexpr std::size_t kConsolePieceUnits = 8192;
@@ -50,12 +51,15 @@ void WriteLine(HANDLE output, std::wstring_view line) {
 
 }  // namespace
 
-void KeepLinesIn(HANDLE file) {
+void KeepLinesIn(HANDLE file, bool only_there) {
     g_kept = file;
+    g_onlyKept = only_there;
 }
 
 void PrintLine(std::wstring_view line) {
-    WriteLine(GetStdHandle(STD_OUTPUT_HANDLE), line);
+    if (!g_onlyKept) {
+        WriteLine(GetStdHandle(STD_OUTPUT_HANDLE), line);
+    }
     if (g_kept != nullptr) {
         WriteLine(g_kept, line);
     }

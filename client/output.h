@@ -5,9 +5,9 @@
 
 #include <string_view>
 
-// Makes PrintLine write every later line to `file` too, in UTF-8. The caller keeps and closes
-// `file`.
-void KeepLinesIn(HANDLE file);
+// Makes PrintLine write every later line to `file`, in UTF-8: too, or only there. Null ends it. The
+// caller keeps and closes `file`.
+void KeepLinesIn(HANDLE file, bool only_there = false);
 
 // Write `line` and a line end to standard output or standard error. Lines of several threads do not
 // mix.

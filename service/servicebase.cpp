@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kErrorTextCapacity = 260;
 
-// For BeginEnding. With GCC 12 for Windows, std::atomic::wait can lose a wake-up.
+// For the end of a start, which BeginEnding waits for.
 SRWLOCK g_startLock = SRWLOCK_INIT;
 CONDITION_VARIABLE g_startEnded = CONDITION_VARIABLE_INIT;
 
@@ -145,19 +145,22 @@ void CServiceBase::Start(DWORD argc, wchar_t** argv) {
 }
 
 void CServiceBase::Stop() {
-    if (BeginEnding()) {
-        StopClaimed();
-    }
+    StopUnlessEnding(this);
 }
 
-void CServiceBase::StopClaimed() {
-    const DWORD prior_state = m_status.dwCurrentState;
-    SetServiceStatus(SERVICE_STOP_PENDING);
-    if (RunHook(L"Service Stop", L"Service failed to stop.", [&] { OnStop(); })) {
-        SetServiceStatus(prior_state);
+void CServiceBase::StopUnlessEnding(CServiceBase* service) {
+    if (!BeginEnding()) {
+        return;
+    }
+    const DWORD prior_state = service->m_status.dwCurrentState;
+    service->SetServiceStatus(SERVICE_STOP_PENDING);
+    const auto error =
+        service->RunHook(L"Service Stop", L"Service failed to stop.", [=] { service->OnStop(); });
+    if (error) {
+        service->SetServiceStatus(prior_state);
         s_ending = false;
     } else {
-        SetServiceStatus(SERVICE_STOPPED);
+        service->SetServiceStatus(SERVICE_STOPPED);
     }
 }
 

@@ -68,19 +68,20 @@ class CServiceBase {
     void SetServiceStatus(DWORD state, DWORD exit_code = 0);
 
  protected:
-    // Waits for a start in progress. Returns true if the calling thread must stop the service, and
-    // false if another thread is stopping or has stopped it: then the object may be destroyed. So
-    // the function is static.
-    static bool BeginEnding();
-
-    // Stops the service. Call it only after BeginEnding has returned true.
-    void StopClaimed();
+    // Does what Stop does, for a thread that may outlive `service`: if another thread is stopping
+    // or has stopped the service, the object may be destroyed and is not used.
+    static void StopUnlessEnding(CServiceBase* service);
 
  private:
     static CServiceBase* s_service;
     static DWORD s_checkPoint;
     static std::atomic<bool> s_starting;
     static std::atomic<bool> s_ending;
+
+    // Waits for a start in progress: if running were reported after stopped, the service would
+    // appear to run. Returns true if the calling thread must stop the service, and false if another
+    // thread is stopping or has stopped it.
+    static bool BeginEnding();
 
     // Runs `hook` and writes an event if it throws. Returns nothing if it did not throw, the Win32
     // code that it threw, or 0 for any other exception.

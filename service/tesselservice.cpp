@@ -28,15 +28,8 @@ void CTesselService::OnStop() {
 void CALLBACK CTesselService::RpcStartWork(PTP_CALLBACK_INSTANCE /*instance*/,
                                            void* context,
                                            PTP_WORK /*work*/) {
-    auto* service = static_cast<CTesselService*>(context);
-    if (RpcServerStart() == RPC_S_OK) {
-        return;
-    }
-    // Kept: the cause is not reported.
-    //
-    // BeginEnding waits until running is reported: if running were reported after stopped, the
-    // service would appear to run. If it returns false, the object may be destroyed.
-    if (BeginEnding()) {
-        service->StopClaimed();
+    if (RpcServerStart() != RPC_S_OK) {
+        // Kept: the cause is not reported.
+        StopUnlessEnding(static_cast<CTesselService*>(context));
     }
 }

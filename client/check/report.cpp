@@ -140,8 +140,7 @@ bool Report(const Options& options) {
         PrintErrorLine(L"tesselctl: " + options.report + L": " + ErrorText(GetLastError()));
         return false;
     }
-    HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
-    SetStdHandle(STD_OUTPUT_HANDLE, file.get());
+    KeepLinesIn(file.get(), true);
     PrintLine(L"Report of tesselctl " + FileVersion(OwnPath()));
     PrintLine(L"\n== System");
     PrintSystem();
@@ -163,7 +162,7 @@ bool Report(const Options& options) {
     PrintEvents(L"Application", L"*[EventData[Data='tessel-service.exe' or Data='tesselctl.exe']]");
     PrintLine(L"\n== Crash dumps");
     PrintDumps();
-    SetStdHandle(STD_OUTPUT_HANDLE, console);
+    KeepLinesIn(nullptr);
     PrintLine(L"The report is in " + options.report);
     return true;
 }

@@ -3,8 +3,7 @@
 #include <windows.h>
 #include <winsvc.h>
 
-#include <cstring>
-#include <iterator>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -20,12 +19,7 @@ using enum Status;
 
 namespace {
 
-// Windows restarts the service twice after five seconds, then always after a minute. After a day
-// without a crash the count begins again.
-constexpr DWORD kResetSeconds = 86400;
-constexpr SC_ACTION kRestarts[] = {{SC_ACTION_RESTART, 5000},
-                                   {SC_ACTION_RESTART, 5000},
-                                   {SC_ACTION_RESTART, 60000}};
+constexpr DWORD kRestartSeconds[] = {TESSEL_RESTART_SECONDS};
 
 // Adds the result of a change. ERROR_INVALID_LEVEL comes from Wine, which lacks some settings.
 void AddChange(Findings& findings,
@@ -69,21 +63,32 @@ void ChangeRecovery(Findings& findings, SC_HANDLE service, bool grant) {
     const std::vector<BYTE> answer = QueryConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS);
     const auto* current = reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(answer.data());
     const bool is_set = !answer.empty() && current->cActions > 0;
-    const wchar_t* state = grant ? L"restart after a crash: in 5 s, 5 s, 60 s" : L"none";
-    const bool ours = is_set && current->cActions == std::size(kRestarts) &&
-                      std::memcmp(current->lpsaActions, kRestarts, sizeof(kRestarts)) == 0;
+    std::vector<SC_ACTION> restarts;
+    std::wstring state;
+    for (const DWORD seconds : kRestartSeconds) {
+        restarts.push_back({SC_ACTION_RESTART, seconds * 1000});
+        state += (state.empty() ? L"restart after a crash: in " : L", ") +
+                 std::to_wstring(seconds) + L" s";
+    }
+    if (!grant) {
+        state = L"none";
+    }
+    const bool ours = is_set && std::equal(restarts.begin(), restarts.end(), current->lpsaActions,
+                                           current->lpsaActions + current->cActions,
+                                           [](const SC_ACTION& a, const SC_ACTION& b) {
+                                               return a.Type == b.Type && a.Delay == b.Delay;
+                                           });
     if (is_set && !ours) {
         findings.Add(kUnchanged, kItem, L"another recovery; this was not set by tesselctl");
     } else if (!answer.empty() && is_set == grant) {
         findings.Add(kUnchanged, kItem, state);
     } else {
         // An empty list removes the actions. It needs an address too.
-        std::vector<SC_ACTION> wanted(std::begin(kRestarts), std::end(kRestarts));
         SERVICE_FAILURE_ACTIONSW info = {};
-        info.lpsaActions = wanted.data();
+        info.lpsaActions = restarts.data();
         if (grant) {
-            info.dwResetPeriod = kResetSeconds;
-            info.cActions = static_cast<DWORD>(wanted.size());
+            info.dwResetPeriod = TESSEL_RESTART_RESET_SECONDS;
+            info.cActions = static_cast<DWORD>(restarts.size());
         }
         AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_FAILURE_ACTIONS, &info),
                   state);

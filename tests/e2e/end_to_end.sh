@@ -40,7 +40,7 @@ Start 0x2
 Type 0x10' sh -c "'$TESSEL_ROOT/scripts/wine-run' reg query 'HKLM\\System\\CurrentControlSet\\Services\\Tessel Service' |
     tr -d '\r' | sed -nE 's/^ +(\w+) +REG_\w+ +/\1 /p' | grep -v PreshutdownTimeout"
 
-expect "version" 0 "tesselctl $(sed -nE 's/^project\(tessel VERSION ([0-9.]+).*/\1/p' "$TESSEL_ROOT/CMakeLists.txt")" \
+expect "version" 0 "tesselctl $("$TESSEL_ROOT/scripts/version")" \
     tesselctl --version
 expect_part "no service" 3 'net start "Tessel Service"' tesselctl REGISTRYHELPER_ISVZWQ
 expect_part "start" 0 "was started successfully" notebook_run net start "Tessel Service"
