@@ -43,9 +43,8 @@ for _ in $(seq 300); do
     [ "$(service_state)" = "1 STOPPED 0" ] && break
 done
 # Not with taskkill, which would also kill its guard of the same name; the guard starts the service.
-for process in /proc/[0-9]*; do
-    line=$({ tr '\0' ' ' <"$process/cmdline"; } 2>/dev/null)
-    [[ $line != *'tessel-acceptance.exe --only stopping '* ]] || kill -KILL "${process##*/}"
+for process in $(notebook_processes 'tessel-acceptance.exe --only stopping '); do
+    kill -KILL "$process"
 done
 wait
 for _ in $(seq 100); do [ "$(service_state)" = "4 RUNNING 0" ] && break; sleep 0.1; done

@@ -5,7 +5,7 @@ set -u
 programs=$1 modem=$2 driver=${3:-}
 . "$(dirname "$0")/lib.sh"
 findings=$(mktemp) before=$(mktemp)
-trap 'rm -f "$findings" "$before"' EXIT
+trap 'rm -f "$findings" "$before"; [ -z "${TESSEL_PREFIX:-}" ] || wine_shutdown' EXIT
 
 # check EXIT-CODE: looks at everything.
 check() {
@@ -131,6 +131,18 @@ finds fault "key $settings\\PenOption" closed
 expect_part "without" 1 "4 faults, 0 warnings" tesselctl --check --without modem,device,usb
 notebook_quiet reg delete "HKLM\\$settings" /f
 expect_part "grant without" 0 "key $settings" tesselctl --grant --without usb
+
+# The service does not answer: its process is stopped. Only where the test has its own notebook, because of the time.
+if [ -n "${TESSEL_PREFIX:-}" ]; then
+    service=$(notebook_processes tessel-service.exe)
+    kill -STOP "$service"
+    start=$SECONDS
+    check 3
+    [ $((SECONDS - start)) -ge 30 ] || fail "check: $((SECONDS - start)) s for a service that does not answer"
+    finds ok service.state "running, process "
+    finds fault requests.open "no answer in 30 seconds"
+    kill -KILL "$service"
+fi
 
 tessel_service -remove >/dev/null
 notebook_control_device_unload

@@ -42,3 +42,13 @@ wait_for_service() {
     done
     fail "start: the service does not come up"
 }
+
+# Prints the ids of the notebook's processes whose command lines contain the text.
+notebook_processes() {
+    local process line
+    for process in /proc/[0-9]*; do
+        line=$({ tr '\0' ' ' <"$process/cmdline"; } 2>/dev/null)
+        [[ $line == *"$1"* ]] && { tr '\0' '\n' <"$process/environ"; } 2>/dev/null | grep -qxF "WINEPREFIX=$WINEPREFIX" &&
+            echo "${process##*/}"
+    done
+}
