@@ -2,9 +2,9 @@
 // multithreaded apartment, calls the Mobile Broadband API for each interface, releases everything
 // and leaves the apartment.
 //
-// If the list of interfaces cannot be read, a message is printed with ConsolePrint. The functions
-// return the HRESULT of the last call for the last interface; DisconnectAllConnections and
-// ConnectWithProfile that of GetConnection. Kept: no command uses it.
+// If the list of interfaces cannot be read, a message is printed with ConsolePrint. An HRESULT is
+// that of the call that failed before the first interface, or of GetConnection for the last one,
+// never that of Connect or Disconnect. Kept: no command uses it.
 #pragma once
 
 #include <windows.h>
