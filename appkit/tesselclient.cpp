@@ -1,235 +1,324 @@
 // Copyright (c) 2026 Bramble Electronics. SPDX-License-Identifier: MIT
-#include "tesselclient.h"
+// The functions of tesselclient.dll. Compiled without C++ exceptions, so none leaves the DLL.
+#include "appkit/tesselclient.h"
 
 #include <windows.h>
 #include <rpc.h>
-#include <rpcndr.h>
 
-#include <condition_variable>
+#include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
-#include <functional>
-#include <map>
-#include <mutex>
-#include <new>
-#include <string>
+#include <optional>
+#include <utility>
 
-#include "tesselservice.h"
+#include "appkit/profiletext.h"
+#include "command/command.h"
+#include "connection/connection.h"
 
-#if defined(__MINGW32__)
-// mingw's headers lack this function.
-extern "C" __declspec(dllimport) int RPC_ENTRY RpcExceptionFilter(unsigned long code);
-#endif
-
-// Stores the code while the runtime looks for a handler, because Wine does not pass it to the
-// handler.
-static int Filter(unsigned long code, RPC_STATUS* status) {
-    *status = static_cast<RPC_STATUS>(code);
-    return RpcExceptionFilter(code);
-}
+extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 namespace {
 
-// Runs the function. Returns 0, or the code of the structured exception that ended it. Such an
-// exception runs no destructors, so the function must not need any.
-RPC_STATUS RunGuarded(void (*function)(void*), void* argument) {
-    RPC_STATUS status = RPC_S_OK;
-    RpcTryExcept {
-        function(argument);
+// The commands of the header must be those of the service.
+#define TESSEL_ROW(NAME) CommandHelp{L"" #NAME, L""},
+constexpr CommandHelp kKitCommands[] = {TESSEL_COMMANDS(TESSEL_ROW)};
+#undef TESSEL_ROW
+constexpr auto kServiceCommands = [] {
+    std::array<CommandHelp, std::size(kKitCommands)> commands = {};
+    std::size_t count = 0;
+    for (const auto& family : kCommandHelp) {
+        for (const CommandHelp& command : family) {
+            commands[count++] = command;
+        }
     }
-    RpcExcept(Filter(RpcExceptionCode(), &status)) {}
-    RpcEndExcept;
-    return status;
-}
+    return commands;
+}();
+static_assert(NothingMissing<FirstWithout(kKitCommands, kServiceCommands),
+                             FirstWithout(kServiceCommands, kKitCommands)>());
 
-// The arguments of the calls to the service.
-struct Call {
-    RPC_BINDING_HANDLE binding;
-    REQUEST_CONTEXT_HANDLE context;
+// What the structures had in the first version. Apps may have longer ones.
+static_assert(sizeof(TesselReply) == 48 && sizeof(TesselProfile) == 48);
+
+// A request in progress. A callback has no user pointer and no context. By Windows' documentation
+// it runs on the thread that issued the call. The client does not rely on that: the command
+// identifies the request in every thread.
+struct Request {
     const wchar_t* command;
-    boolean flag;
+    bool flag;
     long number;
-    wchar_t* text;
+    const wchar_t* text;
+    TesselReply reply = {};
+    Request* next = nullptr;
+    // For a request with a deadline, which another thread carries out.
+    bool ended = false;
+    bool abandoned = false;
 };
 
-void CallOpen(void* call) {
-    RemoteOpen(static_cast<Call*>(call)->binding, &static_cast<Call*>(call)->context);
-}
+// The requests in progress, each with another command. The condition changes whenever one ends.
+SRWLOCK g_lock = SRWLOCK_INIT;
+CONDITION_VARIABLE g_ended = CONDITION_VARIABLE_INIT;
+Request* g_requests = nullptr;
 
-void CallRequest(void* call) {
-    const Call& request = *static_cast<Call*>(call);
-    RemoteRequest(request.context, request.command, request.flag, request.number, request.text);
-}
-
-void CallClose(void* call) {
-    RemoteClose(&static_cast<Call*>(call)->context);
-}
-
-void DestroyContext(void* call) {
-    RpcSsDestroyClientContext(&static_cast<Call*>(call)->context);
-}
-
-// A context and its own binding. The destructor closes both.
-class Connection {
+class Lock {
  public:
-    Connection() = default;
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-    ~Connection() { Close(); }
+    Lock() { AcquireSRWLockExclusive(&g_lock); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    ~Lock() { ReleaseSRWLockExclusive(&g_lock); }
+};
 
-    // Returns 0 or the Windows error. Tries twice, which changes nothing in the service: at the
-    // first try the runtime may use a connection that a restart of the service has ended.
-    long Open() {
-        // One thread at a time, for the simulated notebook: if two first connections are opened at
-        // the same time, Wine gives each an association, and knows a context in only one of them.
-        static std::mutex opening;
-        const std::lock_guard<std::mutex> lock(opening);
-        long error = TryOpen();
-        if (error != RPC_S_OK) {
-            Close();
-            error = TryOpen();
+class Deadline {
+ public:
+    explicit Deadline(uint32_t milliseconds)
+        : m_end(milliseconds == TESSEL_NO_DEADLINE ? kNever : GetTickCount64() + milliseconds) {}
+
+    // With the lock held, waits until the condition is true. Returns false if the deadline passes.
+    template <typename Condition>
+    bool WaitUntil(Condition condition) const {
+        while (!condition()) {
+            const ULONGLONG now = GetTickCount64();
+            if (now >= m_end) {
+                return false;
+            }
+            const DWORD left = m_end == kNever ? INFINITE : static_cast<DWORD>(m_end - now);
+            SleepConditionVariableSRW(&g_ended, &g_lock, left, 0);
         }
-        return error;
-    }
-
-    // Sends the request and waits until the service is done. Returns 0 or the Windows error.
-    long Send(const std::wstring& command, bool flag, long number, std::wstring& text) {
-        m_call.command = command.c_str();
-        m_call.flag = static_cast<boolean>(flag ? 1 : 0);
-        m_call.number = number;
-        m_call.text = text.data();
-        return RunGuarded(CallRequest, &m_call);
+        return true;
     }
 
  private:
-    long TryOpen() {
-        wchar_t address[] = L"ncalrpc:[TesselRpcEndpoint]";
-        long error =
-            RpcBindingFromStringBindingW(reinterpret_cast<RPC_WSTR>(address), &m_call.binding);
-        if (error == RPC_S_OK) {
-            error = RunGuarded(CallOpen, &m_call);
-        }
-        // The service had no memory for the context.
-        return error == RPC_S_OK && m_call.context == nullptr ? RPC_S_OUT_OF_MEMORY : error;
-    }
-
-    void Close() {
-        if (m_call.context != nullptr && RunGuarded(CallClose, &m_call) != RPC_S_OK) {
-            // The service has ended. Frees the client's part of the context.
-            RunGuarded(DestroyContext, &m_call);
-        }
-        if (m_call.binding != nullptr) {
-            RpcBindingFree(&m_call.binding);
-        }
-    }
-
-    Call m_call = {};
+    static constexpr ULONGLONG kNever = ~0ULL;
+    ULONGLONG m_end;
 };
 
-// The requests in progress by their commands, each with the reply to fill. A callback has no user
-// pointer and no context. By Windows' documentation it runs on the thread that issued the call. The
-// client does not rely on that: the command identifies the request in every thread.
-std::mutex g_lock;
-std::condition_variable g_ended;
-std::map<std::wstring, tessel::Reply*, std::less<>> g_requests;
-
-// Waits until no request with the same command is in progress, and adds the request. The destructor
-// removes it; after that, no callback uses the reply.
-class Turn {
- public:
-    Turn(const std::wstring& command, tessel::Reply* reply) {
-        std::unique_lock<std::mutex> lock(g_lock);
-        g_ended.wait(lock, [&] { return g_requests.count(command) == 0; });
-        m_place = g_requests.emplace(command, reply).first;
+Request* FindRequest(const wchar_t* command) {
+    Request* request = g_requests;
+    while (request != nullptr && std::wcscmp(request->command, command) != 0) {
+        request = request->next;
     }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-    ~Turn() {
+    return request;
+}
+
+// Waits until no request with the same command is in progress, and adds the request. Returns false
+// if the deadline passes before.
+bool Begin(Request& request, const Deadline& deadline) {
+    const Lock lock;
+    if (!deadline.WaitUntil([&] { return FindRequest(request.command) == nullptr; })) {
+        return false;
+    }
+    request.next = g_requests;
+    g_requests = &request;
+    return true;
+}
+
+// Removes the request, with the lock held. After that, no callback uses it.
+void Remove(Request& request) {
+    Request** place = &g_requests;
+    while (*place != &request) {
+        place = &(*place)->next;
+    }
+    *place = request.next;
+    // All: each waits for another command.
+    WakeAllConditionVariable(&g_ended);
+}
+
+// Opens a context. Returns 0 or the Windows error. Tries twice, which changes nothing in the
+// service: at the first try the runtime may use a connection that a restart of the service has
+// ended.
+DWORD Open(std::optional<Connection>& connection) {
+    if (connection.emplace().Status() != ERROR_SUCCESS) {
+        connection.emplace();
+    }
+    // The service had no memory for the context.
+    return connection->Status() == ERROR_SUCCESS && connection->Context() == nullptr
+               ? static_cast<DWORD>(RPC_S_OUT_OF_MEMORY)
+               : connection->Status();
+}
+
+// Sends the request unless nobody waits for it any more. Stores what came of it.
+void CarryOut(Request& request) {
+    std::optional<Connection> connection;
+    DWORD status = Open(connection);
+    if (status == ERROR_SUCCESS) {
         {
-            const std::lock_guard<std::mutex> lock(g_lock);
-            g_requests.erase(m_place);
+            const Lock lock;
+            if (request.abandoned) {
+                return;
+            }
+            request.reply.sent = 1;
         }
-        g_ended.notify_all();
+        status = connection->Send(request.command, request.flag, request.number, request.text);
     }
-
- private:
-    decltype(g_requests)::iterator m_place;
-};
-
-}  // namespace
-
-// Receives an answer, which the service sends during RemoteRequest. The runtime owns the strings.
-void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
-    const std::lock_guard<std::mutex> lock(g_lock);
-    const auto place = g_requests.find(command);
-    if (place == g_requests.end()) {
-        return;
-    }
-    tessel::Reply& reply = *place->second;
-    try {
-        reply.text = text;
-    } catch (const std::bad_alloc&) {
-        reply.error = RPC_S_OUT_OF_MEMORY;
-        return;
-    }
-    reply.flag = flag != 0;
-    reply.number = number;
-    reply.outcome = tessel::Outcome::kAnswered;
-}
-
-void* __RPC_USER MIDL_user_allocate(size_t size) {
-    return std::malloc(size);
-}
-
-void __RPC_USER MIDL_user_free(void* memory) {
-    std::free(memory);
-}
-
-namespace tessel {
-
-long Client::Connect() {
-    return Connection().Open();
-}
-
-Reply Client::Request(const std::wstring& command, bool flag, long number, std::wstring text) {
-    Reply reply;
-    if (command.find(L'\0') != std::wstring::npos || text.find(L'\0') != std::wstring::npos) {
-        reply.error = ERROR_INVALID_PARAMETER;
-        return reply;
-    }
-    long error = RPC_S_OK;
-    {
-        const Turn turn(command, &reply);
-        Connection connection;
-        error = connection.Open();
-        if (error == RPC_S_OK) {
-            reply.sent = true;
-            error = connection.Send(command, flag, number, text);
-        }
-    }
+    connection.reset();
+    const Lock lock;
     // An answer is valid even if the service ended after it had sent the answer.
-    if (reply.outcome == Outcome::kAnswered || reply.error != RPC_S_OK) {
-        return reply;
+    if (request.reply.text == nullptr && request.reply.error == ERROR_SUCCESS) {
+        request.reply.error = status;
+        request.reply.outcome = status == ERROR_SUCCESS ? TESSEL_NO_ANSWER : TESSEL_FAILED;
     }
+}
+
+// A request with copies of its texts, or null.
+Request* CopyRequest(const Request& request) {
+    const std::size_t command_size = std::wcslen(request.command) + 1;
+    const std::size_t text_size = std::wcslen(request.text) + 1;
+    auto* copy = static_cast<Request*>(
+        std::malloc(sizeof(Request) + (command_size + text_size) * sizeof(wchar_t)));
+    if (copy != nullptr) {
+        auto* command = reinterpret_cast<wchar_t*>(copy + 1);
+        wchar_t* text = command + command_size;
+        std::wmemcpy(command, request.command, command_size);
+        std::wmemcpy(text, request.text, text_size);
+        *copy = {command, request.flag, request.number, text};
+    }
+    return copy;
+}
+
+void FreeRequest(Request* request) {
+    TesselFreeReply(&request->reply);
+    std::free(request);
+}
+
+// Carries out a request of CopyRequest. If nobody waits any more, it frees the request.
+void CALLBACK CarryOutCopy(PTP_CALLBACK_INSTANCE /*instance*/, void* context) {
+    auto* request = static_cast<Request*>(context);
+    CarryOut(*request);
+    bool abandoned = false;
+    {
+        const Lock lock;
+        Remove(*request);
+        request->ended = true;
+        abandoned = request->abandoned;
+    }
+    if (abandoned) {
+        FreeRequest(request);
+    }
+}
+
+// Carries out the request on a thread of the process' pool. The pool keeps the DLL until the
+// request has ended.
+DWORD Submit(Request* request) {
+    TP_CALLBACK_ENVIRON environment;
+    InitializeThreadpoolEnvironment(&environment);
+    SetThreadpoolCallbackLibrary(&environment, &__ImageBase);
+    SetThreadpoolCallbackRunsLong(&environment);
+    return TrySubmitThreadpoolCallback(&CarryOutCopy, request, &environment) ? ERROR_SUCCESS
+                                                                             : GetLastError();
+}
+
+TesselReply Failure(DWORD error) {
+    TesselReply reply = {};
+    reply.outcome = TESSEL_FAILED;
     reply.error = error;
-    reply.outcome = error == RPC_S_OK ? Outcome::kNoAnswer : Outcome::kFailed;
     return reply;
 }
 
-Reply Client::Identity(const std::wstring& command) {
-    // The service overwrites the text within its length. The padding is longer than any identity.
-    const std::wstring padding(64, L' ');
-    Reply reply = Request(command, false, 0, padding);
-    if (reply.text == padding) {
-        reply.text.clear();
+TesselReply TimedOut(int32_t sent) {
+    TesselReply reply = {};
+    reply.outcome = TESSEL_TIMED_OUT;
+    reply.sent = sent;
+    return reply;
+}
+
+TesselReply SendNow(Request request) {
+    Begin(request, Deadline(TESSEL_NO_DEADLINE));
+    CarryOut(request);
+    const Lock lock;
+    Remove(request);
+    return request.reply;
+}
+
+TesselReply SendUntil(const Deadline& deadline, const Request& request) {
+    Request* copy = CopyRequest(request);
+    if (copy == nullptr) {
+        return Failure(RPC_S_OUT_OF_MEMORY);
     }
+    if (!Begin(*copy, deadline)) {
+        FreeRequest(copy);
+        return TimedOut(0);
+    }
+    const DWORD error = Submit(copy);
+    TesselReply reply = Failure(error);
+    {
+        const Lock lock;
+        if (error != ERROR_SUCCESS) {
+            Remove(*copy);
+        } else if (deadline.WaitUntil([=] { return copy->ended; })) {
+            reply = std::exchange(copy->reply, {});
+        } else {
+            copy->abandoned = true;
+            return TimedOut(copy->reply.sent);
+        }
+    }
+    FreeRequest(copy);
     return reply;
 }
 
-std::wstring Meaning(long error) {
+TesselReply Send(const wchar_t* command,
+                 bool flag,
+                 long number,
+                 const wchar_t* text,
+                 uint32_t deadline) {
+    if (command == nullptr || text == nullptr) {
+        return Failure(ERROR_INVALID_PARAMETER);
+    }
+    const Request request = {command, flag, number, text};
+    return deadline == TESSEL_NO_DEADLINE ? SendNow(request)
+                                          : SendUntil(Deadline(deadline), request);
+}
+
+// Gives the reply to the app: as much of it as the app's structure has.
+int32_t Give(TesselReply from, TesselReply* to) {
+    if (to == nullptr || to->size < sizeof(TesselReply)) {
+        TesselFreeReply(&from);
+        return TESSEL_FAILED;
+    }
+    from.size = to->size;
+    *to = from;
+    return to->outcome;
+}
+
+// Makes the text of a reply the bytes of a document: the low eight bits of each unit.
+void MakeBytes(TesselReply& reply) {
+    reply.bytes = reinterpret_cast<uint8_t*>(reply.text);
+    reply.byte_count = reply.text_length;
+    for (uint32_t i = 0; i <= reply.byte_count; ++i) {
+        reply.bytes[i] = static_cast<uint8_t>(reply.text[i]);
+    }
+    reply.text = nullptr;
+    reply.text_length = 0;
+}
+
+// Adds the text of the bytes, without a byte order mark. Returns 0 or the Windows error.
+DWORD DecodeUtf8(TesselReply& reply) {
+    const auto* bytes = reinterpret_cast<const char*>(reply.bytes);
+    auto count = static_cast<int>(reply.byte_count);
+    if (count >= 3 && std::memcmp(bytes, "\xEF\xBB\xBF", 3) == 0) {
+        bytes += 3;
+        count -= 3;
+    }
+    // A text has no more units than bytes.
+    reply.text =
+        static_cast<wchar_t*>(std::malloc((static_cast<std::size_t>(count) + 1) * sizeof(wchar_t)));
+    if (reply.text == nullptr) {
+        return RPC_S_OUT_OF_MEMORY;
+    }
+    const int length =
+        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes, count, reply.text, count);
+    if (length == 0 && count > 0) {
+        std::free(std::exchange(reply.text, nullptr));
+        return ERROR_NO_UNICODE_TRANSLATION;
+    }
+    reply.text[length] = L'\0';
+    reply.text_length = static_cast<uint32_t>(length);
+    return ERROR_SUCCESS;
+}
+
+// What a Windows error means for a caller of this service. Null: nothing special.
+const wchar_t* MeaningOfError(uint32_t error) {
     switch (error) {
-        case RPC_S_OK:
-            return L"no error";
         case ERROR_ACCESS_DENIED:
             return L"access denied: this process does not hold the service's capability";
         case ERROR_INVALID_HANDLE:
@@ -237,7 +326,7 @@ std::wstring Meaning(long error) {
         case RPC_S_OUT_OF_MEMORY:
             return L"no memory, in this process or in the service";
         case ERROR_INVALID_PARAMETER:
-            return L"the command or the text contains U+0000";
+            return L"a value that the service does not take; nothing was sent";
         case RPC_S_UNKNOWN_IF:
             return L"the service is just starting or stopping";
         case RPC_S_SERVER_UNAVAILABLE:
@@ -247,15 +336,128 @@ std::wstring Meaning(long error) {
         case RPC_S_CALL_FAILED_DNE:
             return L"the service did not receive the request";
         default:
-            break;
+            return nullptr;
     }
-    wchar_t text[256] = {};
+}
+
+// Writes Windows' own text for an error.
+void WriteErrorText(uint32_t error, wchar_t* text, uint32_t capacity) {
     DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                                  nullptr, static_cast<DWORD>(error), 0, text, 256, nullptr);
+                                  nullptr, error, 0, text, capacity, nullptr);
     while (length > 0 && std::wcschr(L".\r\n ", text[length - 1]) != nullptr) {
         --length;
     }
-    return length > 0 ? std::wstring(text, length) : L"Windows error " + std::to_wstring(error);
+    text[length] = L'\0';
 }
 
-}  // namespace tessel
+}  // namespace
+
+// Receives an answer, which the service sends during RemoteRequest. The runtime owns the strings.
+void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
+    const Lock lock;
+    Request* request = FindRequest(command);
+    if (request == nullptr || request->reply.text != nullptr) {
+        return;
+    }
+    TesselReply& reply = request->reply;
+    const std::size_t length = std::wcslen(text);
+    reply.text = static_cast<wchar_t*>(std::malloc((length + 1) * sizeof(wchar_t)));
+    if (reply.text == nullptr) {
+        reply.error = RPC_S_OUT_OF_MEMORY;
+        reply.outcome = TESSEL_FAILED;
+        return;
+    }
+    std::wmemcpy(reply.text, text, length + 1);
+    reply.text_length = static_cast<uint32_t>(length);
+    reply.flag = flag != 0 ? 1 : 0;
+    reply.number = number;
+    reply.outcome = TESSEL_ANSWERED;
+}
+
+uint32_t TesselVersion() {
+    return TESSEL_VERSION;
+}
+
+uint32_t TesselConnect() {
+    std::optional<Connection> connection;
+    return Open(connection);
+}
+
+int32_t TesselRequest(const wchar_t* command,
+                      int32_t flag,
+                      int32_t number,
+                      const wchar_t* text,
+                      uint32_t deadline,
+                      TesselReply* reply) {
+    return Give(Send(command, flag != 0, number, text, deadline), reply);
+}
+
+int32_t TesselIdentity(const wchar_t* command, uint32_t deadline, TesselReply* reply) {
+    // The service overwrites the text within its length. The padding is longer than any identity.
+    std::array<wchar_t, 65> padding = {};
+    std::fill_n(padding.begin(), 64, L' ');
+    TesselReply answer = Send(command, false, 0, padding.data(), deadline);
+    if (answer.outcome == TESSEL_ANSWERED && std::wcscmp(answer.text, padding.data()) == 0) {
+        TesselFreeReply(&answer);
+        answer.outcome = TESSEL_NOT_DONE;
+    }
+    return Give(answer, reply);
+}
+
+int32_t TesselReadDocument(const wchar_t* path,
+                           int32_t utf8,
+                           uint32_t deadline,
+                           TesselReply* reply) {
+    TesselReply answer = Send(TESSEL_COMMONHELPER_READEULADOCUMENT, false, 0, path, deadline);
+    if (answer.outcome == TESSEL_ANSWERED) {
+        MakeBytes(answer);
+        const DWORD error = utf8 != 0 ? DecodeUtf8(answer) : ERROR_SUCCESS;
+        if (error == RPC_S_OUT_OF_MEMORY) {
+            answer.outcome = TESSEL_FAILED;
+            answer.error = error;
+        } else if (error != ERROR_SUCCESS || answer.byte_count == 0) {
+            answer.outcome = TESSEL_NOT_DONE;
+        }
+    }
+    return Give(answer, reply);
+}
+
+int32_t TesselCreateProfile(const TesselProfile* profile, uint32_t deadline, TesselReply* reply) {
+    wchar_t text[kProfileTextSize];
+    if (profile == nullptr || profile->size < sizeof(TesselProfile)) {
+        return Give(Failure(ERROR_INVALID_PARAMETER), reply);
+    }
+    TesselReply answer = Failure(ERROR_INVALID_PARAMETER);
+    answer.number = WriteProfileText(*profile, text);
+    if (answer.number == 0) {
+        answer = Send(TESSEL_MBNHELPER_CREATEPROFILE, false, 0, text, deadline);
+    }
+    return Give(answer, reply);
+}
+
+void TesselFreeReply(TesselReply* reply) {
+    std::free(reply->text);
+    std::free(reply->bytes);
+    reply->text = nullptr;
+    reply->text_length = 0;
+    reply->bytes = nullptr;
+    reply->byte_count = 0;
+}
+
+void TesselMeaning(int32_t outcome, uint32_t error, wchar_t* text, uint32_t capacity) {
+    if (capacity == 0) {
+        return;
+    }
+    const wchar_t* meaning =
+        outcome == TESSEL_ANSWERED    ? L"the service has answered"
+        : outcome == TESSEL_NOT_DONE  ? L"the service could not do it"
+        : outcome == TESSEL_NO_ANSWER ? L"the service does not answer this command"
+        : outcome == TESSEL_TIMED_OUT ? L"the deadline has passed; a request that was sent goes on"
+                                      : MeaningOfError(error);
+    if (meaning == nullptr) {
+        WriteErrorText(error, text, capacity);
+    } else {
+        std::wcsncpy(text, meaning, capacity - 1);
+        text[capacity - 1] = L'\0';
+    }
+}

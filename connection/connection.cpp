@@ -20,15 +20,19 @@ Connection::~Connection() {
     }
 }
 
-DWORD Connection::Send(const RequestValues& request) const {
+DWORD Connection::Send(const wchar_t* command, bool flag, long number, const wchar_t* text) const {
     if (m_status != ERROR_SUCCESS) {
         return m_status;
     }
-    return StatusOf([&] {
+    return StatusOf([=, this] {
         // The service overwrites only its own copy of the text.
-        m_stub.request(m_context, request.command.c_str(), static_cast<boolean>(request.flag),
-                       request.number, const_cast<wchar_t*>(request.text.c_str()));
+        m_stub.request(m_context, command, static_cast<boolean>(flag), number,
+                       const_cast<wchar_t*>(text));
     });
+}
+
+DWORD Connection::Send(const RequestValues& request) const {
+    return Send(request.command.c_str(), request.flag, request.number, request.text.c_str());
 }
 
 DWORD Connection::Close() {

@@ -45,6 +45,7 @@ class Connection {
 
     // Sends the request with RemoteRequest and waits until the service is done with it. Windows has
     // no time limit for this. Returns the status of the opening if that failed.
+    DWORD Send(const wchar_t* command, bool flag, long number, const wchar_t* text) const;
     DWORD Send(const RequestValues& request) const;
 
     // Closes the context with RemoteClose. If the service is gone, frees what this process keeps of

@@ -31,7 +31,7 @@ BUILD_PACKAGES=(clang-19 lld-19 llvm-19 cmake ninja-build make python3-minimal b
 X64_PACKAGES=("${BUILD_PACKAGES[@]}" wine64)
 ARM64_PACKAGES=("${BUILD_PACKAGES[@]}" qemu-user-static)
 # For the tests: GoogleTest's sources, and the interface compiler.
-TEST_PACKAGES=(googletest mingw-w64-tools)
+TEST_PACKAGES=(googletest mingw-w64-tools mono-mcs mono-runtime)
 # For the checks of the sources and for fuzzing.
 LINT_PACKAGES=(clang-format-19 clang-tidy-19 shellcheck)
 FUZZ_PACKAGES=(clang-19 cmake ninja-build libclang-rt-19-dev)

@@ -1,28 +1,28 @@
 // Copyright (c) 2026 Bramble Electronics. SPDX-License-Identifier: MIT
-// Asks Tessel Service for the screen mode and for the number of the SIM card.
+// Sets and reads the screen mode, and reads the number of the SIM card.
 #include <cstdio>
 
 #include "tesselclient.h"
 
-int wmain() {
-    using tessel::Client;
-    if (const long error = Client::Connect()) {
-        std::printf("no connection: error %ld, %ls\n", error, tessel::Meaning(error).c_str());
+int main() {
+    // No call takes longer than ten seconds. The request itself goes on.
+    const tessel::Client service(std::chrono::seconds(10));
+
+    const tessel::Status stored = service.SetScreenMode(5);
+    if (!stored.Ok()) {
+        std::printf("not stored: error %u, %ls\n", stored.error, stored.Meaning().c_str());
         return 1;
     }
-
-    Client::Request(L"REGISTRYHELPER_SETSCREENMODE", false, 5);
-    if (const tessel::Reply mode = Client::Request(L"REGISTRYHELPER_GETSCREENMODE")) {
-        std::printf("screen mode %ld\n", mode.number);
-    } else {
-        std::printf("no screen mode: %ls\n", tessel::Meaning(mode.error).c_str());
+    const tessel::Result<int> mode = service.GetScreenMode();
+    if (mode.Ok()) {
+        std::printf("screen mode %d\n", mode.value);
     }
 
-    const tessel::Reply card = Client::Identity(L"MBNHELPER_GETSIMICCID");
-    if (card.text.empty()) {
-        std::printf("no SIM card was read\n");
+    const tessel::Result<std::wstring> card = service.GetSimIccId();
+    if (card.Ok()) {
+        std::printf("SIM card %ls\n", card.value.c_str());
     } else {
-        std::printf("SIM card %ls\n", card.text.c_str());
+        std::printf("no SIM card was read: %ls\n", card.Meaning().c_str());
     }
     return 0;
 }

@@ -39,6 +39,7 @@ struct CallbackHeader {
 #pragma pack(pop)
 
 constexpr std::size_t kParameterSize = 6;
+constexpr unsigned char kExplicitHandle = 0;
 constexpr unsigned char kPrimitiveHandle = 0x32;
 constexpr unsigned char kCallbackHandle = 0x34;
 
@@ -62,19 +63,27 @@ std::wstring CallbackEndpoint(HANDLE process) {
 // Serves the client's callbacks in its process. The client's interface describes its callbacks in
 // the same way as a server's interface describes its procedures.
 RPC_STATUS ServeCallbacks(void* client_interface) {
+    // From now on Wine's RPC runtime has threads, which do not survive that it is unloaded.
+    HMODULE runtime = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"rpcrt4.dll", &runtime);
     const std::wstring endpoint = CallbackEndpoint(GetCurrentProcess());
     const RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(L"ncalrpc"), kConcurrentCalls,
                                                      RpcText(endpoint.c_str()), nullptr);
-    if (status != RPC_S_OK) {
+    // The process may have loaded and unloaded this DLL before.
+    if (status != RPC_S_OK && status != RPC_S_DUPLICATE_ENDPOINT) {
         return status;
     }
     return RpcServerRegisterIfEx(client_interface, nullptr, nullptr, RPC_IF_AUTOLISTEN,
                                  kConcurrentCalls, nullptr);
 }
 
+// The interface that this process serves for callbacks. Null: none.
+void* g_served = nullptr;
+
 BOOL CALLBACK ServeOnce(INIT_ONCE* /*once*/, void* client_interface, void** /*context*/) {
     const RPC_STATUS status = ServeCallbacks(client_interface);
     SetLastError(static_cast<DWORD>(status));
+    g_served = status == RPC_S_OK ? client_interface : nullptr;
     return status == RPC_S_OK;
 }
 
@@ -195,7 +204,42 @@ void ServeBeforeCall(const MIDL_STUB_DESC* descriptor) {
     }
 }
 
+// Whether a call has a binding and no context: it opens a context.
+bool Opens(PFORMAT_STRING format) {
+    return format[0] == kExplicitHandle && format[sizeof(ProcedureHeader)] == kPrimitiveHandle;
+}
+
+SRWLOCK g_opening = SRWLOCK_INIT;
+
+// Calls Wine. Contexts are opened one at a time: if two first connections of a process are opened
+// at the same time, Wine gives each an association, and knows a context in only one of them.
+CLIENT_CALL_RETURN CallWine(MIDL_STUBLESS_PROXY_INFO* proxy,
+                            unsigned long number,
+                            void* result,
+                            bool opens,
+                            const Slots& slots) {
+    if (opens) {
+        AcquireSRWLockExclusive(&g_opening);
+    }
+    __try {
+        return NdrClientCall3(proxy, number, result, slots[0], slots[1], slots[2], slots[3],
+                              slots[4], slots[5], slots[6], slots[7]);
+    } __finally {
+        if (opens) {
+            ReleaseSRWLockExclusive(&g_opening);
+        }
+    }
+}
+
 }  // namespace
+
+// When a program unloads the DLL, the process must not call the interface of that program any more.
+BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, void* ending) {
+    if (reason == DLL_PROCESS_DETACH && ending == nullptr && g_served != nullptr) {
+        RpcServerUnregisterIf(g_served, nullptr, FALSE);
+    }
+    return TRUE;
+}
 
 // Exported as NdrClientCall2 and NdrClientCall3.
 extern "C" CLIENT_CALL_RETURN RPC_VAR_ENTRY ClientCall2WithCallbacks(MIDL_STUB_DESC* descriptor,
@@ -226,6 +270,5 @@ extern "C" CLIENT_CALL_RETURN RPC_VAR_ENTRY ClientCallWithCallbacks(MIDL_STUBLES
         return CallBack(proxy->pStubDesc, format, slots);
     }
     ServeBeforeCall(proxy->pStubDesc);
-    return NdrClientCall3(proxy, number, result, slots[0], slots[1], slots[2], slots[3], slots[4],
-                          slots[5], slots[6], slots[7]);
+    return CallWine(proxy, number, result, Opens(format), slots);
 }

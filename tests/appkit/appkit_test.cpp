@@ -1,79 +1,448 @@
-// The client of appkit over stubs of the test's own.
+// The functions of tesselclient.dll and the class on them, over stubs of the test's own.
 #include <gtest/gtest.h>
 
-#include <thread>
+#include <windows.h>
 
-#include "tesselclient.h"
-#include "tesselservice.h"
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "appkit/tesselclient.h"
+#include "interface/tesselservice.h"
+#include "mbn/mbnprofiletext.h"
 
 namespace {
 
-struct {
-    DWORD open_raises;
-    DWORD request_raises;
-    const wchar_t* answer;  // a blank: the request's own text
-    int failing_opens;
-    int requests;
-    int contexts;
-    bool no_context;
-} g_stub;
+using tessel::Client;
+using tessel::Outcome;
 
-tessel::Reply Ask(DWORD open_raises, DWORD request_raises, const wchar_t* answer) {
-    g_stub = {open_raises, request_raises, answer, 2, 0, 0, false};
-    return tessel::Client::Identity(L"COMMAND");
+// What the stubs do, and what they have seen.
+struct Service {
+    DWORD open_raises = 0;
+    int failing_opens = 0;
+    bool no_context = false;
+    DWORD request_raises = 0;
+    // Changes the values of the request into those of the answer. Null: no answer.
+    std::function<void(bool& flag, long& number, std::wstring& text)> answer;
+    // Requests with these commands wait.
+    std::map<std::wstring, bool> held;
+
+    int contexts = 0;
+    std::vector<std::wstring> commands;
+    bool flag = false;
+    long number = 0;
+    std::wstring text;
+};
+Service g_service;
+std::mutex g_mutex;
+std::condition_variable g_changed;
+
+void Hold(const wchar_t* command, bool held) {
+    const std::lock_guard<std::mutex> lock(g_mutex);
+    g_service.held[command] = held;
+    g_changed.notify_all();
+}
+
+// Waits up to ten seconds until `count` requests have arrived.
+bool Arrived(std::size_t count) {
+    std::unique_lock<std::mutex> lock(g_mutex);
+    return g_changed.wait_for(lock, std::chrono::seconds(10),
+                              [=] { return g_service.commands.size() >= count; });
 }
 
 // Answers on another thread, and answers a command that was not sent. Not inlined into frames that
 // exceptions pass.
-__attribute__((noinline)) void Answer(wchar_t* text) {
-    wchar_t command[] = L"COMMAND";
-    std::wstring answer = *g_stub.answer == L' ' ? text : g_stub.answer;
-    std::thread(ReportResult, command, boolean{1}, 1, answer.data()).join();
-    ReportResult(answer.data(), 0, 0, command);
+__attribute__((noinline)) void Answer(const wchar_t* command) {
+    bool flag = g_service.flag;
+    long number = g_service.number;
+    std::wstring text = g_service.text;
+    g_service.answer(flag, number, text);
+    std::wstring name = command;
+    std::thread(ReportResult, name.data(), static_cast<boolean>(flag), number, text.data()).join();
+    ReportResult(text.data(), 0, 0, name.data());
+}
+
+__attribute__((noinline)) void Receive(const wchar_t* command,
+                                       bool flag,
+                                       long number,
+                                       const wchar_t* text) {
+    std::unique_lock<std::mutex> lock(g_mutex);
+    g_service.commands.emplace_back(command);
+    g_service.flag = flag;
+    g_service.number = number;
+    g_service.text = text;
+    g_changed.notify_all();
+    g_changed.wait(lock, [=] { return !g_service.held[command]; });
+    lock.unlock();
+    if (g_service.answer) {
+        Answer(command);
+    }
+}
+
+void AnswerWith(bool flag, long number, const wchar_t* text = L"") {
+    g_service = {};
+    g_service.answer = [=](bool& f, long& n, std::wstring& t) {
+        f = flag;
+        n = number;
+        t = text;
+    };
+}
+
+void Echo() {
+    g_service = {};
+    g_service.answer = [](bool&, long&, std::wstring&) {};
 }
 
 TEST(AppKit, TellsWhatCameOfARequest) {
     for (const DWORD code : {1722UL, 1726UL, 0x20474343UL, 0x21474343UL, 0xE06D7363UL}) {
-        tessel::Reply reply = Ask(code, 0, L"answer");
-        EXPECT_TRUE(reply.error == static_cast<long>(code) && !reply.sent);
-        reply = Ask(0, code, nullptr);
-        EXPECT_TRUE(reply.error == static_cast<long>(code) && reply.sent && g_stub.requests == 1);
-        EXPECT_TRUE(Ask(0, code, L"answer")) << "the answer came before the failure";
+        Echo();
+        g_service.open_raises = code;
+        g_service.failing_opens = 2;
+        tessel::Reply reply = Client().Request(L"COMMAND");
+        EXPECT_TRUE(reply.outcome == Outcome::kFailed && reply.error == code && !reply.sent);
+        EXPECT_TRUE(g_service.commands.empty());
+        g_service = {};
+        g_service.request_raises = code;
+        reply = Client().Request(L"COMMAND");
+        EXPECT_TRUE(reply.outcome == Outcome::kFailed && reply.error == code && reply.sent);
+        EXPECT_EQ(g_service.commands.size(), 1U) << "sent once";
+        AnswerWith(true, 7, L"text");
+        g_service.request_raises = code;
+        reply = Client().Request(L"COMMAND");
+        EXPECT_TRUE(reply.Ok() && reply.error == 0) << "the answer came before the failure";
+        EXPECT_TRUE(reply.flag && reply.number == 7 && reply.text == L"text");
     }
-    EXPECT_EQ(Ask(0, 0, nullptr).outcome, tessel::Outcome::kNoAnswer);
-    g_stub = {1726, 0, nullptr, 1, 0, 0, false};
-    EXPECT_TRUE(tessel::Client::Connect() == 0 && g_stub.contexts == 0) << "at the second attempt";
-    g_stub.no_context = true;
-    EXPECT_EQ(tessel::Client::Connect(), 14);
-    EXPECT_EQ(tessel::Client::Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87);
-    // An identity is empty when none was read.
-    EXPECT_EQ(Ask(0, 0, L"8949012345678901234").text, L"8949012345678901234");
-    EXPECT_EQ(Ask(0, 0, L"").text, L"");
-    EXPECT_EQ(Ask(0, 0, L" ").text, L"");
+    g_service = {};
+    const tessel::Reply reply = Client().Request(L"COMMAND");
+    EXPECT_TRUE(reply.outcome == Outcome::kNoAnswer && reply.sent && reply.error == 0);
+    g_service.open_raises = 1726;
+    g_service.failing_opens = 1;
+    EXPECT_TRUE(Client::Connect() == 0 && g_service.contexts == 0) << "at the second attempt";
+    g_service.no_context = true;
+    EXPECT_EQ(Client::Connect(), 14U);
+    EXPECT_EQ(Client().Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87U);
+}
+
+// Every call of the class: what it sends, and what a good and a bad answer make of it.
+TEST(AppKit, EveryCommandHasACall) {
+    const Client client;
+    struct Call {
+        const wchar_t* command;
+        std::function<tessel::Status()> call;
+        // Answers that are no failure, and answers that are one.
+        std::vector<std::pair<bool, long>> good = {{false, 0}, {true, 5}, {false, -1}};
+        std::vector<std::pair<bool, long>> bad = {};
+    };
+    const std::vector<std::pair<bool, long>> flagged = {{true, 0}};
+    const std::vector<std::pair<bool, long>> refused = {{false, 0}};
+    const Call calls[] = {
+        {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
+         [&] { return client.CheckAdditionalPenSetting(); }, flagged, refused},
+        {L"REGISTRYHELPER_GETPENSETTING",
+         [&] { return client.GetPenSetting(); },
+         {{false, 0}, {false, -100}},
+         {{true, -1}}},
+        {L"REGISTRYHELPER_SETPENSETTING", [&] { return client.SetPenSetting(4); }, flagged,
+         refused},
+        {L"REGISTRYHELPER_GETPENCLICKSETTING",
+         [&] { return client.GetPenClickSetting(); },
+         {{false, 0}, {false, -1}},
+         {{true, -100}}},
+        {L"REGISTRYHELPER_SETPENCLICKSETTING", [&] { return client.SetPenClickSetting(4); },
+         flagged, refused},
+        {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY",
+         [&] { return client.GetPenPressureSensitivity(); },
+         {{false, 0}, {false, -100}},
+         {{true, -1}}},
+        {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY",
+         [&] { return client.SetPenPressureSensitivity(4); }},
+        {L"REGISTRYHELPER_GETSCREENMODE", [&] { return client.GetScreenMode(); }},
+        {L"REGISTRYHELPER_SETSCREENMODE", [&] { return client.SetScreenMode(4); }, flagged,
+         refused},
+        {L"REGISTRYHELPER_ISVZWQ", [&] { return client.IsVzwq(); }},
+        {L"COMMONHELPER_ISFILE_EXISTS", [&] { return client.IsFileExists(L"C:\\a"); }},
+        {L"MBNHELPER_GETNETWORKMODE", [&] { return client.GetNetworkMode(); }},
+        {L"MBNHELPER_SETNETWORKMODE", [&] { return client.SetNetworkMode(); }},
+        {L"MBNHELPER_CHECKINTERFACE", [&] { return client.CheckInterface(); }},
+        {L"MBNHELPER_CHECKSIMSTATUS", [&] { return client.CheckSimStatus(); }},
+        {L"MBNHELPER_GETHOMEPROVIDERID", [&] { return client.GetHomeProviderId(); }},
+        {L"MBNHELPER_GETHOMEPROVIDERNAME", [&] { return client.GetHomeProviderName(); }},
+        {L"MBNHELPER_GETSUBSCRIBERID", [&] { return client.GetSubscriberId(); }},
+        {L"MBNHELPER_GETSIMICCID", [&] { return client.GetSimIccId(); }},
+        {L"MBNHELPER_CONNECT", [&] { return client.ConnectModem(); }},
+        {L"MBNHELPER_DISCONNECT", [&] { return client.DisconnectModem(); }},
+        {L"MBNHELPER_GETRECOMMENDPROFILE", [&] { return client.GetRecommendProfile(); }},
+        {L"MBNHELPER_DELETEPROFILE", [&] { return client.DeleteProfile(); }},
+        {L"MBNHELPER_QEURYPROFILE", [&] { return client.QueryProfile(); }},
+        {L"MBNHELPER_UPDATEPROFILE", [&] { return client.UpdateProfile(); }},
+        {L"MBNHELPER_CREATEAPNDB", [&] { return client.CreateApnDb(); }},
+        {L"BLEHELPER_GETBLE", [&] { return client.GetBle(); }},
+        {L"BLEHELPER_SETBLE", [&] { return client.SetBle(true); }},
+        {L"BLEHELPER_ISBLESUPPORT", [&] { return client.IsBleSupport(); }},
+        {L"USBPATHCHANGER_SMGETMUICSTATUS", [&] { return client.SmGetMuicStatus(); }},
+        {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", [&] { return client.ChangeUsbPathToCp(); }},
+        {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", [&] { return client.ChangeUsbPathToAp(); }},
+    };
+    for (const Call& call : calls) {
+        for (const auto& [flag, number] : call.good) {
+            AnswerWith(flag, number);
+            EXPECT_TRUE(call.call().Ok()) << call.command << flag << number;
+            EXPECT_EQ(g_service.commands, std::vector<std::wstring>{call.command});
+        }
+        for (const auto& [flag, number] : call.bad) {
+            AnswerWith(flag, number);
+            EXPECT_EQ(call.call().outcome, Outcome::kNotDone) << call.command;
+        }
+        g_service = {};
+        g_service.request_raises = 1726;
+        EXPECT_EQ(call.call().error, 1726U) << call.command;
+    }
+
+    // The values that they send and give.
+    AnswerWith(true, 85);
+    EXPECT_TRUE(client.SetScreenMode(4).Ok() && g_service.number == 4);
+    EXPECT_TRUE(client.SetBle(true).Ok() && g_service.flag);
+    EXPECT_TRUE(client.SetBle(false).Ok() && !g_service.flag);
+    EXPECT_TRUE(client.GetBle().value && !client.IsBleSupport().value);
+    EXPECT_EQ(client.GetScreenMode().value, 85);
+    AnswerWith(false, 1);
+    EXPECT_TRUE(!client.GetBle().value && client.IsBleSupport().value);
+    EXPECT_EQ(client.CheckInterface().value, tessel::ReadyState::kReady);
+    EXPECT_FALSE(client.IsFileExists(L"C:\\a").value);
+    EXPECT_EQ(g_service.text, L"C:\\a");
+    EXPECT_EQ(client.IsFileExists(L"C:\\\u00e9").error, 87U);
+}
+
+TEST(AppKit, AnIdentityIsNotItsPadding) {
+    Echo();
+    tessel::Result<std::wstring> card = Client().GetSimIccId();
+    EXPECT_TRUE(card.outcome == Outcome::kNotDone && card.value.empty());
+    EXPECT_EQ(g_service.text, std::wstring(64, L' '));
+    for (const wchar_t* identity : {L"", L"8949012345678901234"}) {
+        AnswerWith(false, 0, identity);
+        card = Client().GetSimIccId();
+        EXPECT_TRUE(card.Ok() && card.value == identity);
+    }
+}
+
+TEST(AppKit, ADocumentIsBytes) {
+    const auto read = [](const wchar_t* sent) {
+        AnswerWith(false, 0, sent);
+        return std::pair(Client().ReadDocument(L"C:\\a"), Client().ReadDocumentText(L"C:\\a"));
+    };
+    // U+20AC and a character of two UTF-16 units, in UTF-8.
+    auto [bytes, text] = read(L"a\xFFE2\xFF82\xFFAC\xFFF0\xFF9F\xFF98\xFF80\n");
+    EXPECT_TRUE(bytes.Ok() && bytes.value == "a\xE2\x82\xAC\xF0\x9F\x98\x80\n");
+    EXPECT_TRUE(text.Ok() && text.value == L"a\u20AC\U0001F600\n");
+    std::tie(bytes, text) = read(L"\xFFEF\xFFBB\xFFBF");
+    EXPECT_TRUE(bytes.Ok() && bytes.value == "\xEF\xBB\xBF");
+    EXPECT_TRUE(text.Ok() && text.value.empty()) << "only a byte order mark";
+    std::tie(bytes, text) = read(L"caf\xFFE9\n");
+    EXPECT_TRUE(bytes.Ok() && bytes.value == "caf\xE9\n");
+    EXPECT_TRUE(text.outcome == Outcome::kNotDone && text.value.empty()) << "not UTF-8";
+    std::tie(bytes, text) = read(L"");
+    EXPECT_TRUE(bytes.outcome == Outcome::kNotDone && text.outcome == Outcome::kNotDone);
+    EXPECT_EQ(Client().ReadDocument(std::wstring(L"a\0b", 3)).error, 87U);
+}
+
+// The document that the service makes of a request, with the longest identities.
+std::wstring DocumentOf(std::wstring text) {
+    ApnFields fields;
+    SplitApnFields(text.data(), fields);
+    const std::wstring digits(20, L'9');
+    SimIdentity sim = {};
+    sim.subscriber_id = digits.c_str() + 5;
+    sim.icc_id = digits.c_str();
+    sim.home_provider_name = digits.c_str();
+    return AssembleProfileDocument(fields, sim).text;
+}
+
+// Sends a profile. Returns the refused member, or 0 if the service keeps everything of it.
+int Keeps(const tessel::Profile& profile, std::initializer_list<std::wstring> values) {
+    Echo();
+    const tessel::Result<int> created = Client().CreateProfile(profile);
+    if (!created.Ok()) {
+        EXPECT_TRUE(created.error == 87 && !created.sent && g_service.commands.empty());
+        return created.value;
+    }
+    const std::wstring document = DocumentOf(g_service.text);
+    EXPECT_TRUE(document.ends_with(L"</MBNProfileExt>")) << document.size();
+    for (const std::wstring& value : values) {
+        EXPECT_NE(document.find(L">" + value + L"</"), document.npos) << value.c_str();
+    }
+    return 0;
+}
+
+TEST(AppKit, AProfileThatIsSentIsKept) {
+    tessel::Profile profile = {L"A & B", L"<apn>"};
+    EXPECT_EQ(Keeps(profile, {L"A &amp; B", L"&lt;apn&gt;", L"NONE", L"Default", L"DISABLE"}), 0);
+    profile = {L"d",
+               L"apn",
+               tessel::Authentication::kMsChapV2,
+               L"user",
+               L"word",
+               tessel::IpType::kXlat,
+               tessel::Compression::kEnable};
+    EXPECT_EQ(Keeps(profile, {L"user", L"word", L"MsCHAPv2", L"XLAT", L"ENABLE"}), 0);
+
+    // One character more than the service keeps is refused.
+    const auto with = [&](auto member, std::size_t length, wchar_t unit) {
+        tessel::Profile changed = profile;
+        changed.*member = std::wstring(length, unit);
+        return Keeps(changed, {});
+    };
+    using tessel::Profile;
+    EXPECT_EQ(with(&Profile::description, 228, L'd'), 0);
+    EXPECT_EQ(with(&Profile::description, 229, L'd'), TESSEL_PROFILE_DESCRIPTION);
+    EXPECT_EQ(with(&Profile::description, 45, L'&'), 0);
+    EXPECT_EQ(with(&Profile::description, 46, L'&'), TESSEL_PROFILE_DESCRIPTION);
+    EXPECT_EQ(with(&Profile::access_string, 100, L'a'), 0);
+    EXPECT_EQ(with(&Profile::access_string, 101, L'a'), TESSEL_PROFILE_ACCESS_STRING);
+    EXPECT_EQ(with(&Profile::user_name, 234, L'u'), 0);
+    EXPECT_EQ(with(&Profile::user_name, 235, L'u'), TESSEL_PROFILE_USER_NAME);
+    EXPECT_EQ(with(&Profile::password, 235, L'p'), TESSEL_PROFILE_PASSWORD);
+    for (const wchar_t unit : {L'|', L'\n', L'\0', L'\x1F'}) {
+        EXPECT_EQ(with(&Profile::password, 1, unit), TESSEL_PROFILE_PASSWORD) << int{unit};
+        EXPECT_EQ(with(&Profile::description, 1, unit), TESSEL_PROFILE_DESCRIPTION) << int{unit};
+    }
+    for (const auto [member, refused] :
+         {std::pair(&Profile::description, TESSEL_PROFILE_DESCRIPTION),
+          {&Profile::access_string, TESSEL_PROFILE_ACCESS_STRING},
+          {&Profile::user_name, TESSEL_PROFILE_USER_NAME},
+          {&Profile::password, TESSEL_PROFILE_PASSWORD}}) {
+        EXPECT_EQ(with(member, 0, L' '), refused) << "empty";
+    }
+    profile.authentication = tessel::Authentication::kNone;
+    EXPECT_EQ(Keeps(profile, {}), TESSEL_PROFILE_USER_NAME) << "the service would drop it";
+    profile.user_name.clear();
+    EXPECT_EQ(Keeps(profile, {}), TESSEL_PROFILE_PASSWORD);
+    profile.password.clear();
+    profile.ip_type = static_cast<tessel::IpType>(5);
+    EXPECT_EQ(Keeps(profile, {}), TESSEL_PROFILE_IP_TYPE);
+
+    // The longest document, without a user and with one.
+    profile = {std::wstring(228, L'd'), std::wstring(100, L'a')};
+    EXPECT_EQ(Keeps(profile, {profile.description, profile.access_string}), 0);
+    profile.authentication = tessel::Authentication::kPap;
+    for (int length = 1; length < 40; ++length) {
+        profile.user_name = std::wstring(length, L'u');
+        profile.password = L"p";
+        const int refused = Keeps(profile, {profile.user_name, L"p"});
+        EXPECT_TRUE(refused == 0 || refused == TESSEL_PROFILE_WHOLE);
+        EXPECT_EQ(refused == 0, DocumentOf(profile.description + L"|" + profile.access_string +
+                                           L"|PAP|" + profile.user_name + L"|p|Default|DISABLE")
+                                    .ends_with(L"</MBNProfileExt>"))
+            << length;
+    }
+}
+
+// A request whose command becomes free is sent although others wait too.
+TEST(AppKit, EachCommandHasItsOwnTurn) {
+    Echo();
+    Hold(L"X", true);
+    Hold(L"Y", true);
+    std::vector<std::thread> threads;
+    for (const wchar_t* command : {L"X", L"Y", L"X", L"Y"}) {
+        threads.emplace_back([=] { EXPECT_TRUE(Client().Request(command).Ok()); });
+        // Two arrive, two wait for them.
+        EXPECT_TRUE(Arrived(std::min<std::size_t>(threads.size(), 2)));
+        Sleep(50);
+    }
+    EXPECT_EQ(g_service.commands, (std::vector<std::wstring>{L"X", L"Y"}));
+    Hold(L"Y", false);
+    EXPECT_TRUE(Arrived(3)) << "the second Y";
+    Hold(L"X", false);
+    EXPECT_TRUE(Arrived(4)) << "the second X";
+    if (HasFailure()) {
+        // Wakes a request that nothing has woken.
+        Client().Request(L"Z");
+        Client().Request(L"Z");
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(AppKit, ADeadlineEndsTheWaitAndNotTheRequest) {
+    Echo();
+    const Client soon{std::chrono::milliseconds(100)};
+    EXPECT_TRUE(soon.Request(L"X", true, 3, L"text").text == L"text") << "in time";
+    Hold(L"X", true);
+    tessel::Reply reply = soon.Request(L"X", false, 1, L"first");
+    EXPECT_TRUE(reply.outcome == Outcome::kTimedOut && reply.sent && reply.error == 0);
+    // It still runs, so the next one is not sent.
+    reply = soon.Request(L"X", false, 2, L"second");
+    EXPECT_TRUE(reply.outcome == Outcome::kTimedOut && !reply.sent);
+    EXPECT_EQ(soon.Request(L"Y", false, 4, L"other").text, L"other");
+    EXPECT_EQ(g_service.commands, (std::vector<std::wstring>{L"X", L"X", L"Y"}));
+    Hold(L"X", false);
+    EXPECT_EQ(Client(std::chrono::seconds(10)).Request(L"X", false, 0, L"third").text, L"third");
+    EXPECT_EQ(g_service.contexts, 0);
+    EXPECT_EQ(soon.Request(L"X", false, 0, std::wstring(100000, L'l')).text.size(), 100000U);
+}
+
+// An app may have a longer structure than the DLL, but not a shorter one.
+TEST(AppKit, StructuresMayGrow) {
+    AnswerWith(true, 7, L"text");
+    struct {
+        TesselReply reply = {};
+        std::uint64_t later = 0x1234;
+    } grown;
+    grown.reply.size = sizeof(grown);
+    EXPECT_EQ(TesselRequest(L"A", 0, 0, L"", TESSEL_NO_DEADLINE, &grown.reply), TESSEL_ANSWERED);
+    EXPECT_TRUE(grown.reply.size == sizeof(grown) && grown.later == 0x1234);
+    EXPECT_STREQ(grown.reply.text, L"text");
+    TesselFreeReply(&grown.reply);
+    TesselReply small = {};
+    small.size = 40;
+    EXPECT_EQ(TesselRequest(L"A", 0, 0, L"", TESSEL_NO_DEADLINE, &small), TESSEL_FAILED);
+    EXPECT_EQ(small.text, nullptr);
+    const TesselProfile profile = {40, 0, 0, 0, L"d", L"a", nullptr, nullptr};
+    EXPECT_EQ(TesselCreateProfile(&profile, 0, &grown.reply), TESSEL_FAILED);
+    EXPECT_EQ(TesselRequest(nullptr, 0, 0, L"", 0, &grown.reply), TESSEL_FAILED);
+    EXPECT_EQ(grown.reply.error, 87U);
+}
+
+TEST(AppKit, SaysWhatAnErrorMeans) {
+    const auto meaning = [](Outcome outcome, std::uint32_t error) {
+        return tessel::Status{outcome, error, false}.Meaning();
+    };
+    EXPECT_EQ(meaning(Outcome::kFailed, 1722), L"the service is not running");
+    EXPECT_EQ(meaning(Outcome::kNotDone, 0), L"the service could not do it");
+    const std::wstring other = meaning(Outcome::kFailed, ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(!other.empty() && other.find_first_of(L".\r\n", other.size() - 1) == other.npos);
+    wchar_t cut[8] = {};
+    TesselMeaning(TESSEL_FAILED, 1722, cut, 8);
+    EXPECT_STREQ(cut, L"the ser");
 }
 
 }  // namespace
 
 void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
-    if (g_stub.open_raises != 0 && g_stub.failing_opens-- > 0) {
-        RaiseException(g_stub.open_raises, 0, 0, nullptr);
+    if (g_service.open_raises != 0 && g_service.failing_opens-- > 0) {
+        RaiseException(g_service.open_raises, 0, 0, nullptr);
     }
-    if (g_stub.no_context) {
-        return;
+    if (!g_service.no_context) {
+        *context = &g_service.contexts;
+        ++g_service.contexts;
     }
-    *context = &g_stub.requests;
-    ++g_stub.contexts;
 }
 void RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
     *context = nullptr;
-    --g_stub.contexts;
+    --g_service.contexts;
 }
-void RemoteRequest(REQUEST_CONTEXT_HANDLE, const wchar_t*, boolean, long, wchar_t* text) {
-    ++g_stub.requests;
-    if (g_stub.answer != nullptr) {
-        Answer(text);
-    }
-    if (g_stub.request_raises != 0) {
-        RaiseException(g_stub.request_raises, 0, 0, nullptr);
+void RemoteRequest(REQUEST_CONTEXT_HANDLE,
+                   const wchar_t* command,
+                   boolean flag,
+                   long number,
+                   wchar_t* text) {
+    Receive(command, flag != 0, number, text);
+    if (g_service.request_raises != 0) {
+        RaiseException(g_service.request_raises, 0, 0, nullptr);
     }
 }

@@ -1,5 +1,9 @@
-// Tests what the example does not do. Without arguments: sends a request, stops the service, sends
-// one, starts the service, sends one. With N: sends N requests from each of eight threads.
+// Tests what the examples do not do.
+//
+//   kitclient restart    sends a request, stops the service, sends one, starts the service, sends
+//   one kitclient threads N  sends N requests from each of eight threads kitclient unload     loads
+//   the DLL, sends a request that does not end in time, unloads the DLL,
+//                        ends the request; twice
 #include <windows.h>
 
 #include <atomic>
@@ -12,39 +16,42 @@
 
 namespace {
 
+using tessel::Client;
+
 // Commands that return what they were sent.
-constexpr const wchar_t* kEchoes[] = {L"REGISTRYHELPER_ISVZWQ", L"MBNHELPER_QEURYPROFILE",
-                                      L"MBNHELPER_GETNETWORKMODE", L"MBNHELPER_SETNETWORKMODE"};
+constexpr const wchar_t* kEchoes[] = {TESSEL_REGISTRYHELPER_ISVZWQ, TESSEL_MBNHELPER_QEURYPROFILE,
+                                      TESSEL_MBNHELPER_GETNETWORKMODE,
+                                      TESSEL_MBNHELPER_SETNETWORKMODE};
 std::atomic<long> g_right = 0;
 
 void Ask(long number) {
-    const auto reply = tessel::Client::Request(kEchoes[0], true, number);
-    std::printf("%ld %ls\n", reply.number, tessel::Meaning(reply.error).c_str());
+    const tessel::Reply reply = Client().Request(kEchoes[0], true, number);
+    std::printf("%d %ls\n", reply.number, reply.Meaning().c_str());
 }
 
+void Restart() {
+    Ask(1);
+    std::system("net stop \"Tessel Service\" >nul");
+    Ask(2);
+    std::system("net start \"Tessel Service\" >nul");
+    for (int i = 0; i < 100 && Client::Connect() != 0; ++i) {
+        Sleep(100);
+    }
+    Ask(3);
+}
+
+// Every second thread uses deadlines.
 void Send(long first, long count) {
+    const Client client = first / count % 2 == 0 ? Client() : Client(std::chrono::seconds(60));
     for (long i = first; i < first + count; ++i) {
         const std::wstring text = std::to_wstring(i);
-        const auto reply = tessel::Client::Request(kEchoes[first / count % 4], i % 2 == 0, i, text);
-        g_right += reply && reply.flag == (i % 2 == 0) && reply.number == i && reply.text == text;
+        const auto reply = client.Request(kEchoes[first / count % 4], i % 2 == 0, i, text);
+        g_right +=
+            reply.Ok() && reply.flag == (i % 2 == 0) && reply.number == i && reply.text == text;
     }
 }
 
-}  // namespace
-
-int wmain(int argc, wchar_t** argv) {
-    if (argc < 2) {
-        Ask(1);
-        std::system("net stop \"Tessel Service\" >nul");
-        Ask(2);
-        std::system("net start \"Tessel Service\" >nul");
-        for (int i = 0; i < 100 && tessel::Client::Connect() != 0; ++i) {
-            Sleep(100);
-        }
-        Ask(3);
-        return 0;
-    }
-    const long count = _wtol(argv[1]);
+void SendFromEightThreads(long count) {
     std::thread threads[8];
     for (long i = 0; i < 8; ++i) {
         threads[i] = std::thread(Send, i * count, count);
@@ -53,5 +60,15 @@ int wmain(int argc, wchar_t** argv) {
         thread.join();
     }
     std::printf("%ld answers are wrong\n", 8 * count - g_right.load());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        Restart();
+    } else {
+        SendFromEightThreads(std::atol(argv[1]));
+    }
     return 0;
 }
