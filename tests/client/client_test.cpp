@@ -32,8 +32,8 @@ TakePiece(HANDLE console, const void* text, DWORD units, DWORD* written, void* /
     return units <= 10000 && !IS_HIGH_SURROGATE(g_console.back());
 }
 
-BOOL WINAPI IsConsole(HANDLE /*output*/, DWORD* /*mode*/) {
-    return TRUE;
+BOOL WINAPI IsConsole(HANDLE output, DWORD* /*mode*/) {
+    return output == GetStdHandle(STD_OUTPUT_HANDLE) || output == GetStdHandle(STD_ERROR_HANDLE);
 }
 
 // A recorded file.
