@@ -2,7 +2,6 @@
 //
 //   measure requests ROUNDS DOCUMENT     the latency of every kind of request
 //   measure load ROUNDS CLIENTS          the throughput of several clients at once
-//   measure start SERVER COMMAND         the time from the start of the program to its first answer
 //   measure hold SERVER CLIENTS          receives some answers, then keeps the clients connected
 //                                        until it is killed
 //
@@ -161,10 +160,13 @@ int MeasureRequests(int rounds, const wchar_t* document) {
     const Connection bare(kBareStringBinding);
     const std::wstring padding(64, L' ');
     const RequestValues read_document = {L"COMMONHELPER_READEULADOCUMENT", true, 0, document};
+    RequestValues long_text = kNoWork;
+    long_text.text.assign(1048576 / sizeof(wchar_t), L'x');
     constexpr wchar_t kToModem[] = L"USBPATHCHANGER_CHANGEUSBPATHTOCP";
     constexpr wchar_t kToWindows[] = L"USBPATHCHANGER_CHANGEUSBPATHTOAP";
     const Kind kinds[] = {
         {"no work", kNoWork, BareWork::kAnswer, 200},
+        {"long text, 1 MB", long_text, BareWork::kAnswer, 10},
         {"setting written",
          {L"REGISTRYHELPER_SETPENSETTING", true, 7},
          BareWork::kWriteSetting,
@@ -181,24 +183,6 @@ int MeasureRequests(int rounds, const wchar_t* document) {
     for (const Kind& kind : kinds) {
         MeasureLatency(kind, rounds, ours, bare);
     }
-    return 0;
-}
-
-// Starts the program, sends requests until it answers, and ends it.
-int MeasureStart(const wchar_t* address, std::wstring command) {
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process = {};
-    const double start = Now();
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
-        return 1;
-    }
-    while (Connection(address).Send(kNoWork) != ERROR_SUCCESS) {
-    }
-    std::printf("%.1f\n", Now() - start);
-    TerminateProcess(process.hProcess, 0);
-    WaitForSingleObject(process.hProcess, INFINITE);
     return 0;
 }
 
@@ -229,7 +213,6 @@ int wmain(int argc, wchar_t** argv) {
     const auto number = [&](int index) { return _wtoi(argv[index]); };
     return mode == L"requests" ? MeasureRequests(number(2), argv[3])
            : mode == L"load"   ? MeasureLoad(number(2), number(3))
-           : mode == L"start"  ? MeasureStart(AddressOf(argv[2]), argv[3])
            : mode == L"hold"   ? Hold(AddressOf(argv[2]), number(3))
                                : 2;
 }

@@ -4,19 +4,21 @@
 set -u
 results=$1 docs=${2:-}
 
-# summarise FILE: prints one line for each kind of request in a file of rounds: name, medians of service and bare
-# server, median and quartiles of the ratio (service / bare) over the rounds, medians of the 99th percentiles.
+# For awk: sorts values[1] to values[n] and returns the value below which that part of them is.
+quantile='function quantile(values, n, part,   i, j, v) {
+    for (i = 2; i <= n; ++i)
+        for (j = i; j > 1 && values[j - 1] > values[j]; --j) {
+            v = values[j]; values[j] = values[j - 1]; values[j - 1] = v
+        }
+    return values[int(1 + part * (n - 1) + 0.5)]
+}'
+
+# summarise FILE: prints one line for each name in a file of rounds: name, medians of service and bare server, median
+# and quartiles of the ratio (service / bare) over the rounds, medians of the 99th percentiles.
 summarise() {
     local file=$1 name
     cut -f 1 "$file" | awk '!seen[$0]++' | while IFS= read -r name; do
-        awk -F '\t' -v name="$name" '
-            function quantile(values, part,   i, j, v) {
-                for (i = 2; i <= n; ++i)
-                    for (j = i; j > 1 && values[j - 1] > values[j]; --j) {
-                        v = values[j]; values[j] = values[j - 1]; values[j - 1] = v
-                    }
-                return values[int(1 + part * (n - 1) + 0.5)]
-            }
+        awk -F '\t' -v name="$name" "$quantile"'
             $1 == name {
                 ++n
                 ours[n] = $2; bare[n] = $3; ours99[n] = $4; bare99[n] = $5
@@ -24,38 +26,84 @@ summarise() {
             }
             END {
                 OFS = "\t"
-                print name, quantile(ours, 0.5), quantile(bare, 0.5), quantile(ratio, 0.5), quantile(ratio, 0.25),
-                    quantile(ratio, 0.75), quantile(ours99, 0.5), quantile(bare99, 0.5)
+                print name, quantile(ours, n, 0.5), quantile(bare, n, 0.5), quantile(ratio, n, 0.5),
+                    quantile(ratio, n, 0.25), quantile(ratio, n, 0.75), quantile(ours99, n, 0.5),
+                    quantile(bare99, n, 0.5)
             }' "$file"
     done
 }
 
-tables() {
+# For awk: a ratio with its quartiles, bold if 1 is not between them.
+ratio='function ratio(median, low, high) {
+    return sprintf(low > 1 || high < 1 ? "**%.3f** (%.3f to %.3f)" : "%.3f (%.3f to %.3f)", median, low, high)
+}'
+
+request_table() {
     echo '| Request | Service | Bare | Service / bare (quartiles) | Limit | 99 %: service | bare |'
     echo '|---|---|---|---|---|---|---|'
-    awk -F '\t' '
+    awk -F '\t' "$ratio"'
         function ms(us) { return sprintf(us < 9995 ? "%.2f ms" : "%.1f ms", us / 1000) }
         {
             limit = $1 ~ /reply alone/ ? 1.1 : 1.02
-            printf "| %s | %s | %s | **%.3f** (%.3f to %.3f) | %.2f%s | %s | %s |\n", $1, ms($2), ms($3), $4, $5, $6,
-                limit, ($4 > limit ? ", missed" : ""), ms($7), ms($8)
-        }
-    ' "$results/summary.tsv"
-    echo
-    echo '| | Service | Bare | Service / bare (quartiles), or difference |'
+            printf "| %s | %s | %s | %s | %.2f%s | %s | %s |\n", $1, ms($2), ms($3), ratio($4, $5, $6), limit,
+                ($4 > limit ? ", missed" : ""), ms($7), ms($8)
+        }' "$results/summary.tsv"
+}
+
+# own_medians: prints for each kind of our own work: name, median and quartiles of the nanoseconds, allocations,
+# instructions.
+own_medians() {
+    local name
+    cut -f 1 "$results/instructions.tsv" | while IFS= read -r name; do
+        awk -F '\t' -v name="$name" "$quantile"'
+            BEGIN { OFS = "\t" }
+            $1 != name { next }
+            NF == 2 { instructions = $2 }
+            NF == 3 { time[++n] = $2; allocations = $3 }
+            END {
+                print name, quantile(time, n, 0.5), quantile(time, n, 0.25), quantile(time, n, 0.75), allocations,
+                    instructions
+            }' "$results/own.tsv" "$results/instructions.tsv"
+    done
+}
+
+own_tables() {
+    echo '| Our own code | Time (quartiles) | Allocations | ARM64 instructions |'
     echo '|---|---|---|---|'
-    summarise "$results/load.tsv" | awk -F '\t' \
-        '{ printf "| Requests per second, 8 clients at once (more is better) | %.0f | %.0f | **%.3f** (%.3f to %.3f) |\n", $2, $3, $4, $5, $6 }'
-    summarise "$results/start.tsv" | awk -F '\t' \
-        '{ printf "| Start to first answer | %.0f ms | %.0f ms | **%.3f** (%.3f to %.3f) |\n", $2 / 1000, $3 / 1000, $4, $5, $6 }'
-    awk -F '\t' '{ printf "| Private memory, %s | %d KB | %d KB | %+d KB |\n", $1, $2, $3, $2 - $3 }' "$results/memory.tsv"
+    awk -F '\t' '
+        /^[A-Z]+_|^the same|^unknown/ {
+            printf "| %s | %.0f ns (%.0f to %.0f) | %d | %.0f |\n", $1, $2, $3, $4, $5, $6
+        }
+        /^a byte/ { printf "| %s | %.2f ns (%.2f to %.2f) | | %.2f |\n", $1, $2, $3, $4, $6 }
+    ' "$results/own_medians.tsv"
+    echo
+    echo '| What the service does and the bare server does not, in a request without work | Time |'
+    echo '|---|---|'
+    awk -F '\t' '
+        function row(text, value) { printf "| %s | %.0f ns |\n", text, value }
+        { time[$1] = $2 }
+        END {
+            row("asks the switch of the log", time["log"])
+            row("measures the command and searches the tables of all families", time["unknown command"] - time["log"])
+            row("measures it again, searches the table of its family, fills in the answer and sends it",
+                time["handler"] - time["action"])
+            row("looks for a text of the last answer, and runs the action in a try block", time["action"])
+            row("together, measured as one", time["REGISTRYHELPER_ISVZWQ"])
+        }' "$results/own_medians.tsv"
+}
+
+other_tables() {
+    echo '| | Service | Bare | Service / bare (quartiles) |'
+    echo '|---|---|---|---|'
+    awk -F '\t' "$ratio"'
+        function row(name, form) { printf "| %s | " form " | " form " | %s |\n", name, $2, $3, ratio($4, $5, $6) }
+        FNR == NR { row("Requests per second, 8 clients at once (more is better)", "%.0f"); next }
+        { row("Private memory, " $1, "%d KB") }' <(summarise "$results/load.tsv") <(summarise "$results/memory.tsv")
     echo
     echo '| Program, without symbols | x64 | ARM64 |'
     echo '|---|---|---|'
     awk -F '\t' '{ size[$2, $1] = sprintf("%.0f KB", $3 / 1024) }
-        function row(name) {
-            printf "| %s | %s | %s |\n", name, size[name, "x64"], size[name, "arm64"] ? size[name, "arm64"] : "not built"
-        }
+        function row(name) { printf "| %s | %s | %s |\n", name, size[name, "x64"], size[name, "arm64"] }
         END { row("tessel-service"); row("tesselctl") }' "$results/sizes.tsv"
 }
 
@@ -63,7 +111,7 @@ plot() {
     local rows
     rows=$(grep -c . "$results/summary.tsv")
     gnuplot <<END
-set terminal svg size 760,380 font "sans-serif,13" background rgb "white"
+set terminal svg size 760,400 font "sans-serif,13" background rgb "white"
 set output "$1"
 set datafile separator "\t"
 set title "Time of a request: service / bare server"
@@ -79,7 +127,14 @@ END
 }
 
 summarise "$results/requests.tsv" >"$results/summary.tsv"
-tables >"$results/tables.md"
+own_medians >"$results/own_medians.tsv"
+{
+    request_table
+    echo
+    own_tables
+    echo
+    other_tables
+} >"$results/tables.md"
 cat "$results/tables.md"
 [ -n "$docs" ] || exit 0
 plot "$docs/benchmark.svg" || exit 1

@@ -82,6 +82,7 @@ RemoteClose" sed -e "1,${before}d" -e 's/^[0-9]\{8\}_[0-9]\{6\} : //' "$log"
 notebook_quiet "$client" --child raise 541541187 0
 sleep 1
 [ "$(grep -c ' : RemoteOpen' "$log")" = "$(grep -c ' : RemoteClose' "$log")" ] || fail "contexts stay after failing answers"
+expect_part "others can read the log" 0 " : RpcServerStart" notebook_run cmd /c type 'C:\TesselServicelog.txt'
 before=$(wc -l <"$log")
 # With the shipped program: each start of the logged one empties the log.
 expect_part "remove logged" 0 "is removed" tessel_service -remove
@@ -102,7 +103,8 @@ expect "state after a failed start" 0 "1 STOPPED 0" service_state
 # The log begins again at each start, and has local time: here that of a zone which is five hours before.
 export TZ=UTC-5
 started=$(date +%Y%m%d_%H%M)
-expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" logged_service /CONSOLE
+expect "console with a failed start" 87 "RpcServerConnect returned: 0x57" \
+    notebook_run cmd /c 'C:\Windows\Tessel\tessel-service-logged.exe /CONSOLE 2>nul'
 ended=$(date +%Y%m%d_%H%M)
 unset TZ
 expect "log of a console" 0 "[4] Starting Rpc Server..

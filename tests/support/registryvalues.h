@@ -43,7 +43,8 @@ inline std::optional<long> StoredNumber(const std::wstring& key, const wchar_t* 
 inline std::wstring StoredText(const std::wstring& key, const wchar_t* name) {
     wchar_t text[2048] = {};
     DWORD size = sizeof(text);
-    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ | RRF_NOEXPAND, nullptr, text,
+    DWORD type = REG_NONE;
+    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_ANY | RRF_NOEXPAND, &type, text,
                  &size);
-    return text;
+    return type == REG_SZ ? text : L"";
 }
