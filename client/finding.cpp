@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "client/output.h"
+#include "client/serviceinfo.h"
 #include "client/requests/answerformat.h"
 
 namespace {
@@ -48,7 +49,13 @@ void Findings::AddNotHere(const std::wstring& item,
                           const std::wstring& known) {
     Add(Status::kNotHere, item,
         known + (known.empty() ? L"" : L"; ") + L"not known here: " + ErrorText(error),
-        error == ERROR_ACCESS_DENIED ? kCheckAgainAdvice : L"");
+        DeniedAdvice(error));
+}
+
+std::wstring DeniedAdvice(unsigned long error) {
+    return error != ERROR_ACCESS_DENIED ? L""
+           : IsElevated()               ? L"administrators are refused too: run this as SYSTEM"
+                                        : L"run this as an administrator";
 }
 
 std::wstring GuidText(const GUID& id) {

@@ -13,7 +13,6 @@ enum class Status { kOk, kWarning, kFault, kDone, kUnchanged, kFailed, kNotHere 
 
 // Advice. Each line works in PowerShell and in cmd.exe, in the folder of the programs.
 inline constexpr wchar_t kGrantAdvice[] = L"as an administrator: .\\tesselctl --grant";
-inline constexpr wchar_t kCheckAgainAdvice[] = L"check again as an administrator";
 inline constexpr wchar_t kRestartAdvice[] =
     L"as an administrator: net stop \"Tessel Service\"\nand then: net start \"Tessel Service\"";
 inline constexpr wchar_t kStartAdvice[] = L"as an administrator: net start \"Tessel Service\"";
@@ -56,6 +55,9 @@ std::wstring GuidText(const GUID& id);
 
 // Returns a time in UTC as "2026-11-22T10:44:59.123Z".
 std::wstring TimeText(const FILETIME& time);
+
+// Returns what to do about ERROR_ACCESS_DENIED. Empty for other errors.
+std::wstring DeniedAdvice(unsigned long error);
 
 // Returns a Win32 error as "error 5 (Access is denied)", with the text of Windows.
 std::wstring ErrorText(unsigned long error);

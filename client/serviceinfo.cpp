@@ -1,7 +1,9 @@
 #include "client/serviceinfo.h"
 
+#include <algorithm>
 #include <iterator>
 
+#include "client/rights/servicesid.h"
 #include "interface/serviceidentity.h"
 
 ServiceHandle OpenRegistration(DWORD access) {
@@ -59,4 +61,45 @@ std::optional<ProcessFacts> ReadProcess(DWORD process) {
     }
     facts.image = image;
     return facts;
+}
+
+std::wstring SystemText() {
+    constexpr wchar_t kKey[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+    std::wstring text;
+    for (const wchar_t* name : {L"ProductName", L"DisplayVersion", L"CurrentBuild"}) {
+        wchar_t value[128] = {};
+        DWORD size = sizeof(value);
+        RegGetValueW(HKEY_LOCAL_MACHINE, kKey, name, RRF_RT_REG_SZ, nullptr, value, &size);
+        text += value + std::wstring(*value == L'\0' ? L"" : L" ");
+    }
+    DWORD revision = 0;
+    DWORD size = sizeof(revision);
+    RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"UBR", RRF_RT_REG_DWORD, nullptr, &revision, &size);
+    return text + L"revision " + std::to_wstring(revision);
+}
+
+std::optional<bool> ProcessHasSid(DWORD process, const std::wstring& sid) {
+    const Handle opened(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
+    Handle token;
+    DWORD size = 0;
+    if (!opened || !OpenProcessToken(opened.get(), TOKEN_QUERY, token.put())) {
+        return std::nullopt;
+    }
+    GetTokenInformation(token.get(), TokenGroups, nullptr, 0, &size);
+    std::vector<BYTE> buffer(size);
+    if (!GetTokenInformation(token.get(), TokenGroups, buffer.data(), size, &size)) {
+        return std::nullopt;
+    }
+    const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(buffer.data());
+    return std::any_of(groups->Groups, groups->Groups + groups->GroupCount,
+                       [&](const SID_AND_ATTRIBUTES& group) { return SidText(group.Sid) == sid; });
+}
+
+bool IsElevated() {
+    Handle token;
+    TOKEN_ELEVATION elevation = {};
+    DWORD size = 0;
+    return OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put()) &&
+           GetTokenInformation(token.get(), TokenElevation, &elevation, sizeof(elevation), &size) &&
+           elevation.TokenIsElevated != 0;
 }

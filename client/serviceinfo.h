@@ -35,3 +35,13 @@ std::wstring OwnPath();
 
 // Returns a path without its last name.
 std::wstring FolderOf(const std::wstring& path);
+
+// Returns the product, version and build of Windows.
+std::wstring SystemText();
+
+// Returns whether the token of a process contains a SID. Nothing if the token cannot be read, with
+// the error in GetLastError. Calls GetTokenInformation.
+std::optional<bool> ProcessHasSid(DWORD process, const std::wstring& sid);
+
+// Returns whether this process has the rights of an administrator. Calls GetTokenInformation.
+bool IsElevated();

@@ -173,7 +173,7 @@ DWORD ShowEvents(const Options& options) {
     if (error != ERROR_SUCCESS) {
         PrintErrorLine(L"tesselctl: " + (live ? L"the events" : options.trace_file) +
                        L" cannot be read: " + ErrorText(error) +
-                       (error == ERROR_ACCESS_DENIED ? L"\nrun it as an administrator" : L""));
+                       (error == ERROR_ACCESS_DENIED ? L"\n" + DeniedAdvice(error) : L""));
     }
     return error;
 }

@@ -4,7 +4,7 @@
 # same length, replaces the names of the DLLs that are not complete in Wine.
 notebook_copy() {
     local folder=$WINEPREFIX/drive_c/windows/Tessel stand_in=wingap.dll edit="" name filling program
-    for name in RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll; do
+    for name in ADVAPI32.dll RPCRT4.dll CFGMGR32.dll api-ms-win-security-base-l1-2-2.dll; do
         printf -v filling '%*s' $((${#name} + 1 - ${#stand_in})) ''
         edit+="s/${name//./\\.}\\x00/$stand_in${filling// /\\x00}/I;"
     done

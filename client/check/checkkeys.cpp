@@ -17,7 +17,7 @@ KeyFinding AccessFinding(HKEY key, std::optional<bool> has_own_sid) {
     ObjectSecurity security;
     if (const DWORD error = ReadKeySecurity(key, security); error != ERROR_SUCCESS) {
         return {kNotHere, L"its access list cannot be read: " + ErrorText(error),
-                kCheckAgainAdvice};
+                DeniedAdvice(error)};
     }
     std::vector<std::wstring> token = LocalServiceSids();
     const ACCESS_MASK account_lacks = MissingKeyRights(security.acl, token);
@@ -60,7 +60,7 @@ KeyFinding FindingOf(const ServiceKey& expected, std::optional<bool> has_own_sid
         error == ERROR_SUCCESS
             ? AccessFinding(key.get(), has_own_sid)
             : KeyFinding{kNotHere, L"unreadable: " + ErrorText(static_cast<DWORD>(error)),
-                         kCheckAgainAdvice};
+                         DeniedAdvice(static_cast<DWORD>(error))};
     finding.found.insert(0, there ? L"there; " : L"not there; " + path + L" is ");
     if (!there && expected.usb && !finding.advice.empty()) {
         finding.status = kWarning;

@@ -4,7 +4,6 @@
 
 #include <cwchar>
 #include <iterator>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +25,20 @@ std::wstring ProgramPath(const wchar_t* command_line) {
     return program;
 }
 
+bool IsFromPackage(const std::wstring& program) {
+    return program.find(L"\\DriverStore\\") != std::wstring::npos;
+}
+
+// How to register the program anew, as it was registered.
+std::wstring ReinstallAdvice(const std::wstring& program) {
+    return IsFromPackage(program)
+               ? L"as an administrator, install the driver package again: pnputil /add-driver "
+                 L"tessel-service.inf /install"
+               : L"as an administrator, copy the programs into C:\\Windows\\Tessel, then there: "
+                 L".\\tessel-service -remove\nand then: .\\tessel-service -install\nand then: "
+                 L".\\tesselctl --grant";
+}
+
 // What the checks of the service share.
 struct Look {
     Findings& findings;
@@ -39,7 +52,7 @@ struct Look {
 void CheckProgram(Findings& findings, const std::wstring& path, bool quoted) {
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
         findings.Add(kFault, L"service.path", path + L": " + ErrorText(GetLastError()),
-                     L"copy tessel-service.exe to this path, or -remove and -install it elsewhere");
+                     ReinstallAdvice(path));
         return;
     }
     const bool has_blank = !quoted && path.find(L' ') != std::wstring::npos;
@@ -56,16 +69,16 @@ void CheckProgram(Findings& findings, const std::wstring& path, bool quoted) {
 // The only user of Wine, who owns all files. Windows never creates this SID.
 constexpr wchar_t kWineUser[] = L"S-1-5-21-0-0-0-1000";
 
-// Checks who may change the programs, which administrators and the service control manager run.
-void CheckFiles(Findings& findings, const std::wstring& program) {
-    bool known = true;
+// Returns who else may change a program or its folder. Clears `known` if that cannot be told.
+std::wstring OthersWhoChange(const std::wstring& program, bool& known) {
     std::wstring others;
-    for (const std::wstring& path :
-         std::set{program, FolderOf(program), OwnPath(), FolderOf(OwnPath())}) {
+    for (const std::wstring& path : {program, FolderOf(program)}) {
         ObjectSecurity security;
-        known = ReadFileSecurity(path, security) == ERROR_SUCCESS && known;
-        for (const std::wstring& sid :
-             known ? OtherWriters(security) : std::vector<std::wstring>()) {
+        if (ReadFileSecurity(path, security) != ERROR_SUCCESS) {
+            known = false;
+            continue;
+        }
+        for (const std::wstring& sid : OtherWriters(security)) {
             if (sid == kWineUser) {
                 known = false;
             } else {
@@ -73,11 +86,21 @@ void CheckFiles(Findings& findings, const std::wstring& program) {
             }
         }
     }
+    return others;
+}
+
+// Checks who may change the program that the service control manager runs, and this one, which
+// administrators run.
+void CheckFiles(Findings& findings, const std::wstring& program) {
+    constexpr wchar_t kMayBe[] = L"may be changed: ";
+    bool known = true;
+    const std::wstring others = OthersWhoChange(program, known);
+    const std::wstring others_own = OthersWhoChange(OwnPath(), known);
     if (!others.empty()) {
-        findings.Add(
-            kFault, L"files", L"may be changed: " + others,
-            L"as an administrator, copy the programs into C:\\Windows\\Tessel and -install "
-            L"them there");
+        findings.Add(kFault, L"files", kMayBe + others, ReinstallAdvice(program));
+    } else if (!others_own.empty()) {
+        findings.Add(kWarning, L"files", kMayBe + others_own,
+                     L"run a copy of tesselctl.exe in C:\\Windows\\Tessel");
     } else {
         findings.Check(known, kNotHere, L"files",
                        known ? L"only administrators and Windows may change them"
@@ -98,7 +121,8 @@ void CheckConfig(Look& look) {
         config->lpServiceStartName != nullptr ? config->lpServiceStartName : L"";
     look.findings.Check(_wcsicmp(account.c_str(), kServiceAccount) == 0, kWarning,
                         L"service.account", account,
-                        L"it needs NT AUTHORITY\\LocalService: -remove and -install it");
+                        L"it needs NT AUTHORITY\\LocalService\n" +
+                            ReinstallAdvice(ProgramPath(config->lpBinaryPathName)));
     const bool disabled = config->dwStartType == SERVICE_DISABLED;
     const bool automatic = config->dwStartType == SERVICE_AUTO_START;
     look.findings.Check(automatic, disabled ? kFault : kWarning, L"service.start",
@@ -133,19 +157,6 @@ void CheckState(const Look& look) {
     }
 }
 
-// Returns the time of the last change of the registration.
-std::optional<FILETIME> LastChange() {
-    RegistryKey key;
-    FILETIME changed = {};
-    const std::wstring path = L"SYSTEM\\CurrentControlSet\\Services\\" + std::wstring(kServiceName);
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS ||
-        RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                         nullptr, nullptr, nullptr, &changed) != ERROR_SUCCESS) {
-        return std::nullopt;
-    }
-    return changed;
-}
-
 std::optional<bool> CheckSid(const Look& look) {
     constexpr wchar_t kItem[] = L"service.sid";
     const std::wstring name = ServiceSid(kServiceName);
@@ -155,17 +166,19 @@ std::optional<bool> CheckSid(const Look& look) {
         return std::nullopt;
     }
     const DWORD type = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data())->dwServiceSidType;
-    const auto started =
-        look.process ? std::optional(look.process->started) : std::optional<FILETIME>();
-    const auto has_it = HasOwnSid(type, look.status.dwProcessId != 0, started, LastChange());
-    if (!has_it) {
-        look.findings.AddNotHere(kItem, ERROR_ACCESS_DENIED, name + L", on; in the process");
-    } else if (type == SERVICE_SID_TYPE_NONE) {
+    const bool on = type != SERVICE_SID_TYPE_NONE;
+    const auto has_it = look.status.dwProcessId != 0
+                            ? ProcessHasSid(look.status.dwProcessId, name)
+                            : std::optional(on);
+    if (!on) {
         look.findings.Add(kWarning, kItem, name + L", not on", kGrantAdvice);
+    } else if (!has_it) {
+        look.findings.AddNotHere(kItem, GetLastError(), name + L", on; in the process");
     } else {
-        const wchar_t* later = L", on, but the registration was changed after the service started";
-        look.findings.Check(*has_it, kFault, kItem, name + (*has_it ? L", on" : later),
-                            kRestartAdvice);
+        look.findings.Check(*has_it, kFault, kItem,
+                            name + (*has_it ? L", on" : L", on, but the process does not have it"),
+                            kRestartAdvice +
+                                std::wstring(L"\nif this stays: restart the notebook"));
     }
     return has_it;
 }
@@ -185,19 +198,6 @@ void CheckRecovery(const Look& look) {
 }
 
 }  // namespace
-
-std::optional<bool> HasOwnSid(DWORD type,
-                              bool running,
-                              const std::optional<FILETIME>& started,
-                              const std::optional<FILETIME>& changed) {
-    if (type == SERVICE_SID_TYPE_NONE || !running) {
-        return type != SERVICE_SID_TYPE_NONE;
-    }
-    if (!started || !changed) {
-        return std::nullopt;
-    }
-    return CompareFileTime(&*changed, &*started) < 0;
-}
 
 Registration CheckRegistration(Findings& findings) {
     Look look = {findings, OpenRegistration(SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)};

@@ -62,16 +62,6 @@ std::wstring ValueText(const wchar_t* key, const wchar_t* name) {
                                                      : std::to_wstring(size) + L" bytes";
 }
 
-void PrintSystem() {
-    constexpr wchar_t kKey[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
-    for (const wchar_t* name : {L"ProductName", L"DisplayVersion", L"CurrentBuild", L"UBR"}) {
-        PrintLine(name + (L": " + ValueText(kKey, name)));
-    }
-    FILETIME now = {};
-    GetSystemTimeAsFileTime(&now);
-    PrintLine(L"Now: " + TimeText(now));
-}
-
 void PrintRegistration() {
     const std::wstring path = L"SYSTEM\\CurrentControlSet\\Services\\" + std::wstring(kServiceName);
     RegistryKey key;
@@ -143,7 +133,10 @@ bool Report(const Options& options) {
     KeepLinesIn(file.get(), true);
     PrintLine(L"Report of tesselctl " + FileVersion(OwnPath()));
     PrintLine(L"\n== System");
-    PrintSystem();
+    PrintLine(SystemText());
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
+    PrintLine(L"Now: " + TimeText(now));
     PrintLine(L"\n== Check");
     const auto process = Check(options).process;
     PrintLine(L"\n== Registration");

@@ -32,8 +32,7 @@ void AddChange(Findings& findings,
     } else if (error == ERROR_INVALID_LEVEL) {
         findings.AddNotHere(item, error);
     } else {
-        findings.Add(kFailed, item, ErrorText(error),
-                     error == ERROR_ACCESS_DENIED ? L"run it as an administrator" : L"");
+        findings.Add(kFailed, item, ErrorText(error), DeniedAdvice(error));
     }
 }
 
@@ -54,7 +53,9 @@ void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
         findings.Add(kUnchanged, kItem, state);
     } else {
         AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO, &wanted),
-                  state, L"takes effect at the next start of the service");
+                  state,
+                  L"takes effect when the service is started again; by Windows' documentation, when "
+                  L"the notebook is");
     }
 }
 

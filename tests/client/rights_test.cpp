@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "client/check/checkkeys.h"
-#include "client/check/checkservice.h"
 #include "client/rights/accesslist.h"
 #include "client/rights/servicesid.h"
 #include "service/servicebase.h"
@@ -115,16 +114,7 @@ TEST(OtherWritersTest, AreAllButTheSystemAndAdministrators) {
     EXPECT_EQ(OtherWriters(no_list).size(), 1U);
 }
 
-TEST(OwnSidTest, CountsFromTheServicesStart) {
-    const FILETIME early = {1, 1};
-    const FILETIME late = {0, 2};
-    constexpr DWORD kOn = SERVICE_SID_TYPE_UNRESTRICTED;
-    EXPECT_EQ(HasOwnSid(SERVICE_SID_TYPE_NONE, true, late, early), false);
-    EXPECT_EQ(HasOwnSid(kOn, true, late, early), true);
-    EXPECT_EQ(HasOwnSid(kOn, true, early, late), false);
-    EXPECT_EQ(HasOwnSid(kOn, true, std::nullopt, late), std::nullopt);
-    EXPECT_EQ(HasOwnSid(kOn, false, std::nullopt, late), true) << "the next process will have it";
-
+TEST(RightsFindingTest, CountsTheOwnSid) {
     EXPECT_EQ(RightsFinding(0, 0, false).status, Status::kOk);
     EXPECT_EQ(RightsFinding(kAll, 0, true).status, Status::kOk);
     EXPECT_EQ(RightsFinding(kAll, 0, false).status, Status::kFault);

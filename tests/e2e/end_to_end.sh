@@ -13,8 +13,8 @@ notebook_install_programs "$build" && notebook_copy "$logged" "$build/acceptance
 tessel_service -remove >/dev/null
 notebook_modem_remove
 rm -f "$log"
-# Only the names of three DLLs differ from the built programs.
-names='RPCRT4|CFGMGR32|api-ms-win-security-base-l1-2-2'
+# Only the names of four DLLs differ from the built programs.
+names='ADVAPI32|RPCRT4|CFGMGR32|api-ms-win-security-base-l1-2-2'
 for program in service/tessel-service client/tesselctl; do
     cmp <(LC_ALL=C sed -E "s/($names)\.dll\x00*/DLL/Ig" "$build/$program.exe") \
         <(LC_ALL=C sed -E 's/wingap\.dll\x00*/DLL/g' "$WINEPREFIX/drive_c/windows/Tessel/${program#*/}.exe") ||

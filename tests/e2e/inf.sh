@@ -69,11 +69,10 @@ expect_part "not installed yet" 0 "error 1060" cat "$granted"
 tesselctl --revoke >/dev/null
 rm -rf "$store"/tessel-service.inf_arm64_* "$granted"
 
-# The update. Wine does not store the type of the SID, so it is written to where Windows has it.
+# The update.
 tessel_service -install >/dev/null
 before=$(rights)
 notebook_quiet 'C:\Windows\Tessel\tesselctl.exe' --grant
-notebook_quiet reg add "$service_key" /v ServiceSidType /t REG_DWORD /d 1 /f
 granted=$(rights)
 [ "$granted" != "$before" ] || fail "--grant changed nothing: $granted"
 notebook_quiet net start "Tessel Service"
