@@ -4,6 +4,7 @@
 #include <userenv.h>
 
 #include "acceptance/items.h"
+#include "acceptance/savedkeys.h"
 #include "client/rights/servicesid.h"
 #include "interface/endpoint.h"
 #include "settings/settingsvalues.h"
@@ -20,16 +21,12 @@ DWORD AskInContainer(const std::wstring& program, PSID container, SID_AND_ATTRIB
     return Child(L"ask", CREATE_NO_WINDOW, &inside, program).Wait();
 }
 
-constexpr std::pair<const wchar_t*, const RegistryValue&> kSettings[] = {
-    {L"PENSETTING", kButtonAction},
-    {L"PENCLICKSETTING", kClickAction},
-    {L"PENPRESSURESENSITIVITY", kPressureThreshold}};
-
-bool ReadDirectly(const RegistryValue& value, long& number) {
-    DWORD size = sizeof(number);
-    return RegGetValueW(HKEY_LOCAL_MACHINE, value.key, value.name, RRF_RT_REG_DWORD, nullptr,
-                        &number, &size) == ERROR_SUCCESS;
-}
+// Commands that store a number or, the last one, a text.
+constexpr std::pair<const wchar_t*, const RegistryValue&> kWrites[] = {
+    {L"REGISTRYHELPER_SETPENSETTING", kButtonAction},
+    {L"REGISTRYHELPER_SETPENCLICKSETTING", kClickAction},
+    {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY", kPressureThreshold},
+    {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING", kCustomProtocol}};
 
 }  // namespace
 
@@ -74,25 +71,30 @@ void DeleteContainer() {
     }
 }
 
+// Deletes each value, lets the service store it, and restores it: only so it is known who wrote it.
 void CheckRights(Run& run) {
+    constexpr DWORD kNumber = 1;
+    const SavedKeys saved;
     Session session;
-    for (const auto& [command, value] : kSettings) {
-        const std::wstring item = std::wstring(L"rights.") + value.name;
-        long before = 0;
-        long after = 0;
-        if (!ReadDirectly(value, before)) {
-            run.Add(Status::kNotHere, item, L"nothing is stored, so nothing can be stored again");
+    for (const auto& [command, value] : kWrites) {
+        const auto deleted = static_cast<DWORD>(
+            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, value.key, value.name));
+        if (deleted != ERROR_SUCCESS && deleted != ERROR_FILE_NOT_FOUND) {
+            run.AddNotHere(std::wstring(L"rights.") + value.name, deleted);
             continue;
         }
-        Exchange read = Marked(0, Format(L"REGISTRYHELPER_GET%ls", command), 0);
-        Exchange stored = Marked(0, Format(L"REGISTRYHELPER_SET%ls", command), before);
-        session.Send(read);
-        session.Send(stored);
-        const bool same =
-            ReadDirectly(value, after) && after == before && read.answer.number == before;
-        run.Check(same && stored.answer.flag, Status::kFault, item,
-                  Format(L"%ld directly, %ld through the service, stored: %d, then %ld", before,
-                         read.answer.number, stored.answer.flag, after),
+        Exchange store = Marked(0, command, kNumber);
+        session.Send(store);
+        DWORD type = REG_NONE;
+        DWORD number = kNumber;
+        DWORD size = sizeof(number);
+        RegGetValueW(HKEY_LOCAL_MACHINE, value.key, value.name, RRF_RT_ANY, &type, &number, &size);
+        run.Check(store.answer.flag && type == value.type && (type == REG_SZ || number == kNumber),
+                  Status::kFault, std::wstring(L"rights.") + value.name,
+                  Format(L"%ls: %ls; stored: type %lu, %lu bytes", command, store.Text(), type,
+                         size),
                   kGrantAdvice);
     }
+    const DWORD error = saved.Restore();
+    run.Add(error == ERROR_SUCCESS, L"rights.restored", L"%ls", Outcome(error));
 }

@@ -68,31 +68,27 @@ DWORD RaiseInAnswer(ChildWords words) {
 }
 
 void CheckDyingClients(Run& run) {
-    const int rounds = run.Rounds(25, 1);
+    const int rounds = run.Rounds(12, 1);
+    const int clients = rounds * kMoments;
     // Idle threads of the service end after some seconds.
     const auto idle = static_cast<DWORD>(run.Rounds(20000, 3000));
     const DWORD process_before = ServiceProcessId();
     // The first clients make the service allocate what it then keeps.
     LetDie(1);
-    Sleep(idle);
-    const Usage before = ReadUsage();
-    LetDie(rounds);
+    Growth growth(run, static_cast<DWORD>(clients), 256 + clients * kContexts / 32);
+    for (int stage = 0; stage < 3; ++stage) {
+        LetDie(stage > 0 ? rounds : 0);
+        Sleep(idle);
+        growth.Measure();
+    }
     const DWORD next = Session().Ask();
     const DWORD process_after = ServiceProcessId();
     run.Add(next == 0 && process_before == process_after, L"dying.served",
-            L"%d clients dead before, in and after the callback and amid requests; the next "
+            L"twice %d clients dead before, in and after the callback and amid requests; the next "
             L"request: %ls; service %lu, %lu",
-            rounds * kMoments, Outcome(next), process_before, process_after);
-    if (!before.readable) {
-        run.Add(Status::kNotHere, L"dying.usage", L"the service's process does not open",
-                kCheckAgainAdvice);
-        return;
-    }
-    Sleep(idle);
-    const Usage after = ReadUsage();
-    run.Add(after.IsNear(before, static_cast<DWORD>(rounds), 2048), L"dying.usage",
-            L"%ls before and %ls after %d contexts of dead clients", before.Text(), after.Text(),
-            rounds * kMoments * kContexts);
+            clients, Outcome(next), process_before, process_after);
+    growth.Report(L"dying.usage", Format(L"before and after twice %d contexts of dead clients",
+                                         clients * kContexts));
 }
 
 DWORD DieAsClient(ChildWords words) {

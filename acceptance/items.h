@@ -51,6 +51,24 @@ struct Run : Findings {
     }
 };
 
+// The usage of the service's process, stage by stage. Nobody has measured on Windows what is normal,
+// so it is a fault only if every stage adds more than so many handles, threads or kB, which no cache
+// does.
+class Growth {
+ public:
+    Growth(Run& run, DWORD count, int kilobytes)
+        : m_run(run), m_count(count), m_kilobytes(static_cast<SIZE_T>(kilobytes)) {}
+    void Measure() { m_stages.push_back(ReadUsage()); }
+    // Adds the finding.
+    void Report(const wchar_t* item, const std::wstring& what) const;
+
+ private:
+    Run& m_run;
+    DWORD m_count;
+    SIZE_T m_kilobytes;
+    std::vector<Usage> m_stages;
+};
+
 // " 0x5 3 times" for each code and its count.
 std::wstring Counts(const std::map<DWORD, int>& codes);
 // "done" for 0, otherwise the error.
@@ -64,6 +82,12 @@ ItemCheck CheckRequests, CheckSyntaxes, CheckRaisingClients, CheckContexts, Chec
 // Undo what an item that was killed has left.
 void DeleteContainer();
 void StopTracing();
+
+// The value of the control device's switch, or kNoSwitch if it is neither on nor off.
+inline constexpr long kNoSwitch = -1;
+long SwitchValue();
+// Sets a value that SwitchValue gave.
+void SetSwitch(long value);
 
 // Children. `words` are those of the command line after the child's name; the last one is null.
 using ChildWords = const wchar_t* const*;

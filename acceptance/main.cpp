@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "acceptance/items.h"
+#include "acceptance/savedkeys.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ struct Item {
     // How long it may take.
     DWORD seconds;
     const wchar_t* help;
-    bool restarts = false;
+    bool needs_administrator = false;
 };
 
 constexpr Item kItems[] = {
@@ -28,7 +29,7 @@ constexpr Item kItems[] = {
     {L"dying", CheckDyingClients, 900, L"clients that are killed, and what they leave"},
     {L"stopping", CheckStopping, 900, L"stops among clients at work, and at once", true},
     {L"container", CheckContainers, 120, L"app containers with and without the capability"},
-    {L"rights", CheckRights, 30, L"settings, stored again as they are"},
+    {L"rights", CheckRights, 30, L"settings, stored and restored", true},
     {L"tracing", CheckTracing, 180, L"the events of a restart", true},
     {L"recovery", CheckRecovery, 180, L"the start after a crash", true},
     {L"load", CheckLoad, 1800, L"300,000 requests of 32 clients"},
@@ -54,7 +55,7 @@ DWORD RunItem(ChildWords words) {
     const Item& item = *Named(kItems, words[0]);
     run.service = OpenRegistration(SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG | SERVICE_START |
                                    SERVICE_STOP);
-    if (item.restarts && !run.service) {
+    if (item.needs_administrator && !run.service) {
         run.AddNotHere(item.name, GetLastError());
     } else {
         item.check(run);
@@ -62,14 +63,20 @@ DWORD RunItem(ChildWords words) {
     return static_cast<DWORD>(run.Count(Status::kFault));
 }
 
-// Waits for the end of this program. If it was killed, undoes what an item has left.
-DWORD Guard(ChildWords /*words*/) {
+// Waits for the end of this program. If it was killed, undoes what an item has left. Restores the
+// registry in both cases, and gives the error of that.
+DWORD Guard(ChildWords words) {
+    const Run run(words[0]);
+    const SavedKeys saved;
+    const long value = run.Has(L'd') ? SwitchValue() : kNoSwitch;
+    PrintLine(L"ready");
     if (!WaitForParent()) {
         StopTracing();
         DeleteContainer();
         StartAndAnswer(OpenRegistration(SERVICE_START | SERVICE_QUERY_STATUS).get());
+        SetSwitch(value);
     }
-    return 0;
+    return saved.Restore();
 }
 
 constexpr ChildKind kChildren[] = {
@@ -150,20 +157,31 @@ ExitCode RunAll(const std::wstring& letters,
     }
     KeepLinesIn(file.get());
     Run run(letters);
+    // Notebooks with Modern Standby sleep when the display turns off.
+    SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_DISPLAY_REQUIRED);
     SYSTEM_INFO system = {};
     GetNativeSystemInfo(&system);
+    SYSTEM_POWER_STATUS power = {};
+    GetSystemPowerStatus(&power);
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
     const bool arm64 = system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64;
     run.Add(true, L"system",
-            L"tessel-acceptance " TESSEL_VERSION L", %ls on %ls, %lu processors%ls",
-            IsWine() ? L"Wine" : L"Windows", arm64 ? L"ARM64" : L"x64", system.dwNumberOfProcessors,
-            OpenRegistration(SERVICE_STOP) ? L", as an administrator" : L"");
+            L"tessel-acceptance " TESSEL_VERSION L"; %ls; %ls%ls; %ls, %lu processors; %ls power; %ls",
+            TimeText(now), IsWine() ? L"Wine, " : L"", SystemText(), arm64 ? L"ARM64" : L"x64",
+            system.dwNumberOfProcessors,
+            power.ACLineStatus == AC_LINE_ONLINE    ? L"mains"
+            : power.ACLineStatus == AC_LINE_OFFLINE ? L"battery"
+                                                    : L"unknown",
+            IsElevated() ? L"as an administrator" : L"not as an administrator");
     const DWORD reached = Session().Ask();
     run.Check(reached == 0, Status::kFault, L"service", L"a request: " + Outcome(reached),
               L"tesselctl --check says more");
     if (reached != 0) {
         return kUnreachable;
     }
-    Child guard(L"guard", DETACHED_PROCESS);
+    Child guard(L"guard " + letters, DETACHED_PROCESS);
+    guard.ReadLine();
     DWORD faults = 0;
     for (const Item& item : kItems) {
         if (items == L" " || items.find(Format(L" %ls ", item.name)) != std::wstring::npos) {
@@ -171,7 +189,9 @@ ExitCode RunAll(const std::wstring& letters,
         }
     }
     guard.GoOn();
-    guard.Wait();
+    const DWORD error = guard.Wait();
+    run.Add(error == 0, L"restored", L"the service's registry values: %ls", Outcome(error));
+    faults += error == 0 ? 0 : 1;
     if (!run.Has(L'j')) {
         PrintLine(Format(L"%lu faults; kept in %ls", faults, report));
     }

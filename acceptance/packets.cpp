@@ -58,7 +58,7 @@ void Break(Bytes& bytes, std::mt19937& random) {
 
 void CheckPackets(Run& run) {
     // No change of a byte makes a command of these that stores something.
-    constexpr Command kBases[] = {kCommands[0], kCommands[5], kCommands[7]};
+    constexpr Command kBases[] = {kCommands[0], kCommands[4], kCommands[6]};
     // Wine answers a number that does not exist, then calls what follows the table of procedures.
     const unsigned long procedures = IsWine() ? 3 : 8;
     const auto seed = static_cast<unsigned>(run.Rounds(static_cast<int>(GetTickCount64()), 1));

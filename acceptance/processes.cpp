@@ -163,12 +163,25 @@ std::wstring Usage::Text() const {
     return Format(L"%lu handles, %lu threads, %zu kB", handles, threads, private_kilobytes);
 }
 
-bool Usage::IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const {
-    // Each further thread may have a committed stack of 1 MB: seen under Wine.
-    return handles <= other.handles + more && threads <= other.threads + more &&
-           private_kilobytes <=
-               other.private_kilobytes + kilobytes +
-                   SIZE_T{1024} * (std::max(threads, other.threads) - other.threads);
+void Growth::Report(const wchar_t* item, const std::wstring& what) const {
+    const auto grows = [&](const Usage& from, const Usage& to) {
+        // Each further thread may have a committed stack of 1 MB: seen under Wine.
+        const SIZE_T stacks =
+            SIZE_T{1024} * (std::max(from.threads, to.threads) - from.threads);
+        return to.handles > from.handles + m_count || to.threads > from.threads + m_count ||
+               to.private_kilobytes > from.private_kilobytes + m_kilobytes + stacks;
+    };
+    std::wstring text = what + L":";
+    bool always = true;
+    for (std::size_t i = 0; i < m_stages.size(); ++i) {
+        text += L" " + m_stages[i].Text() + L";";
+        always = always && (i == 0 || grows(m_stages[i - 1], m_stages[i]));
+    }
+    if (m_stages.front().error != 0) {
+        m_run.AddNotHere(item, m_stages.front().error);
+    } else {
+        m_run.Check(!always, Status::kFault, item, text);
+    }
 }
 
 Usage ReadUsage() {
@@ -176,10 +189,11 @@ Usage ReadUsage() {
     const DWORD process_id = ServiceProcessId();
     const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
     PROCESS_MEMORY_COUNTERS_EX memory = {};
-    usage.readable =
+    const bool readable =
         process && GetProcessHandleCount(process.get(), &usage.handles) &&
         K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
                                 sizeof(memory));
+    usage.error = readable ? 0 : GetLastError();
     // Wine fills in only the second.
     usage.private_kilobytes = std::max(memory.PrivateUsage, memory.PagefileUsage) / 1024;
     const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));

@@ -64,14 +64,13 @@ bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds);
 
 // The resources of a process.
 struct Usage {
-    bool readable = false;
+    // Why the process cannot be read; 0 if it can.
+    DWORD error = 0;
     DWORD handles = 0;
     DWORD threads = 0;
     SIZE_T private_kilobytes = 0;
 
     [[nodiscard]] std::wstring Text() const;
-    // Whether it is at most so many handles, so many threads and so many kB above another.
-    [[nodiscard]] bool IsNear(const Usage& other, DWORD more, SIZE_T kilobytes) const;
 };
 
 // The usage of the service's process, which it opens for queries only. Calls

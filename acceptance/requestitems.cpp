@@ -2,11 +2,14 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <cstring>
 #include <iterator>
 #include <thread>
 
 #include "acceptance/items.h"
+#include "bledevice/controldevice.h"
 #include "client/requests/requesttimes.h"
+#include "usbpath/usbfnvalues.h"
 
 namespace {
 
@@ -115,14 +118,34 @@ void CheckNesting(Run& run) {
             L"%ls, each sent in the callback of the one before", tally.Text(kDepth));
 }
 
+constexpr long kOn = kControlDeviceOn;
+constexpr long kOff = kControlDeviceOff;
+
 // Sends one request and adds the finding whether it was answered.
-Exchange AskFor(Run& run, const Command& command, bool flag = false) {
-    Session session;
+void AskFor(Run& run, const Command& command) {
     Exchange exchange = RequestOf(0, command);
-    exchange.sent.flag = flag;
-    session.Send(exchange);
+    Session().Send(exchange);
     run.Add(exchange.answers == 1, L"bench", L"%ls: %ls", command.name, exchange.Text());
-    return exchange;
+}
+
+bool IsStored(const UsbfnStep& step) {
+    std::vector<BYTE> data(step.size);
+    DWORD type = REG_NONE;
+    DWORD size = step.size;
+    return RegGetValueW(HKEY_LOCAL_MACHINE, step.key_path, step.value_name, RRF_RT_ANY, &type,
+                        data.data(), &size) == ERROR_SUCCESS &&
+           type == step.type && size == step.size &&
+           std::memcmp(data.data(), step.data, size) == 0;
+}
+
+// Every answer of the USB commands is an echo, so only the registry shows whether they wrote.
+void CheckUsbValues(Run& run) {
+    const auto stores = [](const UsbfnStep& step) { return step.type != REG_NONE; };
+    const auto all = std::ranges::count_if(kCpSequence, stores);
+    const auto stored = std::ranges::count_if(
+        kCpSequence, [&](const UsbfnStep& step) { return stores(step) && IsStored(step); });
+    run.Check(stored == all, Status::kFault, L"bench.usb",
+              Format(L"%lld of %lld values stored", stored, all), kGrantAdvice);
 }
 
 }  // namespace
@@ -233,10 +256,7 @@ void CheckLoad(Run& run) {
     constexpr int kClients = 32;
     const int each = run.Rounds(100000, 960) / kClients;
     std::vector<Session> sessions(kClients);
-    std::vector<Command> commands;
-    std::ranges::copy_if(kCommands, std::back_inserter(commands),
-                         [&](const Command& command) { return run.Has(command.option); });
-    Usage first;
+    Growth growth(run, kClients, 2048);
     for (int stage = 0; stage < kStages; ++stage) {
         std::mutex lock;
         RequestTimes times;
@@ -246,8 +266,8 @@ void CheckLoad(Run& run) {
             for (int i = 0; i < each; ++i) {
                 // One in eight is another command.
                 const bool is_echo = i % 8 != 0;
-                const std::size_t kind = static_cast<std::size_t>(i / 8) % commands.size();
-                Exchange exchange = is_echo ? Echo(client, i) : RequestOf(client, commands[kind]);
+                const std::size_t kind = static_cast<std::size_t>(i / 8) % kHarmlessCommands.size();
+                Exchange exchange = is_echo ? Echo(client, i) : RequestOf(client, kHarmlessCommands[kind]);
                 const std::uint64_t start = MicrosecondsNow();
                 sessions[static_cast<std::size_t>(client)].Send(exchange);
                 AddTimeSince(start, own);
@@ -257,30 +277,53 @@ void CheckLoad(Run& run) {
             const std::lock_guard guard(lock);
             times.insert(times.end(), own.begin(), own.end());
         });
-        const Usage usage = ReadUsage();
-        if (stage == 0) {
-            // It includes what the service allocates once and keeps.
-            first = usage;
-        }
-        run.Add(tally.Right() == each * kClients && usage.IsNear(first, 16, 4096), L"load",
-                L"%ls, %d clients; median %ls, 99th percentile %ls, longest %ls; %ls",
+        run.Add(tally.Right() == each * kClients, L"load",
+                L"%ls, %d clients; median %ls, 99th percentile %ls, longest %ls",
                 tally.Text(each * kClients), kClients, Milliseconds(Percentile(times, 50)),
-                Milliseconds(Percentile(times, 99)), Milliseconds(Percentile(times, 100)),
-                usage.Text());
+                Milliseconds(Percentile(times, 99)), Milliseconds(Percentile(times, 100)));
+        growth.Measure();
     }
+    growth.Report(L"load.usage", L"after each stage");
 }
 
 void CheckBench(Run& run) {
     for (const Command& command : kCommands) {
-        if (command.option != L'-' && run.Has(command.option)) {
-            AskFor(run, command);
+        if (command.option == L'-' || !run.Has(command.option)) {
+            continue;
+        }
+        AskFor(run, command);
+        if (command.name == std::wstring_view(L"USBPATHCHANGER_CHANGEUSBPATHTOCP")) {
+            CheckUsbValues(run);
         }
     }
-    if (run.Has(L'd')) {
-        const bool was_on = AskFor(run, {L"BLEHELPER_GETBLE"}).answer.flag;
-        AskFor(run, {L"BLEHELPER_SETBLE"}, !was_on);
-        const bool is_on = AskFor(run, {L"BLEHELPER_GETBLE"}).answer.flag;
-        AskFor(run, {L"BLEHELPER_SETBLE"}, was_on);
-        run.Add(is_on != was_on, L"bench", L"the switch was %d, then %d", was_on, is_on);
+    if (!run.Has(L'd')) {
+        return;
+    }
+    const long value = SwitchValue();
+    if (value == kNoSwitch) {
+        run.Add(Status::kNotHere, L"bench.switch", L"neither on nor off");
+        return;
+    }
+    const long other = value == kOn ? kOff : kOn;
+    SetSwitch(other);
+    const long changed = SwitchValue();
+    SetSwitch(value);
+    const long restored = SwitchValue();
+    run.Add(changed == other && restored == value, L"bench.switch", L"%ld, %ld, %ld", value,
+            changed, restored);
+}
+
+long SwitchValue() {
+    Exchange read = RequestOf(0, {L"BLEHELPER_GETBLE"});
+    Session().Send(read);
+    const long value = read.answer.number;
+    return read.answers == 1 && (value == kOn || value == kOff) ? value : kNoSwitch;
+}
+
+void SetSwitch(long value) {
+    Exchange write = RequestOf(0, {L"BLEHELPER_SETBLE"});
+    write.sent.flag = value == kOn;
+    if (value != kNoSwitch) {
+        Session().Send(write);
     }
 }

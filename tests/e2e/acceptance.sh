@@ -7,7 +7,6 @@ build=$1 modem=$2 driver=${3:-}
 . "$(dirname "$0")/lib.sh"
 [ -z "${TESSEL_PREFIX:-}" ] || trap wine_shutdown EXIT
 acceptance() { NOTEBOOK_TIMEOUT=1500 notebook_run 'C:\Windows\Tessel\tessel-acceptance.exe' "$@"; }
-settings='HKLM\SOFTWARE\Bramble\BrambleSettings'
 quick=--quick
 [ -z "${TESSEL_SOAK:-}" ] || quick=
 
@@ -16,39 +15,61 @@ tessel_service -remove >/dev/null
 notebook_install_programs "$build" && notebook_copy "$build/acceptance/tessel-acceptance.exe" &&
     notebook_modem_insert "$modem" || exit 1
 [ -z "$driver" ] || notebook_control_device_load "$driver" || exit 1
-for value in PenOption/ButtonAction PenOption/ClickAction PenPressureTH/PressureTH; do
-    notebook_quiet reg add "$settings\\${value%/*}" /f /v "${value#*/}" /t REG_DWORD /d 77
-done
-before=$(notebook_run reg query "$settings" /s)
+settings='HKLM\SOFTWARE\Bramble\BrambleSettings'
+usb='HKLM\SYSTEM\ControlSet001\Control\USB'
+# What a factory may have set: the program must restore it, and the absence of the other values.
+notebook_quiet reg delete "$settings" /f
+notebook_quiet reg delete "${usb}FN" /f
+notebook_quiet reg add "$settings\\PenOption" /f /v ButtonAction /t REG_DWORD /d 77
+notebook_quiet reg add "$usb" /f /v RoleSwitchMode /t REG_SZ /d factory
+stored() {
+    for key in "$settings" "$usb" "${usb}FN"; do notebook_run reg query "$key" /s; done | tr -d '\r'
+}
 
 expect "wrong usage" 2 $'tessel-acceptance: wrong usage\nTry: tessel-acceptance --help' acceptance --only nothing
 expect_part "no service" 3 "FAULT     service " acceptance
 tessel_service -install >/dev/null
+notebook_quiet 'C:\Windows\Tessel\tesselctl.exe' --grant
+before=$(stored)
 notebook_quiet net start "Tessel Service"
 wait_for_service
+# Plays a part of the service control manager: starts a service whose process has ended without a stop. Wine's manager
+# does not notice that end.
+while sleep 1; do
+    notebook_run tasklist | grep -q tessel-service || [ "$(service_state)" != "4 RUNNING 0" ] ||
+        notebook_quiet net start "Tessel Service"
+done &
+manager=$!
 report=$(acceptance $quick --modem --usb ${driver:+--device} | tr -d '\r'; exit "${PIPESTATUS[0]}") ||
     fail "the installed service: exit $?"
 echo "$report"
-expect "what is not here" 0 $'syntaxes.ndr64\ncontainer\ntracing\nrecovery' \
-    awk '/^NOT HERE/{print $3}' <(echo "$report")
-for item in requests syntaxes raising contexts packets dying stopping rights load bench; do
+expect "what is not here" 0 $'syntaxes.ndr64\ncontainer' awk '/^NOT HERE/{print $3}' <(echo "$report")
+for item in requests syntaxes raising contexts packets dying.usage stopping rights.restored tracing recovery load.usage \
+    bench restored; do
     grep -q "^OK  *$item" <<<"$report" || fail "$item: no finding"
 done
-expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"77 directly, ' acceptance --only rights --json
-[ "$(notebook_run reg query "$settings" /s)" = "$before" ] || fail "settings have changed"
+expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"' acceptance --only rights --json
+expect "settings and USB values" 0 "$before" stored
 
-# Killed while the service is stopped: the service is started again.
-(acceptance --only stopping >/dev/null) &
+# Killed while the service is stopped: the service is started again, and what was changed is restored.
+kill $manager
+(acceptance --only stopping --device >/dev/null) &
+killed=$!
 for _ in $(seq 300); do
     [ "$(service_state)" = "1 STOPPED 0" ] && break
 done
+notebook_quiet reg add "$settings\\PenOption" /f /v ButtonAction /t REG_DWORD /d 5
+notebook_quiet reg delete "$usb" /f /v RoleSwitchMode
+[ -z "$driver" ] || notebook_control_device_set Value 85
 # Not with taskkill, which would also kill its guard of the same name; the guard starts the service.
 for process in $(notebook_processes 'tessel-acceptance.exe --only stopping '); do
     kill -KILL "$process"
 done
-wait
-for _ in $(seq 100); do [ "$(service_state)" = "4 RUNNING 0" ] && break; sleep 0.1; done
-wait_for_service
+wait $killed
+for _ in $(seq 100); do [ "$(stored)" = "$before" ] && break; sleep 0.1; done
+expect "restored after a kill" 0 "$before" stored
+[ -z "$driver" ] || expect_part "the switch" 0 "flag=false  number=0" tesselctl BLEHELPER_GETBLE
+expect "started after a kill" 0 "4 RUNNING 0" service_state
 
 for key in "$NOTEBOOK_MODEM_KEY /v ObjectsAlive" ${driver:+"$NOTEBOOK_CONTROL_DEVICE_KEY /v OpenHandles"}; do
     expect_part "$key" 0 "REG_DWORD    0x0" notebook_run reg query "${key% /v *}" /v "${key##* }"
