@@ -43,7 +43,7 @@ int Control(DWORD code, const std::uint32_t* input, std::uint32_t* output) {
 
 int OpenControlDevice(HANDLE* device) {
     GUID device_class = kControlDeviceClass;
-    wchar_t paths[256] = {};
+    wchar_t paths[kControlDeviceListUnits] = {};
     ULONG length = 0;
     if (CM_Get_Device_Interface_List_SizeW(&length, &device_class, nullptr,
                                            CM_GET_DEVICE_INTERFACE_LIST_PRESENT) != CR_SUCCESS ||

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdint>
 
 // The device interface class.
@@ -16,8 +17,11 @@ inline constexpr GUID kControlDeviceClass = {0xE5A92EF2,
 inline constexpr std::uint32_t kControlDeviceOn = 85;
 inline constexpr std::uint32_t kControlDeviceOff = 0;
 
+// The longest device list that can be read, with all terminators.
+inline constexpr std::size_t kControlDeviceListUnits = 256;
+
 // Opens the first present device of the class for reading and writing. The caller closes `device`
-// with CloseHandle. Fails if the device list is longer than 256 characters. Calls
+// with CloseHandle. Fails if the device list is longer. Calls
 // CM_Get_Device_Interface_List_SizeW, CM_Get_Device_Interface_ListW and CreateFileW.
 int OpenControlDevice(HANDLE* device);
 

@@ -128,7 +128,8 @@ struct ReadyState {
 
 // By MBN_READY_STATE.
 constexpr ReadyState kReadyStates[] = {
-    {kWarning, L"off, or there is no modem",
+    {kWarning, L"off, no modem, or Windows does not know yet",
+     L"after a start of the notebook, wait a minute and check again\n"
      L"turn it on; this shows what Windows sees of it: netsh mbn show interfaces\n"
      L"on a model without a modem: .\\tesselctl --check --without modem"},
     {kOk, L"ready", L""},
@@ -168,46 +169,63 @@ void CheckModem(Findings& findings, Answers answers) {
                    none.empty() ? L"of card, subscriber and home provider" : L"none from" + none);
 }
 
-// Checks whether Windows lists a control device. `asked`: the service found no switch; otherwise it
-// was not reached.
-void LookForDevice(Findings& findings, bool asked) {
+// Reads the list of the control devices that are present: paths, each with a terminator, and one
+// more terminator.
+CONFIGRET ListDevices(std::vector<wchar_t>& list) {
     GUID device_class = kControlDeviceClass;
     ULONG length = 0;
-    const CONFIGRET listed = CM_Get_Device_Interface_List_SizeW(
-        &length, &device_class, nullptr, CM_GET_DEVICE_INTERFACE_LIST_PRESENT);
-    if (listed != CR_SUCCESS) {
-        findings.Add(kNotHere, L"device",
+    CONFIGRET result = CM_Get_Device_Interface_List_SizeW(&length, &device_class, nullptr,
+                                                          CM_GET_DEVICE_INTERFACE_LIST_PRESENT);
+    if (result == CR_SUCCESS) {
+        list.resize(std::max(length, 1UL));
+        result = CM_Get_Device_Interface_ListW(&device_class, nullptr, list.data(), length,
+                                               CM_GET_DEVICE_INTERFACE_LIST_PRESENT);
+    }
+    return result;
+}
+
+// Checks why the service found no switch (`asked`), or whether there is a device if it was not
+// reached.
+void LookForDevice(Findings& findings, bool asked) {
+    constexpr wchar_t kItem[] = L"device";
+    std::vector<wchar_t> list;
+    if (const CONFIGRET listed = ListDevices(list); listed != CR_SUCCESS) {
+        findings.Add(kNotHere, kItem,
                      L"not known here: configuration manager error " + std::to_wstring(listed));
         return;
     }
-    // The empty list is one terminator.
-    if (length <= 1) {
-        findings.Add(kWarning, L"device",
+    const auto count = std::ranges::count(list, L'\0') - 1;
+    const std::wstring more = std::to_wstring(count) + L" are present; the service opens ";
+    if (list.front() == L'\0') {
+        findings.Add(kWarning, kItem,
                      L"none of the class " + GuidText(kControlDeviceClass) + L" is present",
                      L"install the driver of the control device\n"
                      L"on a model without one: .\\tesselctl --check --without device");
-    } else if (asked) {
-        findings.Add(kFault, L"device", L"present, but the service gets no switch from it",
+    } else if (!asked) {
+        findings.Add(kNotHere, kItem, L"present; the service was not reached");
+    } else if (list.size() > kControlDeviceListUnits) {
+        findings.Add(kFault, kItem,
+                     more + L"none, because their list is longer than " +
+                         std::to_wstring(kControlDeviceListUnits) + L" characters",
+                     L"remove the devices that are not the control device");
+    } else if (count > 1) {
+        findings.Add(kFault, kItem,
+                     more + L"the first and gets no switch from it: " + list.data(),
+                     L"if this is not the control device, remove it; else check its driver");
+    } else {
+        findings.Add(kFault, kItem, L"present, but the service gets no switch from it",
                      L"check its driver; NT AUTHORITY\\LocalService must be able to open it for "
                      L"reading and writing");
-    } else {
-        findings.Add(kNotHere, L"device", L"present; the service was not reached");
     }
 }
 
+// Only one question: a device that refuses it costs the service a handle.
 void CheckDevice(Findings& findings, Answers answers) {
     if (answers[0].number == 0) {
         LookForDevice(findings, true);
-        return;
+    } else {
+        findings.Add(kOk, L"device", L"present, has a switch");
     }
-    const long value = answers[1].number;
-    const bool on = value == static_cast<long>(kControlDeviceOn);
-    const bool off = value == static_cast<long>(kControlDeviceOff);
-    findings.Check(on || off, kWarning, L"device",
-                   L"present, has a switch: " + std::to_wstring(value) +
-                       (on    ? L", on"
-                        : off ? L", off"
-                              : L""));
 }
 
 // A group of requests, and the check of their answers.
@@ -231,8 +249,7 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
         }
     }
     if (!without.device) {
-        questions.push_back(
-            {L"device", {{L"BLEHELPER_ISBLESUPPORT"}, {L"BLEHELPER_GETBLE"}}, CheckDevice});
+        questions.push_back({L"device", {{L"BLEHELPER_ISBLESUPPORT"}}, CheckDevice});
     }
     std::vector<RequestValues> requests;
     for (const Question& question : questions) {

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Runs tessel-acceptance on the installed service, with modem and control device: with --quick, or all rounds if
 # TESSEL_SOAK is set. Then checks what the program leaves when it is killed, and the simulated devices.
-# acceptance.sh BUILD-FOLDER MODEM [DRIVER]
+# acceptance.sh BUILD-FOLDER BAD-SERVICE MODEM [DRIVER]
 set -u
-build=$1 modem=$2 driver=${3:-}
+build=$1 bad=$2 modem=$3 driver=${4:-}
 . "$(dirname "$0")/lib.sh"
 [ -z "${TESSEL_PREFIX:-}" ] || trap wine_shutdown EXIT
 acceptance() { NOTEBOOK_TIMEOUT=1500 notebook_run 'C:\Windows\Tessel\tessel-acceptance.exe' "$@"; }
@@ -12,7 +12,7 @@ quick=--quick
 
 wine_prefix_ready || exit 1
 tessel_service -remove >/dev/null
-notebook_install_programs "$build" && notebook_copy "$build/acceptance/tessel-acceptance.exe" &&
+notebook_install_programs "$build" && notebook_copy "$build/acceptance/tessel-acceptance.exe" "$bad" &&
     notebook_modem_insert "$modem" || exit 1
 [ -z "$driver" ] || notebook_control_device_load "$driver" || exit 1
 settings='HKLM\SOFTWARE\Bramble\BrambleSettings'
@@ -33,15 +33,20 @@ notebook_quiet 'C:\Windows\Tessel\tesselctl.exe' --grant
 before=$(stored)
 notebook_quiet net start "Tessel Service"
 wait_for_service
-# Plays a part of the service control manager: starts a service whose process has ended without a stop. Wine's manager
-# does not notice that end.
-while sleep 1; do
-    notebook_run tasklist | grep -q tessel-service || [ "$(service_state)" != "4 RUNNING 0" ] ||
-        notebook_quiet net start "Tessel Service"
-done &
+# Plays a part of the service control manager: starts the service again that the item after "tracing" lets crash. Wine's
+# manager does not notice the end of its process.
+lines=$WINEPREFIX/drive_c/windows/temp/acceptance.txt
+rm -f "$lines"
+{
+    until grep -qs tracing "$lines"; do sleep 0.5; done
+    while sleep 1; do
+        notebook_run tasklist | grep -q tessel-service || notebook_quiet net start "Tessel Service"
+    done
+} &
 manager=$!
-report=$(acceptance $quick --modem --usb ${driver:+--device} | tr -d '\r'; exit "${PIPESTATUS[0]}") ||
-    fail "the installed service: exit $?"
+report=$(acceptance $quick --modem --usb ${driver:+--device} --report 'C:\Windows\Temp\acceptance.txt' |
+    tr -d '\r'; exit "${PIPESTATUS[0]}") || fail "the installed service: exit $?"
+kill $manager
 echo "$report"
 expect "what is not here" 0 $'syntaxes.ndr64\ncontainer' awk '/^NOT HERE/{print $3}' <(echo "$report")
 for item in requests syntaxes raising contexts packets dying.usage stopping rights.restored tracing recovery load.usage \
@@ -52,7 +57,6 @@ expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"' accep
 expect "settings and USB values" 0 "$before" stored
 
 # Killed while the service is stopped: the service is started again, and what was changed is restored.
-kill $manager
 (acceptance --only stopping --device >/dev/null) &
 killed=$!
 for _ in $(seq 300); do
@@ -67,6 +71,7 @@ for process in $(notebook_processes 'tessel-acceptance.exe --only stopping '); d
 done
 wait $killed
 for _ in $(seq 100); do [ "$(stored)" = "$before" ] && break; sleep 0.1; done
+wait_for_service
 expect "restored after a kill" 0 "$before" stored
 [ -z "$driver" ] || expect_part "the switch" 0 "flag=false  number=0" tesselctl BLEHELPER_GETBLE
 expect "started after a kill" 0 "4 RUNNING 0" service_state
@@ -75,6 +80,23 @@ for key in "$NOTEBOOK_MODEM_KEY /v ObjectsAlive" ${driver:+"$NOTEBOOK_CONTROL_DE
     expect_part "$key" 0 "REG_DWORD    0x0" notebook_run reg query "${key% /v *}" /v "${key##* }"
 done
 tessel_service -remove >/dev/null
+
+# Every item finds the fault of the bad service, which nothing starts again after its crash.
+notebook_quiet "C:\\Windows\\Tessel\\${bad##*/}" -install
+notebook_quiet 'C:\Windows\Tessel\tesselctl.exe' --grant
+notebook_quiet net start "Tessel Service"
+wait_for_service
+bad_report=$(acceptance --quick; notebook_quiet net start "Tessel Service"
+    acceptance --quick --only load --only bench --modem --usb ${driver:+--device})
+for item in requests.echo requests.text requests.connections syntaxes.ndr20 raising contexts.closed contexts.race \
+    contexts.in_progress contexts.nested packets dying.usage stopping.busy stopping.goes_on stopping.ended \
+    stopping.at_once rights.ButtonAction rights.CustomProtocol tracing recovery load load.usage bench bench.usb \
+    ${driver:+bench.switch}; do
+    grep -qE "^FAULT +$item[ .]" <<<"$bad_report" || fail "the bad service: no fault of $item"
+done
+[ $failures -eq 0 ] || echo "$bad_report"
+tessel_service -remove >/dev/null
+
 notebook_modem_remove
 [ -z "$driver" ] || notebook_control_device_unload
 echo "acceptance: $failures failed"
