@@ -77,8 +77,8 @@ void CheckRights(Run& run) {
     const SavedKeys saved;
     Session session;
     for (const auto& [command, value] : kWrites) {
-        const auto deleted = static_cast<DWORD>(
-            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, value.key, value.name));
+        const auto deleted =
+            static_cast<DWORD>(RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, value.key, value.name));
         if (deleted != ERROR_SUCCESS && deleted != ERROR_FILE_NOT_FOUND) {
             run.AddNotHere(std::wstring(L"rights.") + value.name, deleted);
             continue;
@@ -89,11 +89,11 @@ void CheckRights(Run& run) {
         DWORD number = kNumber;
         DWORD size = sizeof(number);
         RegGetValueW(HKEY_LOCAL_MACHINE, value.key, value.name, RRF_RT_ANY, &type, &number, &size);
-        run.Check(store.answer.flag && type == value.type && (type == REG_SZ || number == kNumber),
-                  Status::kFault, std::wstring(L"rights.") + value.name,
-                  Format(L"%ls: %ls; stored: type %lu, %lu bytes", command, store.Text(), type,
-                         size),
-                  kGrantAdvice);
+        run.Check(
+            store.answer.flag && type == value.type && (type == REG_SZ || number == kNumber),
+            Status::kFault, std::wstring(L"rights.") + value.name,
+            Format(L"%ls: %ls; stored: type %lu, %lu bytes", command, store.Text(), type, size),
+            kGrantAdvice);
     }
     const DWORD error = saved.Restore();
     run.Add(error == ERROR_SUCCESS, L"rights.restored", L"%ls", Outcome(error));

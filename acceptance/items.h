@@ -51,9 +51,9 @@ struct Run : Findings {
     }
 };
 
-// The usage of the service's process, stage by stage. Nobody has measured on Windows what is normal,
-// so it is a fault only if every stage adds more than so many handles, threads or kB, which no cache
-// does.
+// The usage of the service's process, stage by stage. Nobody has measured on Windows what is
+// normal, so it is a fault only if every stage adds more than so many handles, threads or kB, which
+// no cache does.
 class Growth {
  public:
     Growth(Run& run, DWORD count, int kilobytes)

@@ -166,14 +166,15 @@ ExitCode RunAll(const std::wstring& letters,
     FILETIME now = {};
     GetSystemTimeAsFileTime(&now);
     const bool arm64 = system.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_ARM64;
-    run.Add(true, L"system",
-            L"tessel-acceptance " TESSEL_VERSION L"; %ls; %ls%ls; %ls, %lu processors; %ls power; %ls",
-            TimeText(now), IsWine() ? L"Wine, " : L"", SystemText(), arm64 ? L"ARM64" : L"x64",
-            system.dwNumberOfProcessors,
-            power.ACLineStatus == AC_LINE_ONLINE    ? L"mains"
-            : power.ACLineStatus == AC_LINE_OFFLINE ? L"battery"
-                                                    : L"unknown",
-            IsElevated() ? L"as an administrator" : L"not as an administrator");
+    run.Add(
+        true, L"system",
+        L"tessel-acceptance " TESSEL_VERSION L"; %ls; %ls%ls; %ls, %lu processors; %ls power; %ls",
+        TimeText(now), IsWine() ? L"Wine, " : L"", SystemText(), arm64 ? L"ARM64" : L"x64",
+        system.dwNumberOfProcessors,
+        power.ACLineStatus == AC_LINE_ONLINE    ? L"mains"
+        : power.ACLineStatus == AC_LINE_OFFLINE ? L"battery"
+                                                : L"unknown",
+        IsElevated() ? L"as an administrator" : L"not as an administrator");
     const DWORD reached = Session().Ask();
     run.Check(reached == 0, Status::kFault, L"service", L"a request: " + Outcome(reached),
               L"tesselctl --check says more");

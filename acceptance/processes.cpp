@@ -166,8 +166,7 @@ std::wstring Usage::Text() const {
 void Growth::Report(const wchar_t* item, const std::wstring& what) const {
     const auto grows = [&](const Usage& from, const Usage& to) {
         // Each further thread may have a committed stack of 1 MB: seen under Wine.
-        const SIZE_T stacks =
-            SIZE_T{1024} * (std::max(from.threads, to.threads) - from.threads);
+        const SIZE_T stacks = SIZE_T{1024} * (std::max(from.threads, to.threads) - from.threads);
         return to.handles > from.handles + m_count || to.threads > from.threads + m_count ||
                to.private_kilobytes > from.private_kilobytes + m_kilobytes + stacks;
     };

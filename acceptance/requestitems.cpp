@@ -134,8 +134,7 @@ bool IsStored(const UsbfnStep& step) {
     DWORD size = step.size;
     return RegGetValueW(HKEY_LOCAL_MACHINE, step.key_path, step.value_name, RRF_RT_ANY, &type,
                         data.data(), &size) == ERROR_SUCCESS &&
-           type == step.type && size == step.size &&
-           std::memcmp(data.data(), step.data, size) == 0;
+           type == step.type && size == step.size && std::memcmp(data.data(), step.data, size) == 0;
 }
 
 // Every answer of the USB commands is an echo, so only the registry shows whether they wrote.
@@ -267,7 +266,8 @@ void CheckLoad(Run& run) {
                 // One in eight is another command.
                 const bool is_echo = i % 8 != 0;
                 const std::size_t kind = static_cast<std::size_t>(i / 8) % kHarmlessCommands.size();
-                Exchange exchange = is_echo ? Echo(client, i) : RequestOf(client, kHarmlessCommands[kind]);
+                Exchange exchange =
+                    is_echo ? Echo(client, i) : RequestOf(client, kHarmlessCommands[kind]);
                 const std::uint64_t start = MicrosecondsNow();
                 sessions[static_cast<std::size_t>(client)].Send(exchange);
                 AddTimeSince(start, own);

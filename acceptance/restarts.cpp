@@ -195,7 +195,8 @@ void CheckRecovery(Run& run) {
         status = ServiceStatus(run.service.get());
         runs = status.dwCurrentState == SERVICE_RUNNING && status.dwProcessId != before;
     }
-    run.Add(runs, L"recovery", L"state %lu %llu ms after its process was ended; process %lu, then %lu",
+    run.Add(runs, L"recovery",
+            L"state %lu %llu ms after its process was ended; process %lu, then %lu",
             status.dwCurrentState, GetTickCount64() - start, before, status.dwProcessId);
     StartAndAnswer(run.service.get());
 }

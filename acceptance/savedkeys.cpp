@@ -36,9 +36,7 @@ SavedKeys::SavedKeys() {
 
 DWORD SavedKeys::Restore() const {
     LSTATUS first = ERROR_SUCCESS;
-    const auto note = [&](LSTATUS error) {
-        first = first == ERROR_SUCCESS ? error : first;
-    };
+    const auto note = [&](LSTATUS error) { first = first == ERROR_SUCCESS ? error : first; };
     for (const std::wstring& key : m_missing) {
         if (Exists(key)) {
             note(RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str()));
@@ -55,8 +53,7 @@ DWORD SavedKeys::Restore() const {
             const auto found = present.find(name);
             if (found == present.end() || found->second != value) {
                 note(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name.c_str(), value.first,
-                                     value.second.data(),
-                                     static_cast<DWORD>(value.second.size())));
+                                     value.second.data(), static_cast<DWORD>(value.second.size())));
             }
         }
     }

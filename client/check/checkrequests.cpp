@@ -209,8 +209,7 @@ void LookForDevice(Findings& findings, bool asked) {
                          std::to_wstring(kControlDeviceListUnits) + L" characters",
                      L"remove the devices that are not the control device");
     } else if (count > 1) {
-        findings.Add(kFault, kItem,
-                     more + L"the first and gets no switch from it: " + list.data(),
+        findings.Add(kFault, kItem, more + L"the first and gets no switch from it: " + list.data(),
                      L"if this is not the control device, remove it; else check its driver");
     } else {
         findings.Add(kFault, kItem, L"present, but the service gets no switch from it",

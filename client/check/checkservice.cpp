@@ -167,18 +167,17 @@ std::optional<bool> CheckSid(const Look& look) {
     }
     const DWORD type = reinterpret_cast<const SERVICE_SID_INFO*>(answer.data())->dwServiceSidType;
     const bool on = type != SERVICE_SID_TYPE_NONE;
-    const auto has_it = look.status.dwProcessId != 0
-                            ? ProcessHasSid(look.status.dwProcessId, name)
-                            : std::optional(on);
+    const auto has_it = look.status.dwProcessId != 0 ? ProcessHasSid(look.status.dwProcessId, name)
+                                                     : std::optional(on);
     if (!on) {
         look.findings.Add(kWarning, kItem, name + L", not on", kGrantAdvice);
     } else if (!has_it) {
         look.findings.AddNotHere(kItem, GetLastError(), name + L", on; in the process");
     } else {
-        look.findings.Check(*has_it, kFault, kItem,
-                            name + (*has_it ? L", on" : L", on, but the process does not have it"),
-                            kRestartAdvice +
-                                std::wstring(L"\nif this stays: restart the notebook"));
+        look.findings.Check(
+            *has_it, kFault, kItem,
+            name + (*has_it ? L", on" : L", on, but the process does not have it"),
+            kRestartAdvice + std::wstring(L"\nif this stays: restart the notebook"));
     }
     return has_it;
 }

@@ -52,10 +52,10 @@ void ChangeSidType(Findings& findings, SC_HANDLE service, bool grant) {
     } else if (!answer.empty() && current->dwServiceSidType == wanted.dwServiceSidType) {
         findings.Add(kUnchanged, kItem, state);
     } else {
-        AddChange(findings, kItem, ChangeConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO, &wanted),
-                  state,
-                  L"takes effect when the service is started again; by Windows' documentation, when "
-                  L"the notebook is");
+        AddChange(
+            findings, kItem, ChangeConfig(service, SERVICE_CONFIG_SERVICE_SID_INFO, &wanted), state,
+            L"takes effect when the service is started again; by Windows' documentation, when "
+            L"the notebook is");
     }
 }
 

@@ -1,6 +1,7 @@
 // The settings of services that Wine does not keep: the SID type and the failure actions. They are
 // stored in the service's key, as Windows stores them. A process of Tessel Service that starts with
-// its SID turned on holds an event, and its token shows the SID: Wine gives all processes one token.
+// its SID turned on holds an event, and its token shows the SID: Wine gives all processes one
+// token.
 #include <windows.h>
 #include <sddl.h>
 #include <winsvc.h>

@@ -31,7 +31,8 @@ struct StoredEvent {
     std::uint16_t text_size;
 };
 
-// What OpenTraceW gives for a session, or for a copy of its file. Never freed: ProcessTrace may still use it after CloseTrace.
+// What OpenTraceW gives for a session, or for a copy of its file. Never freed: ProcessTrace may
+// still use it after CloseTrace.
 struct Consumer {
     HANDLE session;
     PEVENT_RECORD_CALLBACK callback;
@@ -104,7 +105,8 @@ ULONG WINAPI SimulatedEventWriteString(REGHANDLE registration,
     const GUID& provider = *reinterpret_cast<const GUID*>(registration);
     const std::wstring files = kFiles;
     WIN32_FIND_DATAW found = {};
-    const UniqueHandle<HANDLE, FindClose, -1> search(FindFirstFileW((files + L"*").c_str(), &found));
+    const UniqueHandle<HANDLE, FindClose, -1> search(
+        FindFirstFileW((files + L"*").c_str(), &found));
     for (BOOL more = search ? TRUE : FALSE; more; more = FindNextFileW(search.get(), &found)) {
         const std::wstring path = files.substr(0, files.rfind(L'\\') + 1) + found.cFileName;
         const FileHandle session(OpenFile(path, GENERIC_READ | FILE_APPEND_DATA, OPEN_EXISTING));

@@ -92,9 +92,9 @@ for item in requests.echo requests.text requests.connections syntaxes.ndr20 rais
     contexts.in_progress contexts.nested packets dying.usage stopping.busy stopping.goes_on stopping.ended \
     stopping.at_once rights.ButtonAction rights.CustomProtocol tracing recovery load load.usage bench bench.usb \
     ${driver:+bench.switch}; do
-    grep -qE "^FAULT +$item[ .]" <<<"$bad_report" || fail "the bad service: no fault of $item"
+    grep -qE "^FAULT +${item}[ .]" <<<"$bad_report" || fail "the bad service: no fault of $item"
 done
-[ $failures -eq 0 ] || echo "$bad_report"
+[ "$failures" -eq 0 ] || echo "$bad_report"
 tessel_service -remove >/dev/null
 
 notebook_modem_remove
