@@ -54,11 +54,35 @@ expect "value came back" 0 'REGISTRYHELPER_GETSCREENMODE  flag=false  number=5  
 expect_part "unknown command" 1 'does not know "no_such"' tesselctl no_such
 expect_part "never answered" 1 "never answered" tesselctl REGISTRYHELPER_SETDIMMINGTIME
 expect_part "load" 0 "1000 requests, 1000 answers, " tesselctl REGISTRYHELPER_ISVZWQ --repeat 50 --parallel 20 --quiet
+# The events of a restart, as they come.
+events=$(mktemp) session=$WINEPREFIX/drive_c/windows/temp/tracing-tesselctl
+wine_program 'C:\Windows\Tessel\tesselctl.exe' --trace --json </dev/null >"$events" 2>&1 &
+tracing=$!
+await_event() {
+    for _ in {1..200}; do
+        grep -q "$1" "$events" && return
+        sleep 0.1
+    done
+    fail "trace: no $1: $(cat "$events")"
+}
+await_event "until Ctrl-C"
 # Wine loses the reply of a service whose process ends at once, so the output of `net stop` may be wrong.
 notebook_quiet net stop "Tessel Service"
 expect "stop" 0 "1 STOPPED 0" service_state
 notebook_quiet net start "Tessel Service"
 wait_for_service
+await_event '"level":4,"text":"CppWindowsService in OnStop"'
+await_event '"level":4,"text":"CppWindowsService in OnStart"'
+kill $tracing
+wait $tracing
+# The same events from the file of the session, which logman would have stopped: a byte says so.
+cp "$session" "$session.old" && printf '\1' | dd of="$session.old" bs=1 seek=17 conv=notrunc status=none
+expect "events of a file" 0 "$(tr -d '\r' <"$events" | grep '^{')" \
+    tesselctl --trace 'C:\windows\temp\tracing-tesselctl.old' --json
+expect_part "no such file" 1 "cannot be read: error 2" tesselctl --trace missing.etl
+# The session of the killed program is replaced.
+expect "trace again" 0 "tesselctl: shows events for 1 seconds, or until Ctrl-C" tesselctl --trace 1
+rm -f "$events" "$session.old"
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
     tessel_service -remove
 expect_part "gone" 3 "not running" tesselctl REGISTRYHELPER_ISVZWQ
