@@ -104,6 +104,11 @@ namespace Tessel
         public static Task<uint> ConnectAsync(CancellationToken cancel = default) =>
             Run(() => TesselConnect(), cancel);
 
+        /// <summary>Closes the connection that the DLL keeps between requests. The next request connects
+        /// again.</summary>
+        public static Task DisconnectAsync(CancellationToken cancel = default) =>
+            Run(() => { TesselDisconnect(); return true; }, cancel);
+
         /// <summary>Sends any command. The answer's values also show whether it failed.</summary>
         public Task<Reply> RequestAsync(string command, bool flag = false, int number = 0, string text = "",
                                         CancellationToken cancel = default) =>
@@ -298,6 +303,9 @@ namespace Tessel
 
         [DllImport(Dll, ExactSpelling = true)]
         private static extern uint TesselConnect();
+
+        [DllImport(Dll, ExactSpelling = true)]
+        private static extern void TesselDisconnect();
 
         [DllImport(Dll, ExactSpelling = true, CharSet = CharSet.Unicode)]
         private static extern int TesselRequest(string command, int flag, int number, string text, uint deadline,

@@ -10,7 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <optional>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "appkit/profiletext.h"
@@ -124,14 +125,47 @@ void Remove(Request& request) {
     WakeAllConditionVariable(&g_ended);
 }
 
+// Memory of malloc: operator new needs C++ exceptions.
+struct DestroyConnection {
+    void operator()(Connection* connection) const {
+        connection->~Connection();
+        std::free(connection);
+    }
+};
+using OwnedConnection = std::unique_ptr<Connection, DestroyConnection>;
+
+// Returns null if there is no memory.
+OwnedConnection NewConnection() {
+    void* memory = std::malloc(sizeof(Connection));
+    return OwnedConnection(memory == nullptr ? nullptr : new (memory) Connection);
+}
+
+// A connection that is kept between requests. No request is sent over it: after a restart of the
+// service nobody could tell whether its context is valid. But while there is one, the runtime need
+// not connect to the service again for each request, which takes longer than the request.
+Connection* g_kept = nullptr;
+
+// Not after a request that outlived its deadline: the app may have unloaded the DLL.
+void Keep(OwnedConnection connection, const Request& request) {
+    const Lock lock;
+    if (g_kept == nullptr && !request.abandoned) {
+        g_kept = connection.release();
+    }
+}
+
 // Opens a context. Returns 0 or the Windows error. Tries twice, which changes nothing in the
 // service: at the first try the runtime may use a connection that a restart of the service has
 // ended.
-DWORD Open(std::optional<Connection>& connection) {
-    if (connection.emplace().Status() != ERROR_SUCCESS) {
-        connection.emplace();
+DWORD Open(OwnedConnection& connection) {
+    connection = NewConnection();
+    if (connection != nullptr && connection->Status() != ERROR_SUCCESS) {
+        TesselDisconnect();
+        connection = NewConnection();
     }
-    // The service had no memory for the context.
+    if (connection == nullptr) {
+        return RPC_S_OUT_OF_MEMORY;
+    }
+    // Without a context, the service had no memory for it.
     return connection->Status() == ERROR_SUCCESS && connection->Context() == nullptr
                ? static_cast<DWORD>(RPC_S_OUT_OF_MEMORY)
                : connection->Status();
@@ -139,7 +173,7 @@ DWORD Open(std::optional<Connection>& connection) {
 
 // Sends the request unless nobody waits for it any more. Stores what came of it.
 void CarryOut(Request& request) {
-    std::optional<Connection> connection;
+    OwnedConnection connection;
     DWORD status = Open(connection);
     if (status == ERROR_SUCCESS) {
         {
@@ -150,6 +184,9 @@ void CarryOut(Request& request) {
             request.reply.sent = 1;
         }
         status = connection->Send(request.command, request.flag, request.number, request.text);
+    }
+    if (status == ERROR_SUCCESS) {
+        Keep(std::move(connection), request);
     }
     connection.reset();
     const Lock lock;
@@ -379,8 +416,16 @@ uint32_t TesselVersion() {
 }
 
 uint32_t TesselConnect() {
-    std::optional<Connection> connection;
+    OwnedConnection connection;
     return Open(connection);
+}
+
+void TesselDisconnect() {
+    OwnedConnection kept;
+    {
+        const Lock lock;
+        kept.reset(std::exchange(g_kept, nullptr));
+    }
 }
 
 int32_t TesselRequest(const wchar_t* command,

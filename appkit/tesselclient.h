@@ -106,6 +106,10 @@ uint32_t TesselVersion(void);
 // Returns 0 or the Windows error. It has no deadline. The other calls do not need it.
 uint32_t TesselConnect(void);
 
+// Closes the connection that the DLL keeps between requests, if it keeps one. Call it before you
+// unload the DLL. The next request connects again.
+void TesselDisconnect(void);
+
 // Sends a request and receives its answer. `command` and `text` must not be null. If there is no
 // memory for the answer, the error is 14 (RPC_S_OUT_OF_MEMORY).
 int32_t TesselRequest(const wchar_t* command,
@@ -280,6 +284,8 @@ class Client {
 
     // As TesselConnect.
     static std::uint32_t Connect() { return TesselConnect(); }
+    // As TesselDisconnect.
+    static void Disconnect() { TesselDisconnect(); }
 
     // As TesselRequest. A text with U+0000 is not sent: error 87 (ERROR_INVALID_PARAMETER).
     Reply Request(const std::wstring& command,

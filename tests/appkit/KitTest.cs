@@ -110,6 +110,7 @@ internal static class KitTest
         Console.WriteLine($"before its end {watch.ElapsedMilliseconds < 900}");
         Thread.Sleep(1500);
         Print(() => client.RequestAsync("NEVER SENT", cancel: cancel.Token));
+        Print(() => TesselClient.DisconnectAsync());
         Console.WriteLine("replies that are not freed:");
         Print(() => TesselClient.ConnectAsync());
     }

@@ -33,6 +33,7 @@ struct Service {
     std::map<std::wstring, bool> held;
 
     int contexts = 0;
+    std::vector<int> contexts_at_open;
     std::vector<std::wstring> commands;
     bool flag = false;
     long number = 0;
@@ -84,8 +85,13 @@ __attribute__((noinline)) void Receive(const wchar_t* command,
     }
 }
 
-void AnswerWith(bool flag, long number, const wchar_t* text = L"") {
+void Reset() {
+    Client::Disconnect();
     g_service = {};
+}
+
+void AnswerWith(bool flag, long number, const wchar_t* text = L"") {
+    Reset();
     g_service.answer = [=](bool& f, long& n, std::wstring& t) {
         f = flag;
         n = number;
@@ -94,7 +100,7 @@ void AnswerWith(bool flag, long number, const wchar_t* text = L"") {
 }
 
 void Echo() {
-    g_service = {};
+    Reset();
     g_service.answer = [](bool&, long&, std::wstring&) {};
 }
 
@@ -106,7 +112,7 @@ TEST(AppKit, TellsWhatCameOfARequest) {
         tessel::Reply reply = Client().Request(L"COMMAND");
         EXPECT_TRUE(reply.outcome == Outcome::kFailed && reply.error == code && !reply.sent);
         EXPECT_TRUE(g_service.commands.empty());
-        g_service = {};
+        Reset();
         g_service.request_raises = code;
         reply = Client().Request(L"COMMAND");
         EXPECT_TRUE(reply.outcome == Outcome::kFailed && reply.error == code && reply.sent);
@@ -117,15 +123,38 @@ TEST(AppKit, TellsWhatCameOfARequest) {
         EXPECT_TRUE(reply.Ok() && reply.error == 0) << "the answer came before the failure";
         EXPECT_TRUE(reply.flag && reply.number == 7 && reply.text == L"text");
     }
-    g_service = {};
+    Reset();
     const tessel::Reply reply = Client().Request(L"COMMAND");
     EXPECT_TRUE(reply.outcome == Outcome::kNoAnswer && reply.sent && reply.error == 0);
+    Client::Disconnect();
     g_service.open_raises = 1726;
     g_service.failing_opens = 1;
     EXPECT_TRUE(Client::Connect() == 0 && g_service.contexts == 0) << "at the second attempt";
     g_service.no_context = true;
     EXPECT_EQ(Client::Connect(), 14U);
     EXPECT_EQ(Client().Request(L"A", false, 0, std::wstring(1, L'\0')).error, 87U);
+}
+
+TEST(AppKit, KeepsOneConnection) {
+    Echo();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(Client().Request(L"A").Ok() && g_service.contexts == 1);
+    }
+    Client::Disconnect();
+    EXPECT_EQ(g_service.contexts, 0);
+    // After a restart of the service the old connection is given up.
+    EXPECT_TRUE(Client().Request(L"A").Ok());
+    g_service.open_raises = 1726;
+    g_service.failing_opens = 1;
+    g_service.contexts_at_open = {};
+    EXPECT_TRUE(Client().Request(L"A").Ok());
+    EXPECT_EQ(g_service.contexts_at_open, (std::vector<int>{1, 0}));
+    EXPECT_EQ(g_service.contexts, 1);
+    // A connection over which a request failed is not kept.
+    Client::Disconnect();
+    g_service.request_raises = 1726;
+    Client().Request(L"A");
+    EXPECT_EQ(g_service.contexts, 0);
 }
 
 // Every call of the class: what it sends, and what a good and a bad answer make of it.
@@ -198,7 +227,7 @@ TEST(AppKit, EveryCommandHasACall) {
             AnswerWith(flag, number);
             EXPECT_EQ(call.call().outcome, Outcome::kNotDone) << call.command;
         }
-        g_service = {};
+        Reset();
         g_service.request_raises = 1726;
         EXPECT_EQ(call.call().error, 1726U) << call.command;
     }
@@ -382,7 +411,7 @@ TEST(AppKit, ADeadlineEndsTheWaitAndNotTheRequest) {
     EXPECT_EQ(g_service.commands, (std::vector<std::wstring>{L"X", L"X", L"Y"}));
     Hold(L"X", false);
     EXPECT_EQ(Client(std::chrono::seconds(10)).Request(L"X", false, 0, L"third").text, L"third");
-    EXPECT_EQ(g_service.contexts, 0);
+    EXPECT_EQ(g_service.contexts, 1) << "one is kept";
     EXPECT_EQ(soon.Request(L"X", false, 0, std::wstring(100000, L'l')).text.size(), 100000U);
 }
 
@@ -424,6 +453,7 @@ TEST(AppKit, SaysWhatAnErrorMeans) {
 }  // namespace
 
 void RemoteOpen(handle_t /*binding*/, REQUEST_CONTEXT_HANDLE* context) {
+    g_service.contexts_at_open.push_back(g_service.contexts);
     if (g_service.open_raises != 0 && g_service.failing_opens-- > 0) {
         RaiseException(g_service.open_raises, 0, 0, nullptr);
     }

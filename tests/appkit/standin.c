@@ -66,6 +66,10 @@ uint32_t TesselConnect(void) {
     return (uint32_t)g_held;
 }
 
+void TesselDisconnect(void) {
+    printf("disconnect\n");
+}
+
 int32_t TesselRequest(const wchar_t* command,
                       int32_t flag,
                       int32_t number,
