@@ -24,8 +24,8 @@ double Now() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 0;
+int wmain(int argc, wchar_t** argv) {
+    const int rounds = argc > 1 ? _wtoi(argv[1]) : 0;
     const tessel::Client client;
     // The first round does not count.
     for (int round = 0; round <= rounds; ++round) {

@@ -100,6 +100,14 @@ other_tables() {
         FNR == NR { row("Requests per second, 8 clients at once (more is better)", "%.0f"); next }
         { row("Private memory, " $1, "%d KB") }' <(summarise "$results/load.tsv") <(summarise "$results/memory.tsv")
     echo
+    echo '| A request without work | Time |'
+    echo '|---|---|'
+    summarise "$results/kit.tsv" | awk -F '\t' '{
+        printf "| through tesselclient.dll, to the service | %.2f ms |\n", $2 / 1000
+        printf "| call on an open context, to the bare server | %.2f ms |\n", $3 / 1000
+        printf "| tesselclient.dll / call (quartiles) | %.2f (%.2f to %.2f) |\n", $4, $5, $6
+    }'
+    echo
     echo '| Program, without symbols | x64 | ARM64 |'
     echo '|---|---|---|'
     awk -F '\t' '{ size[$2, $1] = sprintf("%.0f KB", $3 / 1024) }
