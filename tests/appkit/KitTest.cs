@@ -1,6 +1,5 @@
 // Calls everything of TesselClient.cs, and prints what it gives.
 using System;
-using System.Diagnostics;
 using System.Threading;
 using System.Threading.Tasks;
 using Tessel;
@@ -100,18 +99,18 @@ internal static class KitTest
         Print(() => client.CreateApnDbAsync());
         Print(() => client.SmGetMuicStatusAsync());
 
-        // A cancellation ends the waiting and not the request, which takes a second.
+        // A cancellation ends the waiting and not the request, which goes on until the disconnection.
         var cancel = new CancellationTokenSource();
-        var watch = Stopwatch.StartNew();
         Task<Reply> slow = client.RequestAsync("SLOW", cancel: cancel.Token);
-        Console.WriteLine($"came back {watch.ElapsedMilliseconds < 500}");
         cancel.CancelAfter(100);
         Print(() => slow);
-        Console.WriteLine($"before its end {watch.ElapsedMilliseconds < 900}");
-        Thread.Sleep(1500);
         Print(() => client.RequestAsync("NEVER SENT", cancel: cancel.Token));
+        Console.WriteLine("not given back: " + TesselClient.ConnectAsync().Result);
         Print(() => TesselClient.DisconnectAsync());
-        Console.WriteLine("replies that are not freed:");
+        for (int i = 0; i < 100 && TesselClient.ConnectAsync().Result != 0; ++i)
+        {
+            Thread.Sleep(100);
+        }
         Print(() => TesselClient.ConnectAsync());
     }
 }

@@ -7,7 +7,7 @@
 
 #include "appkit/tesselclient.h"
 
-// Replies that were not freed.
+// Replies that were not given back with TesselFreeReply.
 static int g_held;
 
 // The lines must be in the order of C#'s.
@@ -42,7 +42,6 @@ static int32_t Fill(TesselReply* reply,
     if (reply->size != sizeof(TesselReply)) {
         printf("the reply has %u bytes\n", reply->size);
     }
-    ++g_held;
     reply->outcome = outcome;
     reply->error = outcome == TESSEL_FAILED ? 1726 : 0;
     reply->sent = 1;
@@ -61,13 +60,17 @@ uint32_t TesselVersion(void) {
     return 0x010203;
 }
 
-// For the test: how many replies were not freed.
+// For the test: how many replies were not given back.
 uint32_t TesselConnect(void) {
     return (uint32_t)g_held;
 }
 
+// For the test: ends the request SLOW.
+static volatile int g_slow = 1;
+
 void TesselDisconnect(void) {
     printf("disconnect\n");
+    g_slow = 0;
 }
 
 int32_t TesselRequest(const wchar_t* command,
@@ -76,9 +79,10 @@ int32_t TesselRequest(const wchar_t* command,
                       const wchar_t* text,
                       uint32_t deadline,
                       TesselReply* reply) {
+    ++g_held;
     printf("%s %d %d \"%s\" %d\n", Narrow(command), flag, number, Narrow(text), (int)deadline);
-    if (Is(command, "SLOW")) {
-        sleep(1);
+    while (Is(command, "SLOW") && g_slow) {
+        usleep(10000);
     }
     // A character of two units, and U+0000, which a length must carry.
     static const wchar_t answer[] = {L'a', 0xD83D, 0xDE00, 0, L'b'};
@@ -91,6 +95,7 @@ int32_t TesselRequest(const wchar_t* command,
 }
 
 int32_t TesselIdentity(const wchar_t* command, uint32_t deadline, TesselReply* reply) {
+    ++g_held;
     printf("identity %s %d\n", Narrow(command), (int)deadline);
     return Fill(reply, TESSEL_ANSWERED, 0, 0, L"26201", 5);
 }
@@ -99,6 +104,7 @@ int32_t TesselReadDocument(const wchar_t* path,
                            int32_t utf8,
                            uint32_t deadline,
                            TesselReply* reply) {
+    ++g_held;
     printf("document %s %d %d\n", Narrow(path), utf8, (int)deadline);
     Fill(reply, TESSEL_ANSWERED, 0, 0, L"text", 4);
     static const uint8_t bytes[] = {0x61, 0x00, 0xE9};
@@ -112,6 +118,7 @@ int32_t TesselCreateProfile(const TesselProfile* profile, uint32_t deadline, Tes
     if (profile->size != sizeof(TesselProfile)) {
         printf("the profile has %u bytes\n", profile->size);
     }
+    ++g_held;
     printf("profile %s %s %d %s %s %d %d %d\n", Narrow(profile->description),
            Narrow(profile->access_string), profile->authentication, Narrow(profile->user_name),
            Narrow(profile->password), profile->ip_type, profile->compression, (int)deadline);
