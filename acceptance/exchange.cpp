@@ -50,7 +50,7 @@ Exchange Echo(int place, long number, std::wstring_view text) {
     return Marked(place, L"REGISTRYHELPER_ISVZWQ", number, text);
 }
 
-Exchange RequestOf(int place, const Command& command) {
+Exchange RequestOf(int place, const SampleCommand& command) {
     return *command.text == L'\0' ? Marked(place, command.name, 7)
                                   : Exchange{place, {command.name, true, place, command.text}};
 }

@@ -11,13 +11,15 @@
 #include <string>
 #include <string_view>
 
+#include "acceptance/options.h"
 #include "connection/connection.h"
 
 // Each exchange in progress has its own place, from 0 to kPlaces - 1.
 inline constexpr int kPlaces = 1400;
 
-// One request and its result. An answer is assigned to its exchange by the place, which is in the
-// request's text ("#12#...") or is its number: every command returns one of the two unchanged.
+// One request and its result. An answer names no request. So the request carries the place of its
+// exchange, in its text ("#12#...") or as its number. Every command returns one of the two
+// unchanged, and the answer goes to the exchange with that place.
 struct Exchange {
     int place;
     RequestValues sent;
@@ -38,32 +40,33 @@ Exchange Marked(int place, std::wstring command, long number, std::wstring_view 
 // A request that is answered with its own values.
 Exchange Echo(int place, long number = 7, std::wstring_view text = {});
 
-// A command, a text that it accepts (empty: any text), and the option that allows it.
-struct Command {
+// A command that may be sent, a text that it accepts (empty: any text), and the option that allows
+// it (null: always).
+struct SampleCommand {
     const wchar_t* name;
     const wchar_t* text = L"";
-    wchar_t option = L'-';
+    bool RunOptions::* option = nullptr;
 };
-inline constexpr Command kCommands[] = {
+inline constexpr SampleCommand kSampleCommands[] = {
     {L"REGISTRYHELPER_ISVZWQ"},
     {L"MBNHELPER_GETNETWORKMODE"},
     {L"USBPATHCHANGER_SMGETMUICSTATUS"},
     {L"COMMONHELPER_ISFILE_EXISTS", L"C:\\Windows\\win.ini"},
     {L"COMMONHELPER_READEULADOCUMENT", L"C:\\Windows\\win.ini"},
-    {L"MBNHELPER_CHECKINTERFACE", L"", L'm'},
-    {L"MBNHELPER_GETSIMICCID", L"                                ", L'm'},
-    {L"MBNHELPER_CREATEPROFILE", L"Acceptance|internet.example|NONE|-|-|IPv4", L'm'},
-    {L"MBNHELPER_CONNECT", L"", L'm'},
-    {L"MBNHELPER_DISCONNECT", L"", L'm'},
-    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"", L'u'},
-    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"", L'u'},
-    {L"BLEHELPER_ISBLESUPPORT", L"", L'd'},
+    {L"MBNHELPER_CHECKINTERFACE", L"", &RunOptions::modem},
+    {L"MBNHELPER_GETSIMICCID", L"                                ", &RunOptions::modem},
+    {L"MBNHELPER_CREATEPROFILE", L"Acceptance|internet.example|NONE|-|-|IPv4", &RunOptions::modem},
+    {L"MBNHELPER_CONNECT", L"", &RunOptions::modem},
+    {L"MBNHELPER_DISCONNECT", L"", &RunOptions::modem},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", L"", &RunOptions::usb},
+    {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", L"", &RunOptions::usb},
+    {L"BLEHELPER_ISBLESUPPORT", L"", &RunOptions::device},
 };
 // They change no setting, and cost the service nothing that it keeps. A control device that refuses
 // a command costs it a handle each time.
-inline constexpr auto kHarmlessCommands = std::span(kCommands).first<5>();
+inline constexpr auto kHarmlessCommands = std::span(kSampleCommands).first<5>();
 
-Exchange RequestOf(int place, const Command& command);
+Exchange RequestOf(int place, const SampleCommand& command);
 
 // The procedures by number.
 enum ProcedureNumber : unsigned long { kOpen, kClose, kRequest };

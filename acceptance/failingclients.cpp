@@ -6,8 +6,9 @@
 
 namespace {
 
-// Exceptions of two C++ compilers and of .NET, faults (for most of them Windows' RPC runtime ends
-// the process), statuses of RPC and Windows, and one code that nothing else uses.
+// What a callback raises: exceptions of two C++ compilers and of .NET, faults, statuses of RPC and
+// Windows, and a code that nothing else uses. For most of the faults, the RPC runtime of Windows
+// ends the client's process.
 constexpr DWORD kCodes[] = {0xC0000005, 0x20474343, 0xE06D7363, 0x80000003, 1726,
                             0xC00000FD, 0x21474343, 0x22474343, 0xE0434352, 5,
                             0xC0000006, 0xC000001D, 0xC0000096, 0xC00000AA, 0xC0000194,

@@ -33,16 +33,14 @@ std::wstring Format(const wchar_t* format, const Values&... values) {
 
 // The findings of an item and its options.
 struct Run : Findings {
-    // The letters of the options in main.cpp.
-    std::wstring options;
+    RunOptions options;
     // The service, with the right to query it; for items that restart it, to start and stop it too.
     ServiceHandle service;
 
-    explicit Run(std::wstring letters)
-        : Findings(letters.find(L'j') != letters.npos), options(std::move(letters)) {}
-    [[nodiscard]] bool Has(wchar_t option) const { return options.find(option) != options.npos; }
+    explicit Run(const RunOptions& run_options)
+        : Findings(run_options.json), options(run_options) {}
     // A number of rounds: `few` with --quick.
-    [[nodiscard]] int Rounds(int full, int few) const { return Has(L'q') ? few : full; }
+    [[nodiscard]] int Rounds(int full, int few) const { return options.quick ? few : full; }
 
     using Findings::Add;
     template <typename... Values>

@@ -49,9 +49,28 @@ const Row* Named(const Row (&rows)[count], std::wstring_view name) {
     return row != std::end(rows) ? row : nullptr;
 }
 
-// The first word is the item's name, the second has the options. Gives the number of faults.
+RunOptions OptionsOf(ChildWords words) {
+    RunOptions options;
+    for (; *words != nullptr; ++words) {
+        SetOption(options, *words);
+    }
+    return options;
+}
+
+// The options as a child gets them.
+std::wstring Words(const RunOptions& options) {
+    std::wstring words;
+    for (const Switch& known : kSwitches) {
+        if (options.*known.option) {
+            words.append(L" ").append(known.word);
+        }
+    }
+    return words;
+}
+
+// The first word is the item's name, the others are the options. Gives the number of faults.
 DWORD RunItem(ChildWords words) {
-    Run run(words[1]);
+    Run run(OptionsOf(words + 1));
     const Item& item = *Named(kItems, words[0]);
     run.service = OpenRegistration(SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG | SERVICE_START |
                                    SERVICE_STOP);
@@ -66,9 +85,8 @@ DWORD RunItem(ChildWords words) {
 // Waits for the end of this program. If it was killed, undoes what an item has left. Restores the
 // registry in both cases, and gives the error of that.
 DWORD Guard(ChildWords words) {
-    const Run run(words[0]);
     const SavedKeys saved;
-    const long value = run.Has(L'd') ? SwitchValue() : kNoSwitch;
+    const long value = OptionsOf(words).device ? SwitchValue() : kNoSwitch;
     PrintLine(L"ready");
     if (!WaitForParent()) {
         StopTracing();
@@ -120,14 +138,10 @@ Exit codes: 0 nothing is wrong, 1 a fault, 2 wrong usage, 3 the service cannot b
 
 Items:)";
 
-// Each is known by the first letter of its name.
-constexpr std::wstring_view kSwitches[] = {L"--json", L"--quick", L"--modem", L"--usb",
-                                           L"--device"};
-
 // Runs the item in its own process, so that it cannot disturb the others, and prints its lines.
 // Gives the number of faults.
 DWORD RunInTime(const Item& item, Run& run) {
-    Child child(Format(L"item %ls %ls", item.name, run.options));
+    Child child(Format(L"item %ls%ls", item.name, Words(run.options)));
     std::thread reader([&] {
         for (std::wstring line; !(line = child.ReadLine()).empty();) {
             PrintLine(line);
@@ -145,10 +159,8 @@ DWORD RunInTime(const Item& item, Run& run) {
     return 1;
 }
 
-// `letters` are those of the switches; `items` are names between blanks, none for all.
-ExitCode RunAll(const std::wstring& letters,
-                const std::wstring& items,
-                const std::wstring& report) {
+// `items` are names between blanks, none for all.
+ExitCode RunAll(const RunOptions& options, const std::wstring& items, const std::wstring& report) {
     const FileHandle file(CreateFileW(report.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
@@ -156,7 +168,7 @@ ExitCode RunAll(const std::wstring& letters,
         return kUsage;
     }
     KeepLinesIn(file.get());
-    Run run(letters);
+    Run run(options);
     // Notebooks with Modern Standby sleep when the display turns off.
     SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_DISPLAY_REQUIRED);
     SYSTEM_INFO system = {};
@@ -181,7 +193,7 @@ ExitCode RunAll(const std::wstring& letters,
     if (reached != 0) {
         return kUnreachable;
     }
-    Child guard(L"guard " + letters, DETACHED_PROCESS);
+    Child guard(L"guard" + Words(options), DETACHED_PROCESS);
     guard.ReadLine();
     DWORD faults = 0;
     for (const Item& item : kItems) {
@@ -193,7 +205,7 @@ ExitCode RunAll(const std::wstring& letters,
     const DWORD error = guard.Wait();
     run.Add(error == 0, L"restored", L"the service's registry values: %ls", Outcome(error));
     faults += error == 0 ? 0 : 1;
-    if (!run.Has(L'j')) {
+    if (!options.json) {
         PrintLine(Format(L"%lu faults; kept in %ls", faults, report));
     }
     return faults == 0 ? kNothingWrong : kFaults;
@@ -222,14 +234,15 @@ int wmain(int argc, wchar_t** argv) {
         SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
         EndProcess(child->run(argv + 3));
     }
-    std::wstring letters = L"-";
+    RunOptions options;
     std::wstring items = L" ";
     std::wstring report = L"tessel-acceptance.txt";
     for (wchar_t** words = argv + 1; *words != nullptr; ++words) {
         const std::wstring_view word = *words;
-        if (std::ranges::find(kSwitches, word) != std::end(kSwitches)) {
-            letters += word[2];
-        } else if (word == L"--report" && words[1] != nullptr) {
+        if (SetOption(options, word)) {
+            continue;
+        }
+        if (word == L"--report" && words[1] != nullptr) {
             report = *++words;
         } else if (word == L"--only" && words[1] != nullptr && Named(kItems, words[1]) != nullptr) {
             items += *++words + std::wstring(L" ");
@@ -244,5 +257,5 @@ int wmain(int argc, wchar_t** argv) {
             return kUsage;
         }
     }
-    return RunAll(letters, items, report);
+    return RunAll(options, items, report);
 }

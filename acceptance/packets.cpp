@@ -11,7 +11,7 @@ namespace {
 using Bytes = std::vector<BYTE>;
 
 // A request as NDR 2.0 has it in the buffer of a call.
-Bytes RequestBytes(const ContextBytes& context, const Command& command) {
+Bytes RequestBytes(const ContextBytes& context, const SampleCommand& command) {
     Bytes bytes;
     const auto add = [&](const void* data, std::size_t size) {
         const auto* first = static_cast<const BYTE*>(data);
@@ -58,7 +58,7 @@ void Break(Bytes& bytes, std::mt19937& random) {
 
 void CheckPackets(Run& run) {
     // No change of a byte makes a command of these that stores something.
-    constexpr Command kBases[] = {kCommands[0], kCommands[4], kCommands[6]};
+    constexpr SampleCommand kBases[] = {kSampleCommands[0], kSampleCommands[4], kSampleCommands[6]};
     // Wine answers a number that does not exist, then calls what follows the table of procedures.
     const unsigned long procedures = IsWine() ? 3 : 8;
     const auto seed = static_cast<unsigned>(run.Rounds(static_cast<int>(GetTickCount64()), 1));

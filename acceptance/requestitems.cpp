@@ -122,7 +122,7 @@ constexpr long kOn = kControlDeviceOn;
 constexpr long kOff = kControlDeviceOff;
 
 // Sends one request and adds the finding whether it was answered.
-void AskFor(Run& run, const Command& command) {
+void AskFor(Run& run, const SampleCommand& command) {
     Exchange exchange = RequestOf(0, command);
     Session().Send(exchange);
     run.Add(exchange.answers == 1, L"bench", L"%ls: %ls", command.name, exchange.Text());
@@ -235,7 +235,7 @@ DWORD AskInSyntax(ChildWords words) {
         status = send(Echo(0, std::bit_cast<long>(i * 0x12345678U),
                            std::wstring(std::size_t{i} * i, 0x65E5)));
     }
-    for (const Command& command : kHarmlessCommands) {
+    for (const SampleCommand& command : kHarmlessCommands) {
         send(RequestOf(0, command));
     }
     const DWORD close = session.Close();
@@ -287,8 +287,8 @@ void CheckLoad(Run& run) {
 }
 
 void CheckBench(Run& run) {
-    for (const Command& command : kCommands) {
-        if (command.option == L'-' || !run.Has(command.option)) {
+    for (const SampleCommand& command : kSampleCommands) {
+        if (command.option == nullptr || !(run.options.*command.option)) {
             continue;
         }
         AskFor(run, command);
@@ -296,7 +296,7 @@ void CheckBench(Run& run) {
             CheckUsbValues(run);
         }
     }
-    if (!run.Has(L'd')) {
+    if (!run.options.device) {
         return;
     }
     const long value = SwitchValue();
