@@ -111,7 +111,7 @@ DWORD ShowSession(int seconds, EventHandler handler) {
     if (session.Error() == ERROR_SUCCESS) {
         PrintErrorLine(seconds == 0 ? L"tesselctl: shows events until Ctrl-C"
                                     : L"tesselctl: shows events for " + std::to_wstring(seconds) +
-                                          L" seconds, or until Ctrl-C");
+                                          L" s, or until Ctrl-C");
         WaitForSingleObject(g_interrupted,
                             seconds == 0 ? INFINITE : static_cast<DWORD>(seconds) * 1000);
     }

@@ -81,7 +81,7 @@ expect "events of a file" 0 "$(tr -d '\r' <"$events" | grep '^{')" \
     tesselctl --trace 'C:\windows\temp\tracing-tesselctl.old' --json
 expect_part "no such file" 1 "cannot be read: error 2" tesselctl --trace missing.etl
 # The session of the killed program is replaced.
-expect "trace again" 0 "tesselctl: shows events for 1 seconds, or until Ctrl-C" tesselctl --trace 1
+expect "trace again" 0 "tesselctl: shows events for 1 s, or until Ctrl-C" tesselctl --trace 1
 rm -f "$events" "$session.old"
 expect "remove" 0 $'Stopping Tessel Service.\nTessel Service is stopped.\nTessel Service is removed.' \
     tessel_service -remove
