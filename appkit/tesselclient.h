@@ -280,7 +280,9 @@ class Client {
     Client() = default;
     // Every call ends after this time at the latest, with kTimedOut. The request goes on.
     explicit Client(std::chrono::milliseconds deadline)
-        : m_deadline(static_cast<std::uint32_t>(deadline.count())) {}
+        : m_deadline(static_cast<std::uint32_t>(
+              std::min<long long>(std::max<long long>(deadline.count(), 0),
+                                  TESSEL_NO_DEADLINE - 1))) {}
 
     // As TesselConnect.
     static std::uint32_t Connect() { return TesselConnect(); }
@@ -360,7 +362,7 @@ class Client {
     Result<std::wstring> GetSimIccId() const { return Identity(TESSEL_MBNHELPER_GETSIMICCID); }
 
     // Start to connect with the profile that CreateProfile has made, and to disconnect. The answer
-    // comes when the modem has accepted the request, not when it is done.
+    // comes when Windows has taken or refused the request. It does not show which.
     Status ConnectModem() const { return Send(TESSEL_MBNHELPER_CONNECT); }
     Status DisconnectModem() const { return Send(TESSEL_MBNHELPER_DISCONNECT); }
 
