@@ -12,7 +12,7 @@ if(TESSEL_MACHINE STREQUAL "x64")
   set(CMAKE_SYSTEM_PROCESSOR x86_64)
   set(TESSEL_DLLTOOL_MACHINE i386:x86-64)
   set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)
-  # Programs run without an emulator, and the simulated notebook has the control device.
+  # Programs run without an emulator.
   set(TESSEL_NATIVE ON)
 else()
   set(CMAKE_SYSTEM_PROCESSOR aarch64)

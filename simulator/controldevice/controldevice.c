@@ -49,13 +49,13 @@ static NTSTATUS Complete(IRP* irp, NTSTATUS status, ULONG_PTR information) {
 
 static NTSTATUS NTAPI OpenDevice(DEVICE_OBJECT* device, IRP* irp) {
     (void)device;
-    WriteState(L"OpenHandles", InterlockedIncrement(&g_open_handles));
+    WriteState(L"OpenHandles", _InterlockedIncrement(&g_open_handles));
     return Complete(irp, STATUS_SUCCESS, 0);
 }
 
 static NTSTATUS NTAPI CloseDevice(DEVICE_OBJECT* device, IRP* irp) {
     (void)device;
-    WriteState(L"OpenHandles", InterlockedDecrement(&g_open_handles));
+    WriteState(L"OpenHandles", _InterlockedDecrement(&g_open_handles));
     return Complete(irp, STATUS_SUCCESS, 0);
 }
 

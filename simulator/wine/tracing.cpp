@@ -63,8 +63,10 @@ bool ReadState(HANDLE file, State& state) {
     return ReadAt(file, 0, &state, sizeof(state)) && !state.stopped;
 }
 
-HANDLE HandleOf(TRACEHANDLE session) {
-    return reinterpret_cast<HANDLE>(session);
+// The handles of tracing are numbers.
+template <typename T>
+T* AddressOf(std::uint64_t handle) {
+    return reinterpret_cast<T*>(handle);  // NOLINT(performance-no-int-to-ptr)
 }
 
 // Passes the event at `place` to the consumer. Returns its size, or 0 if there is none.
@@ -102,7 +104,7 @@ ULONG WINAPI SimulatedEventWriteString(REGHANDLE registration,
                                        UCHAR level,
                                        ULONGLONG keyword,
                                        PCWSTR text) {
-    const GUID& provider = *reinterpret_cast<const GUID*>(registration);
+    const GUID& provider = *AddressOf<GUID>(registration);
     const std::wstring files = kFiles;
     WIN32_FIND_DATAW found = {};
     const UniqueHandle<HANDLE, FindClose, -1> search(
@@ -164,14 +166,14 @@ ULONG WINAPI SimulatedEnableTrace(TRACEHANDLE session,
                                   PENABLE_TRACE_PARAMETERS /*parameters*/) {
     const bool enable = code == EVENT_CONTROL_CODE_ENABLE_PROVIDER;
     const State state = {enable ? *provider : GUID(), level, false};
-    return WriteState(HandleOf(session), state) ? ERROR_SUCCESS : GetLastError();
+    return WriteState(AddressOf<void>(session), state) ? ERROR_SUCCESS : GetLastError();
 }
 
 ULONG WINAPI SimulatedControlTrace(TRACEHANDLE session,
                                    LPCWSTR name,
                                    PEVENT_TRACE_PROPERTIES /*properties*/,
                                    ULONG code) {
-    const FileHandle file(session != 0 ? HandleOf(session)
+    const FileHandle file(session != 0 ? AddressOf<void>(session)
                                        : OpenFile(kFiles + std::wstring(name),
                                                   GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING));
     State state = {};
@@ -202,6 +204,7 @@ TRACEHANDLE WINAPI SimulatedOpenTrace(PEVENT_TRACE_LOGFILEW source) {
         new Consumer{file.release(), source->EventRecordCallback, source->Context, false});
 }
 
+// The type is that of Windows. NOLINTNEXTLINE(readability-non-const-parameter)
 ULONG WINAPI SimulatedProcessTrace(PTRACEHANDLE consumers,
                                    ULONG count,
                                    LPFILETIME /*start*/,
@@ -209,7 +212,7 @@ ULONG WINAPI SimulatedProcessTrace(PTRACEHANDLE consumers,
     if (count != 1 || *consumers == INVALID_PROCESSTRACE_HANDLE) {
         return ERROR_INVALID_HANDLE;
     }
-    const Consumer& consumer = *reinterpret_cast<const Consumer*>(*consumers);
+    const Consumer& consumer = *AddressOf<Consumer>(*consumers);
     DWORD place = sizeof(State);
     for (bool runs = true; runs;) {
         State state = {};
@@ -226,7 +229,7 @@ ULONG WINAPI SimulatedCloseTrace(TRACEHANDLE consumer) {
     if (consumer == INVALID_PROCESSTRACE_HANDLE) {
         return ERROR_INVALID_HANDLE;
     }
-    reinterpret_cast<Consumer*>(consumer)->closed = true;
+    AddressOf<Consumer>(consumer)->closed = true;
     return ERROR_SUCCESS;
 }
 

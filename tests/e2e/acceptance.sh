@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Runs tessel-acceptance on the installed service, with modem and control device: with --quick, or all rounds if
 # TESSEL_SOAK is set. Then checks what the program leaves when it is killed, and the simulated devices.
-# acceptance.sh BUILD-FOLDER BAD-SERVICE MODEM [DRIVER]
+# acceptance.sh BUILD-FOLDER BAD-SERVICE MODEM DRIVER
 set -u
-build=$1 bad=$2 modem=$3 driver=${4:-}
+build=$1 bad=$2 modem=$3 driver=$4
 . "$(dirname "$0")/lib.sh"
 [ -z "${TESSEL_PREFIX:-}" ] || trap wine_shutdown EXIT
 acceptance() { NOTEBOOK_TIMEOUT=1500 notebook_run 'C:\Windows\Tessel\tessel-acceptance.exe' "$@"; }
@@ -14,7 +14,7 @@ wine_prefix_ready || exit 1
 tessel_service -remove >/dev/null
 notebook_install_programs "$build" && notebook_copy "$build/acceptance/tessel-acceptance.exe" "$bad" &&
     notebook_modem_insert "$modem" || exit 1
-[ -z "$driver" ] || notebook_control_device_load "$driver" || exit 1
+notebook_control_device_load "$driver" || exit 1
 settings='HKLM\SOFTWARE\Bramble\BrambleSettings'
 usb='HKLM\SYSTEM\ControlSet001\Control\USB'
 # What a factory may have set: the program must restore it, and the absence of the other values.
@@ -44,7 +44,7 @@ rm -f "$lines"
     done
 } &
 manager=$!
-report=$(acceptance $quick --modem --usb ${driver:+--device} --report 'C:\Windows\Temp\acceptance.txt' |
+report=$(acceptance $quick --modem --usb --device --report 'C:\Windows\Temp\acceptance.txt' |
     tr -d '\r'; exit "${PIPESTATUS[0]}") || fail "the installed service: exit $?"
 kill $manager
 echo "$report"
@@ -64,7 +64,7 @@ for _ in $(seq 300); do
 done
 notebook_quiet reg add "$settings\\PenOption" /f /v ButtonAction /t REG_DWORD /d 5
 notebook_quiet reg delete "$usb" /f /v RoleSwitchMode
-[ -z "$driver" ] || notebook_control_device_set Value 85
+notebook_control_device_set Value 85
 # Not with taskkill, which would also kill its guard of the same name; the guard starts the service.
 for process in $(notebook_processes 'tessel-acceptance.exe --only stopping '); do
     kill -KILL "$process"
@@ -73,10 +73,10 @@ wait $killed
 for _ in $(seq 100); do [ "$(stored)" = "$before" ] && break; sleep 0.1; done
 wait_for_service
 expect "restored after a kill" 0 "$before" stored
-[ -z "$driver" ] || expect_part "the switch" 0 "flag=false  number=0" tesselctl BLEHELPER_GETBLE
+expect_part "the switch" 0 "flag=false  number=0" tesselctl BLEHELPER_GETBLE
 expect "started after a kill" 0 "4 RUNNING 0" service_state
 
-for key in "$NOTEBOOK_MODEM_KEY /v ObjectsAlive" ${driver:+"$NOTEBOOK_CONTROL_DEVICE_KEY /v OpenHandles"}; do
+for key in "$NOTEBOOK_MODEM_KEY /v ObjectsAlive" "$NOTEBOOK_CONTROL_DEVICE_KEY /v OpenHandles"; do
     expect_part "$key" 0 "REG_DWORD    0x0" notebook_run reg query "${key% /v *}" /v "${key##* }"
 done
 tessel_service -remove >/dev/null
@@ -87,17 +87,17 @@ notebook_quiet 'C:\Windows\Tessel\tesselctl.exe' --grant
 notebook_quiet net start "Tessel Service"
 wait_for_service
 bad_report=$(acceptance --quick; notebook_quiet net start "Tessel Service"
-    acceptance --quick --only load --only bench --modem --usb ${driver:+--device})
+    acceptance --quick --only load --only bench --modem --usb --device)
 for item in requests.echo requests.text requests.connections syntaxes.ndr20 raising contexts.closed contexts.race \
     contexts.in_progress contexts.nested packets dying.usage stopping.busy stopping.goes_on stopping.ended \
     stopping.at_once rights.ButtonAction rights.CustomProtocol tracing recovery load load.usage bench bench.usb \
-    ${driver:+bench.switch}; do
+    bench.switch; do
     grep -qE "^FAULT +${item}[ .]" <<<"$bad_report" || fail "the bad service: no fault of $item"
 done
 [ "$failures" -eq 0 ] || echo "$bad_report"
 tessel_service -remove >/dev/null
 
 notebook_modem_remove
-[ -z "$driver" ] || notebook_control_device_unload
+notebook_control_device_unload
 echo "acceptance: $failures failed"
 [ "$failures" -eq 0 ]

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # tesselctl --check finds each fault once and changes nothing; --grant and --revoke give and remove the rights.
-# check.sh DIRECTORY-OF-PROGRAMS MODEM [CONTROL-DEVICE]
+# check.sh DIRECTORY-OF-PROGRAMS MODEM CONTROL-DEVICE
 set -u
-programs=$1 modem=$2 driver=${3:-}
+programs=$1 modem=$2 driver=$3
 . "$(dirname "$0")/lib.sh"
 findings=$(mktemp) before=$(mktemp)
 trap 'rm -f "$findings" "$before"; [ -z "${TESSEL_PREFIX:-}" ] || wine_shutdown' EXIT
@@ -33,7 +33,7 @@ changes() {
 
 # devices PATHS: what the list of control devices has.
 devices() {
-    [ -z "$driver" ] || notebook_quiet reg add "$NOTEBOOK_CONTROL_DEVICE_KEY" /f /v Interfaces /t REG_MULTI_SZ /d "$1"
+    notebook_quiet reg add "$NOTEBOOK_CONTROL_DEVICE_KEY" /f /v Interfaces /t REG_MULTI_SZ /d "$1"
 }
 
 export_registry() {
@@ -88,7 +88,7 @@ expect_part "output of the console" 0 "fail over" cat "$before"
 notebook_quiet reg delete "HKLM\\$settings" /v ScreenMode /f
 expect "grant" 0 "failed 0 not here 0 done 9 unchanged 0 " changes --grant
 notebook_modem_insert "$modem"
-[ -z "$driver" ] || notebook_control_device_load "$driver"
+notebook_control_device_load "$driver"
 notebook_quiet net start "Tessel Service"
 wait_for_service
 # The modem makes this value when it is first used.
@@ -109,7 +109,7 @@ finds ok capability S-1-15-3-1024-3841457878-1068733718-
 finds ok requests.answer "21 of 21 answered"
 finds ok modem.state "1: ready"
 finds ok modem.identity "of card, subscriber and home provider"
-[ -z "$driver" ] || finds ok device "present, has a switch"
+finds ok device "present, has a switch"
 
 # The report says what it cannot tell here, and has no number of the SIM.
 expect_part "report" 0 "The report is in" tesselctl --report 'C:\Windows\Temp\report.txt'
@@ -121,11 +121,11 @@ done
 ! grep -E '89490|26201' "$report" || fail "report: it has a number of the SIM"
 
 notebook_modem_set ReadyState 2
-[ -z "$driver" ] || notebook_control_device_set Fail 1
+notebook_control_device_set Fail 1
 devices '\\.\TesselControl\0\\.\Other'
-check "$([ -n "$driver" ] && echo 1 || echo 0)"
+check 1
 finds warning modem.state "no SIM card"
-[ -z "$driver" ] || finds fault device '2 are present; the service opens the first and gets no switch'
+finds fault device '2 are present; the service opens the first and gets no switch'
 devices "$(printf '\\\\.\\TesselControl%0250d' 0)"
 notebook_modem_remove
 tesselctl REGISTRYHELPER_SETPENSETTING --int 3 >/dev/null
@@ -134,7 +134,7 @@ expect "revoke" 0 "failed 0 not here 0 done 10 unchanged 0 " changes --revoke
 expect "revoke once more" 0 "failed 0 not here 0 done 0 unchanged 10 " changes --revoke
 check 1
 finds warning modem.state "0: off, no modem, or Windows does not know yet"
-[ -z "$driver" ] || finds fault device "the service opens none, because their list is longer than 256"
+finds fault device "the service opens none, because their list is longer than 256"
 devices '\\.\TesselControl'
 finds fault "key $settings" closed
 finds fault "key $settings\\PenOption" closed
@@ -154,7 +154,7 @@ notebook_run 'C:\Windows\Tessel\open\tesselctl.exe' --check --json >"$findings"
 rm -r "$programs_folder/open"
 finds fault service.sid "on, but the process does not have it"
 finds fault keys "own SID, which its process does not have"
-[ -z "$driver" ] || finds fault device "present, but the service gets no switch"
+finds fault device "present, but the service gets no switch"
 finds warning files 'may be changed: C:\\Windows\\Tessel\\open by Everyone'
 
 # The service does not answer: its process is stopped. Only where the test has its own notebook, because of the time.
