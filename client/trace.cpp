@@ -56,7 +56,7 @@ void WINAPI TakeEvent(EVENT_RECORD* record) {
     }
     const auto* text = static_cast<const wchar_t*>(record->UserData);
     const auto* end = text + record->UserDataLength / sizeof(wchar_t);
-    FILETIME time = {header.TimeStamp.LowPart, static_cast<DWORD>(header.TimeStamp.HighPart)};
+    const FILETIME time = {header.TimeStamp.LowPart, static_cast<DWORD>(header.TimeStamp.HighPart)};
     (*static_cast<EventHandler*>(record->UserContext))(
         {time, header.ProcessId, header.EventDescriptor.Level,
          std::wstring(text, std::find(text, end, L'\0'))});
@@ -107,7 +107,7 @@ BOOL WINAPI Interrupt(DWORD /*event*/) {
 DWORD ShowSession(int seconds, EventHandler handler) {
     g_interrupted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(Interrupt, TRUE);
-    TraceSession session(kSessionName, std::move(handler));
+    const TraceSession session(kSessionName, std::move(handler));
     if (session.Error() == ERROR_SUCCESS) {
         PrintErrorLine(seconds == 0 ? L"tesselctl: shows events until Ctrl-C"
                                     : L"tesselctl: shows events for " + std::to_wstring(seconds) +
@@ -129,7 +129,7 @@ TraceSession::TraceSession(const wchar_t* name, EventHandler handler)
     if (m_error != ERROR_SUCCESS) {
         return;
     }
-    TRACEHANDLE source = OpenSource(nullptr, name, m_handler);
+    const TRACEHANDLE source = OpenSource(nullptr, name, m_handler);
     if (source == INVALID_PROCESSTRACE_HANDLE) {
         m_error = GetLastError();
         StopTracing(name);
