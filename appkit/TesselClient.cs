@@ -86,7 +86,10 @@ namespace Tessel
         /// <summary>Every call ends after this time at the latest, with TimedOut.</summary>
         public TesselClient(TimeSpan deadline)
         {
-            this.deadline = checked((uint)deadline.TotalMilliseconds);
+            if (deadline != Timeout.InfiniteTimeSpan)
+            {
+                this.deadline = (uint)Math.Min(Math.Max(deadline.TotalMilliseconds, 0), NoDeadline - 1);
+            }
         }
 
         /// <summary>The version of the DLL.</summary>

@@ -6,7 +6,7 @@ namespace {
 // What the service keeps: the whole document, and an element of it with both tags.
 constexpr size_t kDocumentLength = 1023;
 constexpr size_t ElementRoom(size_t tag_length) {
-    return 255 - 2 * tag_length - 5;
+    return 255 - (2 * tag_length) - 5;
 }
 
 // The lengths of the document without values, of its two elements for a user, and of the longest
@@ -22,6 +22,20 @@ constexpr const wchar_t* kAuthentications[] = {L"NONE", L"PAP", L"CHAP", L"MsCHA
                                                L"AutoSelection"};
 constexpr const wchar_t* kIpTypes[] = {L"Default", L"IPv4", L"IPv6", L"IPv4v6", L"XLAT"};
 constexpr const wchar_t* kCompressions[] = {L"DISABLE", L"ENABLE"};
+
+// What XML has in the place of a character.
+const wchar_t* Escape(wchar_t character, const wchar_t* otherwise) {
+    switch (character) {
+        case L'&':
+            return L"&amp;";
+        case L'<':
+            return L"&lt;";
+        case L'>':
+            return L"&gt;";
+        default:
+            return otherwise;
+    }
+}
 
 // Texts that are written one after the other. The limits of the values are so low that the buffer
 // is always long enough.
@@ -45,10 +59,7 @@ struct Text {
                 return false;
             }
             const wchar_t unit[] = {*value, L'\0'};
-            Append(*value == L'&'   ? L"&amp;"
-                   : *value == L'<' ? L"&lt;"
-                   : *value == L'>' ? L"&gt;"
-                                    : unit);
+            Append(Escape(*value, unit));
         }
         return length > start && length - start <= room;
     }
@@ -68,43 +79,43 @@ bool IsEmpty(const wchar_t* text) {
 
 }  // namespace
 
-int32_t WriteProfileText(const TesselProfile& profile, wchar_t (&buffer)[kProfileTextSize]) {
-    Text text = {buffer};
-    if (!text.AppendValue(profile.description, ElementRoom(11))) {
+int32_t WriteProfileText(const TesselProfile& profile, wchar_t (&text)[kProfileTextSize]) {
+    Text fields = {text};
+    if (!fields.AppendValue(profile.description, ElementRoom(11))) {
         return TESSEL_PROFILE_DESCRIPTION;
     }
-    text.Append(L"|");
-    if (!text.AppendValue(profile.access_string, ElementRoom(12)) ||
+    fields.Append(L"|");
+    if (!fields.AppendValue(profile.access_string, ElementRoom(12)) ||
         wcslen(profile.access_string) > kAccessStringLength) {
         return TESSEL_PROFILE_ACCESS_STRING;
     }
-    text.Append(L"|");
-    if (!text.AppendChoice(kAuthentications, profile.authentication)) {
+    fields.Append(L"|");
+    if (!fields.AppendChoice(kAuthentications, profile.authentication)) {
         return TESSEL_PROFILE_AUTHENTICATION;
     }
-    text.Append(L"|");
+    fields.Append(L"|");
     const bool has_user = profile.authentication != TESSEL_AUTH_NONE;
     // Without authentication the service drops both, but needs something in their places.
     const size_t unused = has_user ? 0 : 2;
-    if (has_user ? !text.AppendValue(profile.user_name, ElementRoom(8))
+    if (has_user ? !fields.AppendValue(profile.user_name, ElementRoom(8))
                  : !IsEmpty(profile.user_name)) {
         return TESSEL_PROFILE_USER_NAME;
     }
-    text.Append(has_user ? L"|" : L"-|");
-    if (has_user ? !text.AppendValue(profile.password, ElementRoom(8))
+    fields.Append(has_user ? L"|" : L"-|");
+    if (has_user ? !fields.AppendValue(profile.password, ElementRoom(8))
                  : !IsEmpty(profile.password)) {
         return TESSEL_PROFILE_PASSWORD;
     }
-    text.Append(has_user ? L"|" : L"-|");
-    if (!text.AppendChoice(kIpTypes, profile.ip_type)) {
+    fields.Append(has_user ? L"|" : L"-|");
+    if (!fields.AppendChoice(kIpTypes, profile.ip_type)) {
         return TESSEL_PROFILE_IP_TYPE;
     }
-    text.Append(L"|");
-    if (!text.AppendChoice(kCompressions, profile.compression)) {
+    fields.Append(L"|");
+    if (!fields.AppendChoice(kCompressions, profile.compression)) {
         return TESSEL_PROFILE_COMPRESSION;
     }
     constexpr size_t kSeparators = 6;
-    const size_t values = text.length - kSeparators - unused;
+    const size_t values = fields.length - kSeparators - unused;
     const size_t room = kDocumentLength - kEmptyDocumentLength - kIdentityLength -
                         (has_user ? kUserElementsLength : 0);
     return values > room ? TESSEL_PROFILE_WHOLE : 0;

@@ -18,6 +18,8 @@
 #include "command/command.h"
 #include "connection/connection.h"
 
+// The linker's name for the start of the DLL.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 namespace {
@@ -353,8 +355,20 @@ DWORD DecodeUtf8(TesselReply& reply) {
     return ERROR_SUCCESS;
 }
 
-// What a Windows error means for a caller of this service. Null: nothing special.
-const wchar_t* MeaningOfError(uint32_t error) {
+// What a reply means for a caller of this service. Null: a Windows error with no special meaning.
+const wchar_t* MeaningOf(int32_t outcome, uint32_t error) {
+    switch (outcome) {
+        case TESSEL_ANSWERED:
+            return L"the service has answered";
+        case TESSEL_NOT_DONE:
+            return L"the service could not do it";
+        case TESSEL_NO_ANSWER:
+            return L"the service does not answer this command";
+        case TESSEL_TIMED_OUT:
+            return L"the deadline has passed; a request that was sent goes on";
+        default:
+            break;
+    }
     switch (error) {
         case ERROR_ACCESS_DENIED:
             return L"access denied: this process does not hold the service's capability";
@@ -493,12 +507,7 @@ void TesselMeaning(int32_t outcome, uint32_t error, wchar_t* text, uint32_t capa
     if (capacity == 0) {
         return;
     }
-    const wchar_t* meaning =
-        outcome == TESSEL_ANSWERED    ? L"the service has answered"
-        : outcome == TESSEL_NOT_DONE  ? L"the service could not do it"
-        : outcome == TESSEL_NO_ANSWER ? L"the service does not answer this command"
-        : outcome == TESSEL_TIMED_OUT ? L"the deadline has passed; a request that was sent goes on"
-                                      : MeaningOfError(error);
+    const wchar_t* meaning = MeaningOf(outcome, error);
     if (meaning == nullptr) {
         WriteErrorText(error, text, capacity);
     } else {

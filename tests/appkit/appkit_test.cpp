@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -157,80 +158,63 @@ TEST(AppKit, KeepsOneConnection) {
     EXPECT_EQ(g_service.contexts, 0);
 }
 
-// Every call of the class: what it sends, and what a good and a bad answer make of it.
+// Every call of the class: what it sends, and what good and bad answers make of it.
 TEST(AppKit, EveryCommandHasACall) {
     const Client client;
-    struct Call {
-        const wchar_t* command;
-        std::function<tessel::Status()> call;
-        // Answers that are no failure, and answers that are one.
-        std::vector<std::pair<bool, long>> good = {{false, 0}, {true, 5}, {false, -1}};
-        std::vector<std::pair<bool, long>> bad = {};
+    // Flag and number of an answer that is a failure, and of one that only looks like one.
+    struct Answers {
+        std::optional<std::pair<bool, long>> bad = {};
+        std::pair<bool, long> good = {false, -1};
     };
-    const std::vector<std::pair<bool, long>> flagged = {{true, 0}};
-    const std::vector<std::pair<bool, long>> refused = {{false, 0}};
-    const Call calls[] = {
-        {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
-         [&] { return client.CheckAdditionalPenSetting(); }, flagged, refused},
-        {L"REGISTRYHELPER_GETPENSETTING",
-         [&] { return client.GetPenSetting(); },
-         {{false, 0}, {false, -100}},
-         {{true, -1}}},
-        {L"REGISTRYHELPER_SETPENSETTING", [&] { return client.SetPenSetting(4); }, flagged,
-         refused},
-        {L"REGISTRYHELPER_GETPENCLICKSETTING",
-         [&] { return client.GetPenClickSetting(); },
-         {{false, 0}, {false, -1}},
-         {{true, -100}}},
-        {L"REGISTRYHELPER_SETPENCLICKSETTING", [&] { return client.SetPenClickSetting(4); },
-         flagged, refused},
-        {L"REGISTRYHELPER_GETPENPRESSURESENSITIVITY",
-         [&] { return client.GetPenPressureSensitivity(); },
-         {{false, 0}, {false, -100}},
-         {{true, -1}}},
-        {L"REGISTRYHELPER_SETPENPRESSURESENSITIVITY",
-         [&] { return client.SetPenPressureSensitivity(4); }},
-        {L"REGISTRYHELPER_GETSCREENMODE", [&] { return client.GetScreenMode(); }},
-        {L"REGISTRYHELPER_SETSCREENMODE", [&] { return client.SetScreenMode(4); }, flagged,
-         refused},
-        {L"REGISTRYHELPER_ISVZWQ", [&] { return client.IsVzwq(); }},
-        {L"COMMONHELPER_ISFILE_EXISTS", [&] { return client.IsFileExists(L"C:\\a"); }},
-        {L"MBNHELPER_GETNETWORKMODE", [&] { return client.GetNetworkMode(); }},
-        {L"MBNHELPER_SETNETWORKMODE", [&] { return client.SetNetworkMode(); }},
-        {L"MBNHELPER_CHECKINTERFACE", [&] { return client.CheckInterface(); }},
-        {L"MBNHELPER_CHECKSIMSTATUS", [&] { return client.CheckSimStatus(); }},
-        {L"MBNHELPER_GETHOMEPROVIDERID", [&] { return client.GetHomeProviderId(); }},
-        {L"MBNHELPER_GETHOMEPROVIDERNAME", [&] { return client.GetHomeProviderName(); }},
-        {L"MBNHELPER_GETSUBSCRIBERID", [&] { return client.GetSubscriberId(); }},
-        {L"MBNHELPER_GETSIMICCID", [&] { return client.GetSimIccId(); }},
-        {L"MBNHELPER_CONNECT", [&] { return client.ConnectModem(); }},
-        {L"MBNHELPER_DISCONNECT", [&] { return client.DisconnectModem(); }},
-        {L"MBNHELPER_GETRECOMMENDPROFILE", [&] { return client.GetRecommendProfile(); }},
-        {L"MBNHELPER_DELETEPROFILE", [&] { return client.DeleteProfile(); }},
-        {L"MBNHELPER_QEURYPROFILE", [&] { return client.QueryProfile(); }},
-        {L"MBNHELPER_UPDATEPROFILE", [&] { return client.UpdateProfile(); }},
-        {L"MBNHELPER_CREATEAPNDB", [&] { return client.CreateApnDb(); }},
-        {L"BLEHELPER_GETBLE", [&] { return client.GetBle(); }},
-        {L"BLEHELPER_SETBLE", [&] { return client.SetBle(true); }},
-        {L"BLEHELPER_ISBLESUPPORT", [&] { return client.IsBleSupport(); }},
-        {L"USBPATHCHANGER_SMGETMUICSTATUS", [&] { return client.SmGetMuicStatus(); }},
-        {L"USBPATHCHANGER_CHANGEUSBPATHTOCP", [&] { return client.ChangeUsbPathToCp(); }},
-        {L"USBPATHCHANGER_CHANGEUSBPATHTOAP", [&] { return client.ChangeUsbPathToAp(); }},
-    };
-    for (const Call& call : calls) {
-        for (const auto& [flag, number] : call.good) {
-            AnswerWith(flag, number);
-            EXPECT_TRUE(call.call().Ok()) << call.command << flag << number;
-            EXPECT_EQ(g_service.commands, std::vector<std::wstring>{call.command});
-        }
-        for (const auto& [flag, number] : call.bad) {
-            AnswerWith(flag, number);
-            EXPECT_EQ(call.call().outcome, Outcome::kNotDone) << call.command;
+    const auto check = [&](const wchar_t* command, auto call, const Answers& answers = {}) {
+        AnswerWith(answers.good.first, answers.good.second);
+        EXPECT_TRUE(call(client).Ok()) << command;
+        EXPECT_EQ(g_service.commands, std::vector<std::wstring>{command});
+        if (answers.bad) {
+            AnswerWith(answers.bad->first, answers.bad->second);
+            EXPECT_EQ(call(client).outcome, Outcome::kNotDone) << command;
         }
         Reset();
         g_service.request_raises = 1726;
-        EXPECT_EQ(call.call().error, 1726U) << call.command;
-    }
+        EXPECT_EQ(call(client).error, 1726U) << command;
+    };
+    const Answers flag = {{{false, 0}}, {true, -1}};
+    const Answers minus_1 = {{{true, -1}}, {false, -100}};
+    const Answers minus_100 = {{{true, -100}}, {false, -1}};
+    // clang-format off
+    check(TESSEL_REGISTRYHELPER_CHECKADDTIONALPENSETTING, [](const Client& c) { return c.CheckAdditionalPenSetting(); }, flag);
+    check(TESSEL_REGISTRYHELPER_GETPENSETTING, [](const Client& c) { return c.GetPenSetting(); }, minus_1);
+    check(TESSEL_REGISTRYHELPER_SETPENSETTING, [](const Client& c) { return c.SetPenSetting(4); }, flag);
+    check(TESSEL_REGISTRYHELPER_GETPENCLICKSETTING, [](const Client& c) { return c.GetPenClickSetting(); }, minus_100);
+    check(TESSEL_REGISTRYHELPER_SETPENCLICKSETTING, [](const Client& c) { return c.SetPenClickSetting(4); }, flag);
+    check(TESSEL_REGISTRYHELPER_GETPENPRESSURESENSITIVITY, [](const Client& c) { return c.GetPenPressureSensitivity(); }, minus_1);
+    check(TESSEL_REGISTRYHELPER_SETPENPRESSURESENSITIVITY, [](const Client& c) { return c.SetPenPressureSensitivity(4); });
+    check(TESSEL_REGISTRYHELPER_GETSCREENMODE, [](const Client& c) { return c.GetScreenMode(); });
+    check(TESSEL_REGISTRYHELPER_SETSCREENMODE, [](const Client& c) { return c.SetScreenMode(4); }, flag);
+    check(TESSEL_REGISTRYHELPER_ISVZWQ, [](const Client& c) { return c.IsVzwq(); });
+    check(TESSEL_COMMONHELPER_ISFILE_EXISTS, [](const Client& c) { return c.IsFileExists(L"C:"); });
+    check(TESSEL_MBNHELPER_GETNETWORKMODE, [](const Client& c) { return c.GetNetworkMode(); });
+    check(TESSEL_MBNHELPER_SETNETWORKMODE, [](const Client& c) { return c.SetNetworkMode(); });
+    check(TESSEL_MBNHELPER_CHECKINTERFACE, [](const Client& c) { return c.CheckInterface(); });
+    check(TESSEL_MBNHELPER_CHECKSIMSTATUS, [](const Client& c) { return c.CheckSimStatus(); });
+    check(TESSEL_MBNHELPER_GETHOMEPROVIDERID, [](const Client& c) { return c.GetHomeProviderId(); });
+    check(TESSEL_MBNHELPER_GETHOMEPROVIDERNAME, [](const Client& c) { return c.GetHomeProviderName(); });
+    check(TESSEL_MBNHELPER_GETSUBSCRIBERID, [](const Client& c) { return c.GetSubscriberId(); });
+    check(TESSEL_MBNHELPER_GETSIMICCID, [](const Client& c) { return c.GetSimIccId(); });
+    check(TESSEL_MBNHELPER_CONNECT, [](const Client& c) { return c.ConnectModem(); });
+    check(TESSEL_MBNHELPER_DISCONNECT, [](const Client& c) { return c.DisconnectModem(); });
+    check(TESSEL_MBNHELPER_GETRECOMMENDPROFILE, [](const Client& c) { return c.GetRecommendProfile(); });
+    check(TESSEL_MBNHELPER_DELETEPROFILE, [](const Client& c) { return c.DeleteProfile(); });
+    check(TESSEL_MBNHELPER_QEURYPROFILE, [](const Client& c) { return c.QueryProfile(); });
+    check(TESSEL_MBNHELPER_UPDATEPROFILE, [](const Client& c) { return c.UpdateProfile(); });
+    check(TESSEL_MBNHELPER_CREATEAPNDB, [](const Client& c) { return c.CreateApnDb(); });
+    check(TESSEL_BLEHELPER_GETBLE, [](const Client& c) { return c.GetBle(); });
+    check(TESSEL_BLEHELPER_SETBLE, [](const Client& c) { return c.SetBle(true); });
+    check(TESSEL_BLEHELPER_ISBLESUPPORT, [](const Client& c) { return c.IsBleSupport(); });
+    check(TESSEL_USBPATHCHANGER_SMGETMUICSTATUS, [](const Client& c) { return c.SmGetMuicStatus(); });
+    check(TESSEL_USBPATHCHANGER_CHANGEUSBPATHTOCP, [](const Client& c) { return c.ChangeUsbPathToCp(); });
+    check(TESSEL_USBPATHCHANGER_CHANGEUSBPATHTOAP, [](const Client& c) { return c.ChangeUsbPathToAp(); });
+    // clang-format on
 
     // The values that they send and give.
     AnswerWith(true, 85);
@@ -445,9 +429,9 @@ TEST(AppKit, SaysWhatAnErrorMeans) {
     EXPECT_EQ(meaning(Outcome::kNotDone, 0), L"the service could not do it");
     const std::wstring other = meaning(Outcome::kFailed, ERROR_FILE_NOT_FOUND);
     EXPECT_TRUE(!other.empty() && other.find_first_of(L".\r\n", other.size() - 1) == other.npos);
-    wchar_t cut[8] = {};
-    TesselMeaning(TESSEL_FAILED, 1722, cut, 8);
-    EXPECT_STREQ(cut, L"the ser");
+    std::wstring cut(40, L'x');
+    TesselMeaning(TESSEL_FAILED, 1722, cut.data(), 8);
+    EXPECT_EQ(cut, L"the ser" + std::wstring(1, L'\0') + std::wstring(32, L'x'));
 }
 
 }  // namespace
