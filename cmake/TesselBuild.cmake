@@ -2,7 +2,7 @@
 
 # The presets make warnings errors: CMAKE_COMPILE_WARNING_AS_ERROR.
 set(TESSEL_WARNINGS -Wall -Wextra)
-# For the code that ships. In C++ -Wconversion includes -Wsign-conversion.
+# For all but tests and benchmark. In C++ -Wconversion includes -Wsign-conversion.
 set(TESSEL_PRODUCT_WARNINGS -Wshadow -Wconversion -Wno-sign-conversion)
 
 # Makes the import library that mingw lacks.
@@ -22,16 +22,16 @@ set(TESSEL_WINDOWS_LIBRARIES
     ${TESSEL_CAPABILITY} rpcrt4 advapi32 ole32 oleaut32 cfgmgr32)
 
 # Sets warnings, the include folder, and the flags that make all paths in the programs and symbols relative to the top
-# folder.
+# folder. -Qn leaves out the version of the compiler, which names the release of Debian.
 function(tessel_configure target)
   # Ninja names the sources relative to the build folder.
   file(RELATIVE_PATH sources ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}/)
   target_compile_options(${target} PRIVATE ${TESSEL_WARNINGS}
     -ffunction-sections -fdata-sections
-    -fstack-protector-strong ${TESSEL_DEBUG_INFORMATION}
+    -fstack-protector-strong -Qn ${TESSEL_DEBUG_INFORMATION}
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${sources}=" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=.")
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE folder)
-  if(folder MATCHES "^(\\.|appkit|client|connection|interface|service)$")
+  if(NOT folder MATCHES "^(tests|benchmark)(/|$)")
     target_compile_options(${target} PRIVATE ${TESSEL_PRODUCT_WARNINGS})
   endif()
   target_compile_definitions(${target} PRIVATE
@@ -48,7 +48,7 @@ function(tessel_program target)
   target_link_options(${target} PRIVATE -municode)
 endfunction()
 
-# Adds the version resource that Explorer shows: version, company, copyright, product and `description`.
+# Adds the version resource that Explorer shows: version, company, product and `description`.
 function(tessel_version_resource target description)
   get_target_property(version_internal_name ${target} OUTPUT_NAME)
   if(NOT version_internal_name)
@@ -62,7 +62,6 @@ function(tessel_version_resource target description)
     set(version_file_type 2)
     set(version_file_name ${version_internal_name}.dll)
   endif()
-  file(STRINGS ${CMAKE_SOURCE_DIR}/LICENSE copyright REGEX "^Copyright")
   set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   set(resource ${CMAKE_CURRENT_BINARY_DIR}/${target}.res.o)
   configure_file(${CMAKE_SOURCE_DIR}/cmake/version.rc.in ${script} @ONLY)
@@ -72,11 +71,16 @@ function(tessel_version_resource target description)
   set_source_files_properties(${resource} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
 endfunction()
 
-# Links a program: only Windows' own DLLs, random addresses of 64 bits, no execution of data, and the same bytes from
-# the same sources. The version numbers are those that Microsoft's linker writes for ARM64. The program contains only the
-# file name of its .pdb.
+# Links a program: random addresses of 64 bits, no execution of data, Control Flow Guard (clang.cfg has it), Windows'
+# DLLs only from its system folder (LOAD_LIBRARY_SEARCH_SYSTEM32), compatible with the shadow stacks of x64 processors,
+# and the same bytes from the same sources. The version numbers are those that Microsoft's linker writes for ARM64. The
+# program contains only the file name of its .pdb.
 function(tessel_link_static target)
   target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--icf=safe -Wl,-Xlink=-brepro
     -Wl,--major-os-version=6,--minor-os-version=2,--major-subsystem-version=6,--minor-subsystem-version=2
+    -Wl,-Xlink=-dependentloadflag:0x800
     "$<$<CONFIG:Release>:-Wl,--pdb=;-Wl,-Xlink=-pdbaltpath:%_PDB%;-Wl,-Xlink=-pdbsourcepath:.>")
+  if(TESSEL_MACHINE STREQUAL "x64")
+    target_link_options(${target} PRIVATE -Wl,-Xlink=-cetcompat)
+  endif()
 endfunction()

@@ -2,10 +2,11 @@
 # development machine, programs for x64 run under Wine, and those for ARM64 in an emulator.
 set(CMAKE_SYSTEM_NAME Windows)
 # To share the runtimes between build folders, set TESSEL_LLVM in the environment at the first configuration.
-set(TESSEL_LLVM "$ENV{TESSEL_LLVM}" CACHE PATH "The folder of the runtimes")
-if(NOT TESSEL_LLVM)
-  set(TESSEL_LLVM "${CMAKE_CURRENT_LIST_DIR}/../build/llvm")
+set(runtimes "$ENV{TESSEL_LLVM}")
+if(NOT runtimes)
+  set(runtimes "${CMAKE_CURRENT_LIST_DIR}/../build/llvm")
 endif()
+set(TESSEL_LLVM "${runtimes}" CACHE PATH "The folder of the runtimes")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TESSEL_LLVM TESSEL_MACHINE)
 
 if(TESSEL_MACHINE STREQUAL "x64")

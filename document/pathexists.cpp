@@ -7,8 +7,8 @@
 // The function and its structure have the same name, as in the header of the C runtime.
 #pragma GCC diagnostic ignored "-Wshadow"
 
-// Imported from ucrtbase.dll. The inline function of this name in <sys/stat.h> calls msvcrt, which
-// gives other results.
+// Imported from the C runtime. The inline function of this name in mingw's <sys/stat.h> calls
+// _stat64, which does not fail for a large file.
 extern "C"
     __declspec(dllimport) int __cdecl _stat64i32(const char* path, struct _stat64i32* status);
 static_assert(sizeof(struct _stat64i32) == 48);

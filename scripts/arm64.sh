@@ -16,6 +16,7 @@ arm64_runtime_ready() {
     (
         flock 9
         [ -e "$ARM64_ROOT/.ready" ] && exit 0
+        echo "Downloading Wine for ARM64 ..."
         arm64_download >"$ARM64_RUNTIME/log" 2>&1 </dev/null 9>&- ||
             { tail -n 20 "$ARM64_RUNTIME/log"; echo "Could not fetch Wine for ARM64"; exit 1; } >&2
     ) 9>"$ARM64_RUNTIME/lock"

@@ -1,4 +1,5 @@
-# Gets packages of Debian 13 on this machine, which has Debian 12. Other scripts source it.
+# Gets sources and ARM64 packages of Debian 13, for which the machine's own lists have no entries. Other scripts source
+# it after setup.sh.
 
 # Prints the mirror from which the machine gets its own Debian packages.
 debian_mirror() {
@@ -12,7 +13,8 @@ debian13() {
     local apt=$1 keyring=/usr/share/keyrings/debian-archive-keyring.gpg mirror
     mirror=$(debian_mirror)
     if [ -z "$mirror" ] && [ "$(id -u)" -eq 0 ]; then
-        apt-get update -q
+        APT_LOG=${APT_LOG:-$(mktemp)}
+        apt_get update
         mirror=$(debian_mirror)
     fi
     [ -n "$mirror" ] || { echo "apt knows no Debian mirror: run apt-get update"; return 1; }

@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t kErrorTextCapacity = 260;
 
-// For the end of a start, which BeginEnding waits for.
+// For the end of a start, which BeginEnding waits for. Not std::atomic::wait, which polls in this C++
+// library for Windows.
 SRWLOCK g_startLock = SRWLOCK_INIT;
 CONDITION_VARIABLE g_startEnded = CONDITION_VARIABLE_INIT;
 

@@ -2,7 +2,7 @@
 # Properties of the linked programs: they need only DLLs of Windows, and are protected. programs.sh PROGRAM...
 set -u
 windows='api-ms-win-crt-[a-z]+-l1-1-0|api-ms-win-security-base-l1-2-2'
-windows+='|advapi32|bcrypt|cfgmgr32|kernel32|msvcrt|ole32|oleaut32|rpcrt4|ucrtbase|version|wevtapi'
+windows+='|advapi32|bcrypt|cfgmgr32|kernel32|ole32|oleaut32|rpcrt4|userenv|version|wevtapi'
 failures=0
 fail() {
     echo "FAILED $1"
@@ -10,11 +10,14 @@ fail() {
 }
 
 for program in "$@"; do
-    facts=$(llvm-readobj-19 --file-headers --coff-imports --coff-load-config "$program")
+    facts=$(llvm-readobj-19 --file-headers --coff-imports --coff-load-config --coff-debug-directory \
+        "$program")
     # Without relocations the base address is not random, even with the flags.
     wanted=(DYNAMIC_BASE HIGH_ENTROPY_VA NX_COMPAT 'BaseRelocationTableSize: 0x[1-9A-F]' 'Name: KERNEL32.dll'
         GUARD_CF CF_INSTRUMENTED CF_FUNCTION_TABLE_PRESENT 'GuardCFCheckFunction: 0x[1-9A-F]'
-        'GuardCFFunctionCount: [1-9]')
+        'GuardCFFunctionCount: [1-9]' 'DependentLoadFlags: 0x800$')
+    # Shadow stacks are a property of x64 processors.
+    [[ $facts == *aarch64* ]] || wanted+=(EX_CET_COMPAT)
     for fact in "${wanted[@]}"; do
         grep -q "$fact" <<<"$facts" || fail "$program: no $fact"
     done
