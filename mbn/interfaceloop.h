@@ -88,7 +88,7 @@ HRESULT ForEachInterfaceInApartment(const wchar_t* manager_error, Step step) {
 // at the end.
 template <typename Step>
 HRESULT ForEachInterface(Step step) {
-    ComApartment apartment;
+    const ComApartment apartment;
     // Kept: the spelling "Coinitialize". No message about the modem has a line end.
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();

@@ -16,7 +16,7 @@ HRESULT CreateProfileManager(ComPtr<IMbnConnectionProfileManager>& manager) {
 
 StepResult DeleteProfilesOf(IMbnInterface& mbn_interface, IMbnConnectionProfileManager& manager) {
     SafeArray profiles;
-    HRESULT result = manager.GetConnectionProfiles(&mbn_interface, profiles.put());
+    const HRESULT result = manager.GetConnectionProfiles(&mbn_interface, profiles.put());
     if (!SucceededOrPrint(result, L"GetConnectionProfiles error")) {
         return {result, false};
     }
@@ -33,12 +33,12 @@ const wchar_t* TextOf(const Bstr& text) {
 }  // namespace
 
 HRESULT DeleteAllConnectionProfiles() {
-    ComApartment apartment;
+    const ComApartment apartment;
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();
     }
     ComPtr<IMbnConnectionProfileManager> manager;
-    HRESULT result = CreateProfileManager(manager);
+    const HRESULT result = CreateProfileManager(manager);
     if (!SucceededOrPrint(result, kProfileManagerError)) {
         return result;
     }
@@ -67,7 +67,7 @@ ProfileDocument BuildProfileXml(wchar_t* text) {
 
 HRESULT CreateProfileFromRequest(wchar_t* text) {
     const ProfileDocument document = BuildProfileXml(text);
-    ComApartment apartment;
+    const ComApartment apartment;
     if (!SucceededOrPrint(apartment.Result(), L"Coinitialize failed")) {
         return apartment.Result();
     }

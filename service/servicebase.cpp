@@ -13,8 +13,7 @@ namespace {
 
 constexpr std::size_t kErrorTextCapacity = 260;
 
-// For the end of a start, which BeginEnding waits for. Not std::atomic::wait, which polls in this C++
-// library for Windows.
+// For the end of a start. Not std::atomic::wait: libc++ polls for it on Windows.
 SRWLOCK g_startLock = SRWLOCK_INIT;
 CONDITION_VARIABLE g_startEnded = CONDITION_VARIABLE_INIT;
 
