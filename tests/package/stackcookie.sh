@@ -4,6 +4,7 @@
 set -u
 first=$("$@") second=$("$@") damaged=$("$@" 64)
 code=$?
+first=${first%$'\r'} second=${second%$'\r'}
 echo "$first" "$second" "$code" "$damaged"
 # The code is the lowest byte of 0xC0000409.
 [[ $first =~ ^[0-9a-f]{16}$ && $second =~ ^[0-9a-f]{16}$ && $first != "$second" && $code -eq 9 ]]
