@@ -148,6 +148,7 @@ notebook_quiet net stop "Tessel Service"
 notebook_quiet net start "Tessel Service"
 wait_for_service
 expect_part "grant without" 0 "key $settings" tesselctl --grant --without usb
+expect_part "recovery" 0 "restart after a crash: in 5 s, 5 s, 60 s" tesselctl --grant --without usb
 mkdir -m 777 "$programs_folder/open"
 cp "$programs_folder"/{tesselctl.exe,wingap.dll} "$programs_folder/open/"
 notebook_run 'C:\Windows\Tessel\open\tesselctl.exe' --check --json >"$findings"
