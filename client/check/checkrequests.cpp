@@ -10,7 +10,6 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -39,8 +38,8 @@ struct Progress {
     // One for each request that the service was done with; without a command if it did not answer.
     std::vector<RequestValues> answers;
     RequestTimes times;
-    // ERROR_SUCCESS, or the status of the call that failed. Nothing while a call is in progress.
-    std::optional<DWORD> status;
+    // ERROR_SUCCESS, the status of the call that failed, or WAIT_TIMEOUT while one is in progress.
+    DWORD status = WAIT_TIMEOUT;
 };
 
 // What the thread that sends shares with the thread that waits.
@@ -48,6 +47,7 @@ struct Conversation {
     std::mutex lock;
     std::condition_variable changed;
     Progress progress;
+    bool ended = false;
     // To the request in progress.
     RequestValues answer;
 };
@@ -85,19 +85,18 @@ Progress CarryOut(std::vector<RequestValues> requests) {
         const DWORD status = SendAll(*shared, requests);
         const std::lock_guard guard(shared->lock);
         shared->progress.status = status;
+        shared->ended = true;
         shared->changed.notify_one();
     }).detach();
     std::unique_lock guard(shared->lock);
     const Progress& progress = shared->progress;
     bool moves = true;
-    while (!progress.status && moves) {
+    while (!shared->ended && moves) {
         moves = shared->changed.wait_for(guard, kTimeLimit, [&, done = progress.answers.size()] {
-            return progress.status || progress.answers.size() != done;
+            return shared->ended || progress.answers.size() != done;
         });
     }
-    Progress reached = progress;
-    reached.status = progress.status.value_or(WAIT_TIMEOUT);
-    return reached;
+    return progress;
 }
 
 void AddFailure(Findings& findings, const wchar_t* item, DWORD status) {
@@ -256,7 +255,7 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
     }
     progress = CarryOut(std::move(requests));
     if (!progress.opened) {
-        AddFailure(findings, L"requests.open", *progress.status);
+        AddFailure(findings, L"requests.open", progress.status);
         if (!without.device) {
             LookForDevice(findings, false);
         }
@@ -270,7 +269,7 @@ bool CheckRequests(Findings& findings, bool stopped, const Without& without) {
     Answers answers = progress.answers;
     for (const Question& question : questions) {
         if (answers.size() < question.requests.size()) {
-            AddFailure(findings, question.item, *progress.status);
+            AddFailure(findings, question.item, progress.status);
             break;
         }
         question.check(findings, answers.first(question.requests.size()));
