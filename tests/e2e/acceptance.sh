@@ -53,7 +53,12 @@ for item in requests syntaxes raising contexts packets dying.usage stopping righ
     bench restored; do
     grep -q "^OK  *$item" <<<"$report" || fail "$item: no finding"
 done
-expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"' acceptance --only rights --json
+# On a device that refuses every command, load costs the service no handle.
+notebook_control_device_set Fail 1
+expect_part "json" 0 '{"item":"rights.PressureTH","status":"ok","found":"' \
+    acceptance --quick --only rights --only load --json
+expect_part "handles" 0 "REG_DWORD    0x0" notebook_run reg query "$NOTEBOOK_CONTROL_DEVICE_KEY" /v OpenHandles
+notebook_control_device_set Fail 0
 expect "settings and USB values" 0 "$before" stored
 
 # Killed while the service is stopped: the service is started again, and what was changed is restored.
@@ -88,11 +93,12 @@ notebook_quiet net start "Tessel Service"
 wait_for_service
 bad_report=$(acceptance --quick; notebook_quiet net start "Tessel Service"
     acceptance --quick --only load --only bench --modem --usb --device)
-for item in requests.echo requests.text requests.connections syntaxes.ndr20 raising contexts.closed contexts.race \
+for item in requests.echo requests.text requests.connections syntaxes.ndr20 raising \
+    'contexts.closed +a request on it' contexts.race \
     contexts.in_progress contexts.nested packets dying.usage stopping.busy stopping.goes_on stopping.ended \
     stopping.at_once rights.ButtonAction rights.CustomProtocol tracing recovery load load.usage bench bench.usb \
     bench.switch; do
-    grep -qE "^FAULT +${item}[ .]" <<<"$bad_report" || fail "the bad service: no fault of $item"
+    grep -qE "^FAULT +${item}[ .:]" <<<"$bad_report" || fail "the bad service: no fault of $item"
 done
 [ "$failures" -eq 0 ] || echo "$bad_report"
 tessel_service -remove >/dev/null

@@ -74,14 +74,17 @@ extern "C" void __wrap_RemoteOpen(handle_t binding, REQUEST_CONTEXT_HANDLE* cont
     *UseOf(*context) = std::byte{0};
 }
 
-// Refuses to close contexts without a request, so they stay. Not all of them: each refusal costs a
-// client under Wine a connection.
+// Of the contexts without a request, keeps the first one open and refuses to close the others, with
+// a status of the runtime: after others, Wine breaks the connection.
 extern "C" void __wrap_RemoteClose(REQUEST_CONTEXT_HANDLE* context) {
-    static volatile LONG refusals = 0;
-    if (*UseOf(*context) == std::byte{0} && InterlockedIncrement(&refusals) < 60) {
-        RpcRaiseException(ERROR_ACCESS_DENIED);
+    static volatile LONG closes = 0;
+    const LONG number = *UseOf(*context) == std::byte{0} ? InterlockedIncrement(&closes) : 0;
+    if (number > 1) {
+        RpcRaiseException(RPC_X_SS_CONTEXT_MISMATCH);
     }
-    __real_RemoteClose(context);
+    if (number == 0) {
+        __real_RemoteClose(context);
+    }
 }
 
 extern "C" void __wrap_RemoteRequest(REQUEST_CONTEXT_HANDLE context,

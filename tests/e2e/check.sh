@@ -126,6 +126,8 @@ devices '\\.\TesselControl\0\\.\Other'
 check 1
 finds warning modem.state "no SIM card"
 finds fault device '2 are present; the service opens the first and gets no switch'
+# Only one question: each refusal costs the service a handle.
+expect_part "handles" 0 "REG_DWORD    0x1" notebook_run reg query "$NOTEBOOK_CONTROL_DEVICE_KEY" /v OpenHandles
 devices "$(printf '\\\\.\\TesselControl%0250d' 0)"
 notebook_modem_remove
 tesselctl REGISTRYHELPER_SETPENSETTING --int 3 >/dev/null
