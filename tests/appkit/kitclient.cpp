@@ -1,9 +1,7 @@
 // Tests what the examples do not do.
 //
-//   kitclient restart    sends a request, stops the service, sends one, starts the service, sends
-//   one kitclient threads N  sends N requests from each of eight threads kitclient unload     loads
-//   the DLL, sends a request that does not end in time, unloads the DLL,
-//                        ends the request; twice
+//   kitclient       sends a request, stops the service, sends one, starts the service, sends one
+//   kitclient N     sends N requests from each of eight threads
 #include <windows.h>
 
 #include <atomic>
