@@ -59,10 +59,10 @@ bool Arrived(std::size_t count) {
 
 // Answers on another thread, and answers a command that was not sent. Not inlined into frames that
 // exceptions pass.
-__attribute__((noinline)) void Answer(const wchar_t* command) {
-    bool flag = g_service.flag;
-    long number = g_service.number;
-    std::wstring text = g_service.text;
+__attribute__((noinline)) void Answer(const wchar_t* command,
+                                      bool flag,
+                                      long number,
+                                      std::wstring text) {
     g_service.answer(flag, number, text);
     std::wstring name = command;
     std::thread(ReportResult, name.data(), static_cast<boolean>(flag), number, text.data()).join();
@@ -82,7 +82,7 @@ __attribute__((noinline)) void Receive(const wchar_t* command,
     g_changed.wait(lock, [=] { return !g_service.held[command]; });
     lock.unlock();
     if (g_service.answer) {
-        Answer(command);
+        Answer(command, flag, number, text);
     }
 }
 
@@ -361,7 +361,8 @@ TEST(AppKit, EachCommandHasItsOwnTurn) {
     Hold(L"Y", true);
     std::vector<std::thread> threads;
     for (const wchar_t* command : {L"X", L"Y", L"X", L"Y"}) {
-        threads.emplace_back([=] { EXPECT_TRUE(Client().Request(command).Ok()); });
+        threads.emplace_back(
+            [=] { EXPECT_EQ(Client().Request(command, false, 0, command).text, command); });
         // Two arrive, two wait for them.
         EXPECT_TRUE(Arrived(std::min<std::size_t>(threads.size(), 2)));
         Sleep(50);
