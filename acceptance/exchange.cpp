@@ -17,7 +17,8 @@ std::atomic<Exchange*> g_exchanges[kPlaces];
 
 }  // namespace
 
-// Stores the answer in its exchange.
+// Stores the answer in its exchange. The interface has no const.
+// NOLINTNEXTLINE(readability-non-const-parameter)
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     const long place = text[0] == kMark ? std::wcstol(text + 1, nullptr, 10) : number;
     Exchange* exchange = place >= 0 && place < kPlaces ? g_exchanges[place].load() : nullptr;

@@ -142,7 +142,7 @@ int Request(const Options& options) {
                                    options.number.value_or(0), options.text.value_or(padding)};
     if (!options.quiet) {
         const AnswerFormat format = options.json ? AnswerFormat::kJson : AnswerFormat::kPlain;
-        HandleAnswers([padding, format](const RequestValues& answer) {
+        HandleAnswers([padding = padding, format](const RequestValues& answer) {
             PrintLine(FormatAnswer(format, padding, answer));
         });
     }

@@ -39,6 +39,7 @@ FailureWords DescribeFailure(DWORD status) {
     }
 }
 
+// The interface has no const. NOLINTNEXTLINE(readability-non-const-parameter)
 void ReportResult(wchar_t* command, boolean flag, long number, wchar_t* text) {
     ++g_count;
     if (g_handler != nullptr) {
