@@ -14,14 +14,14 @@ std::atomic<LONG> g_strings = 0;
 }  // namespace
 
 LiveCount::LiveCount() {
-    std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_mutex);
     if (++g_live == 1) {
         WriteNumber(L"", L"ObjectsAlive", 1);
     }
 }
 
 LiveCount::~LiveCount() {
-    std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_mutex);
     if (--g_live == 0) {
         WriteNumber(L"", L"ObjectsAlive", 0);
     }
@@ -32,7 +32,7 @@ void CountGivenString() {
 }
 
 LONG SimulatedModemLiveObjects() {
-    std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_mutex);
     return g_live;
 }
 

@@ -68,7 +68,7 @@ HRESULT GiveArray(const std::vector<std::wstring>& places, LONG lower_bound, SAF
     LONG index = lower_bound;
     for (const std::wstring& place : places) {
         if (!ReadNumber(place, L"NullElement")) {
-            ComPtr<Object> object(new Object(place));
+            const ComPtr<Object> object(new Object(place));
             SafeArrayPutElement(array.get(), &index, object.get());
         }
         ++index;

@@ -18,7 +18,7 @@ constexpr HRESULT kInvalidProfile = static_cast<HRESULT>(0x80548218);
 std::mutex g_changeMutex;
 
 std::wstring KeyPath(const std::wstring& place) {
-    std::wstring path = L"SOFTWARE\\Tessel Simulator\\Modem";
+    const std::wstring path = L"SOFTWARE\\Tessel Simulator\\Modem";
     return place.empty() ? path : path + L"\\" + place;
 }
 
@@ -106,8 +106,8 @@ std::optional<std::wstring> ReadText(const std::wstring& place, const wchar_t* n
     std::wstring text(255, L'\0');
     for (;;) {
         DWORD size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-        LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, KeyPath(place).c_str(), name,
-                                      RRF_RT_REG_SZ, nullptr, text.data(), &size);
+        const LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, KeyPath(place).c_str(), name,
+                                            RRF_RT_REG_SZ, nullptr, text.data(), &size);
         if (status == ERROR_SUCCESS) {
             text.resize(wcslen(text.c_str()));
             return text;
@@ -136,7 +136,7 @@ DWORD InheritedNumber(std::wstring place, const wchar_t* name) {
 }
 
 HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profile_name) {
-    std::lock_guard lock(g_changeMutex);
+    const std::lock_guard lock(g_changeMutex);
     if (!HasProfile(mbn_interface, profile_name)) {
         return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
     }
@@ -146,7 +146,7 @@ HRESULT ConnectInterface(const std::wstring& mbn_interface, const wchar_t* profi
 }
 
 HRESULT DisconnectInterface(const std::wstring& mbn_interface) {
-    std::lock_guard lock(g_changeMutex);
+    const std::lock_guard lock(g_changeMutex);
     WriteNumber(mbn_interface, L"ActivationState", kDeactivated);
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KeyPath(mbn_interface).c_str(), L"ActiveProfile");
     return S_OK;
@@ -157,7 +157,7 @@ HRESULT CreateProfile(const wchar_t* document) {
     if (!name) {
         return kInvalidProfile;
     }
-    std::lock_guard lock(g_changeMutex);
+    const std::lock_guard lock(g_changeMutex);
     const std::vector<std::wstring> interfaces = Interfaces();
     for (const std::wstring& mbn_interface : interfaces) {
         if (HasProfile(mbn_interface, *name)) {
@@ -173,8 +173,8 @@ HRESULT CreateProfile(const wchar_t* document) {
 }
 
 HRESULT DeleteProfile(const std::wstring& profile) {
-    std::lock_guard lock(g_changeMutex);
-    LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, KeyPath(profile).c_str());
+    const std::lock_guard lock(g_changeMutex);
+    const LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, KeyPath(profile).c_str());
     return status == ERROR_FILE_NOT_FOUND ? HRESULT_FROM_WIN32(ERROR_NOT_FOUND)
                                           : HRESULT_FROM_WIN32(status);
 }

@@ -96,7 +96,7 @@ std::wstring MarkOf(DWORD process) {
 
 // The token that this process opened last, and whose it is.
 HANDLE g_token = nullptr;
-DWORD g_token_process = 0;
+DWORD g_tokenProcess = 0;
 
 }  // namespace
 
@@ -159,7 +159,7 @@ BOOL WINAPI SimulatedStartServiceCtrlDispatcher(const SERVICE_TABLE_ENTRYW* tabl
 BOOL WINAPI SimulatedOpenProcessToken(HANDLE process, DWORD access, PHANDLE token) {
     const BOOL done = OpenProcessToken(process, access, token);
     g_token = done ? *token : nullptr;
-    g_token_process = GetProcessId(process);
+    g_tokenProcess = GetProcessId(process);
     return done;
 }
 
@@ -169,7 +169,7 @@ BOOL WINAPI SimulatedGetTokenInformation(HANDLE token,
                                          DWORD size,
                                          DWORD* needed) {
     LocalMemory added;
-    const Handle mark(OpenEventW(SYNCHRONIZE, FALSE, MarkOf(g_token_process).c_str()));
+    const Handle mark(OpenEventW(SYNCHRONIZE, FALSE, MarkOf(g_tokenProcess).c_str()));
     if (kind != TokenGroups || token != g_token || !mark ||
         !ConvertStringSidToSidW(ServiceSid(kServiceName).c_str(), added.put())) {
         return GetTokenInformation(token, kind, buffer, size, needed);
