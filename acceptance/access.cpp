@@ -75,7 +75,7 @@ void DeleteContainer() {
 void CheckRights(Run& run) {
     constexpr DWORD kNumber = 1;
     const SavedKeys saved;
-    Session session;
+    const Session session;
     for (const auto& [command, value] : kWrites) {
         const auto deleted =
             static_cast<DWORD>(RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, value.key, value.name));

@@ -16,7 +16,7 @@
 
 // A value as std::swprintf takes it.
 template <typename Value>
-const Value& Argument(const Value& value) {
+Value Argument(Value value) {
     return value;
 }
 inline const wchar_t* Argument(const std::wstring& text) {
@@ -44,8 +44,8 @@ struct Run : Findings {
 
     using Findings::Add;
     template <typename... Values>
-    void Add(bool ok, std::wstring item, const wchar_t* format, const Values&... values) {
-        Check(ok, Status::kFault, std::move(item), Format(format, values...));
+    void Add(bool ok, const std::wstring& item, const wchar_t* format, const Values&... values) {
+        Check(ok, Status::kFault, item, Format(format, values...));
     }
 };
 

@@ -173,6 +173,8 @@ ExitCode RunAll(const RunOptions& options, const std::wstring& items, const std:
     SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_DISPLAY_REQUIRED);
     SYSTEM_INFO system = {};
     GetNativeSystemInfo(&system);
+    // By ACLineStatus.
+    constexpr const wchar_t* kPower[] = {L"battery", L"mains"};
     SYSTEM_POWER_STATUS power = {};
     GetSystemPowerStatus(&power);
     FILETIME now = {};
@@ -183,9 +185,7 @@ ExitCode RunAll(const RunOptions& options, const std::wstring& items, const std:
         L"tessel-acceptance " TESSEL_VERSION L"; %ls; %ls%ls; %ls, %lu processors; %ls power; %ls",
         TimeText(now), IsWine() ? L"Wine, " : L"", SystemText(), arm64 ? L"ARM64" : L"x64",
         system.dwNumberOfProcessors,
-        power.ACLineStatus == AC_LINE_ONLINE    ? L"mains"
-        : power.ACLineStatus == AC_LINE_OFFLINE ? L"battery"
-                                                : L"unknown",
+        power.ACLineStatus <= AC_LINE_ONLINE ? kPower[power.ACLineStatus] : L"unknown",
         IsElevated() ? L"as an administrator" : L"not as an administrator");
     const DWORD reached = Session().Ask();
     run.Check(reached == 0, Status::kFault, L"service", L"a request: " + Outcome(reached),

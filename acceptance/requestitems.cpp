@@ -221,9 +221,8 @@ void CheckSyntaxes(Run& run) {
 
 DWORD AskInSyntax(ChildWords words) {
     const std::wstring syntax = words[0];
-    Session session(syntax == L"ndr20"   ? kNdr20Stub
-                    : syntax == L"ndr64" ? kNdr64Stub
-                                         : kShippedStub);
+    const ClientStub& forced = syntax == L"ndr20" ? kNdr20Stub : kNdr64Stub;
+    Session session(syntax == L"both" ? kShippedStub : forced);
     const auto send = [&](Exchange exchange) {
         session.Send(exchange);
         PrintLine(Format(L"%ls: %ls, %zx", exchange.sent.command, exchange.Text(),
@@ -244,7 +243,7 @@ DWORD AskInSyntax(ChildWords words) {
 }
 
 DWORD HoldContext(ChildWords /*words*/) {
-    Session session;
+    const Session session;
     PrintLine(GuidText(session.Bytes().id));
     WaitForParent();
     return session.Ask();

@@ -53,9 +53,11 @@ void Findings::AddNotHere(const std::wstring& item,
 }
 
 std::wstring DeniedAdvice(unsigned long error) {
-    return error != ERROR_ACCESS_DENIED ? L""
-           : IsElevated()               ? L"administrators are refused too: run this as SYSTEM"
-                                        : L"run this as an administrator";
+    if (error != ERROR_ACCESS_DENIED) {
+        return {};
+    }
+    return IsElevated() ? L"administrators are refused too: run this as SYSTEM"
+                        : L"run this as an administrator";
 }
 
 std::wstring GuidText(const GUID& id) {
