@@ -48,7 +48,7 @@ function(tessel_program target)
   target_link_options(${target} PRIVATE -municode)
 endfunction()
 
-# Adds the version resource that Explorer shows: version, company, product and `description`.
+# Adds the version resource that Explorer shows: version, company, copyright, product and `description`.
 function(tessel_version_resource target description)
   get_target_property(version_internal_name ${target} OUTPUT_NAME)
   if(NOT version_internal_name)
@@ -62,6 +62,7 @@ function(tessel_version_resource target description)
     set(version_file_type 2)
     set(version_file_name ${version_internal_name}.dll)
   endif()
+  file(STRINGS ${CMAKE_SOURCE_DIR}/LICENSE copyright REGEX "^Copyright")
   set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   set(resource ${CMAKE_CURRENT_BINARY_DIR}/${target}.res.o)
   configure_file(${CMAKE_SOURCE_DIR}/cmake/version.rc.in ${script} @ONLY)
