@@ -56,6 +56,8 @@ command=$(sed -nE 's/^ *<Path>cmd \/v:on \/c "(.*)"<\/Path>$/\1/p' "$TESSEL_ROOT
 [ -n "$command" ] && [ ${#command} -le 242 ] || fail "the command of the answer file: $command"
 store=$WINEPREFIX/drive_c/windows/system32/DriverStore/FileRepository granted=$WINEPREFIX/drive_c/windows/tessel-grant.txt
 rm -f "$granted"
+# Windows always has the folder.
+mkdir -p "$store"
 notebook_quiet cmd /v:on /c "$command"
 expect "no package" 1 "" grep -E 'inf_|key ' "$granted"
 mkdir -p "$store"/tessel-service.inf_arm64_{z,a} &&

@@ -1,4 +1,5 @@
-// Prints the value that functions compare before they return. With an argument, overwrites it first.
+// Prints the value that functions compare before they return. With an argument, overwrites it
+// first.
 #include <cstdint>
 #include <cstdio>
 #include <cwchar>
