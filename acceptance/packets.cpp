@@ -73,7 +73,7 @@ void CheckPackets(Run& run) {
     while (next == 0 && !crashed() && sent < run.Rounds(20000, 100) &&
            GetTickCount64() - start < 20000) {
         // Some of the calls close its context.
-        Session session;
+        const Session session;
         for (int i = 0; i < 10; ++i, ++sent) {
             Bytes bytes = RequestBytes(session.Bytes(), kBases[random() % std::size(kBases)]);
             for (auto times = random() % 3 + 1; times > 0; --times) {
