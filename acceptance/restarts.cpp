@@ -129,7 +129,7 @@ void CheckStopping(Run& run) {
 }
 
 DWORD HoldAnswer(ChildWords /*words*/) {
-    Session session;
+    const Session session;
     Exchange echo = Echo(0);
     echo.in_callback = [] {
         PrintLine(L"in");
