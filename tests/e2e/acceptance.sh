@@ -103,6 +103,8 @@ done
 [ "$failures" -eq 0 ] || echo "$bad_report"
 tessel_service -remove >/dev/null
 
+notebook_quiet reg delete "$settings" /f
+notebook_quiet reg delete "$usb" /f
 notebook_modem_remove
 notebook_control_device_unload
 echo "acceptance: $failures failed"
