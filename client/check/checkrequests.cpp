@@ -81,13 +81,13 @@ Progress CarryOut(std::vector<RequestValues> requests) {
         const std::lock_guard guard(shared->lock);
         shared->answer = answer;
     });
-    std::thread([shared, requests = std::move(requests)] {
+    std::thread sender([shared, requests = std::move(requests)] {
         const DWORD status = SendAll(*shared, requests);
         const std::lock_guard guard(shared->lock);
         shared->progress.status = status;
         shared->ended = true;
         shared->changed.notify_one();
-    }).detach();
+    });
     std::unique_lock guard(shared->lock);
     const Progress& progress = shared->progress;
     bool moves = true;
@@ -96,7 +96,16 @@ Progress CarryOut(std::vector<RequestValues> requests) {
             return shared->ended || progress.answers.size() != done;
         });
     }
-    return progress;
+    Progress result = progress;
+    const bool ended = shared->ended;
+    guard.unlock();
+    if (ended) {
+        // The program must not end at the same time as the thread.
+        sender.join();
+    } else {
+        sender.detach();
+    }
+    return result;
 }
 
 void AddFailure(Findings& findings, const wchar_t* item, DWORD status) {
