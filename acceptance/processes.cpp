@@ -11,6 +11,7 @@ namespace {
 
 constexpr DWORD kStartMilliseconds = 30000;
 constexpr DWORD kPollMilliseconds = 50;
+constexpr DWORD kAnswerMilliseconds = 5000;
 
 // The job of all children: they end when its last handle is closed, which is in this process.
 HANDLE ChildrenJob() {
@@ -139,8 +140,11 @@ DWORD StartAndAnswer(SC_HANDLE service) {
     for (const ULONGLONG start = GetTickCount64();
          error != 0 && GetTickCount64() - start < kStartMilliseconds; Sleep(kPollMilliseconds)) {
         if (ServiceStatus(service).dwCurrentState == SERVICE_RUNNING) {
-            // A new process asks: connections of this one may belong to the last start.
-            error = Child(L"ask").Wait();
+            // A new process asks: connections of this one may belong to the last start. Under Wine
+            // the last process may still hold the endpoint, and then no answer comes.
+            Child client(L"ask");
+            error = client.Wait(kAnswerMilliseconds);
+            client.Kill();
         } else {
             // Fails while a stop or a start is in progress.
             error = StartServiceW(service, 0, nullptr) ? ERROR_TIMEOUT : GetLastError();
