@@ -25,6 +25,15 @@ expect_output() {
     printf -- '--- printed\n%s\n--- wanted (%s)\n%s\n' "$output" "$kind" "$text"
 }
 
+acceptance() { NOTEBOOK_TIMEOUT=1500 notebook_run 'C:\Windows\Tessel\tessel-acceptance.exe' "$@"; }
+
+# Deletes C:\Windows\Temp\acceptance.txt and prints the path by which this machine sees it.
+acceptance_report() {
+    local report=$WINEPREFIX/drive_c/windows/temp/acceptance.txt
+    rm -f "$report"
+    echo "$report"
+}
+
 # The service's state and exit code from the service manager.
 service_state() {
     notebook_run sc query "Tessel Service" | tr -d '\r' |
