@@ -23,6 +23,9 @@ for program in "$@"; do
     done
     others=$(sed -nE 's/^ *Name: (.*)\.dll$/\1/Ip' <<<"$facts" | grep -viE "^($windows)$")
     [ -z "$others" ] || fail "$program: needs $others"
+    # How a debugger finds the symbols: the file's name, without a folder, and its GUID.
+    symbols=$(llvm-pdbutil-19 dump --summary "${program%.*}.pdb" | sed -nE 's/^ *GUID: //p'; basename "${program%.*}.pdb")
+    [ "$symbols" = "$(sed -nE 's/^ *PDB(GUID|FileName): //p' <<<"$facts")" ] || fail "$program: no way to its symbols"
     # The assertion is a part of what the service promises. Its text is UTF-16.
     [[ $program != */tessel-service.exe ]] || tr -d '\0' <"$program" | grep -qF 's_service != NULL' ||
         fail "$program: no assertion"
