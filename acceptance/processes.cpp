@@ -142,9 +142,7 @@ DWORD StartAndAnswer(SC_HANDLE service) {
         if (ServiceStatus(service).dwCurrentState == SERVICE_RUNNING) {
             // A new process asks: connections of this one may belong to the last start. Under Wine
             // the last process may still hold the endpoint, and then no answer comes.
-            Child client(L"ask");
-            error = client.Wait(kAnswerMilliseconds);
-            client.Kill();
+            error = Child(L"ask").Wait(kAnswerMilliseconds);
         } else {
             // Fails while a stop or a start is in progress.
             error = StartServiceW(service, 0, nullptr) ? ERROR_TIMEOUT : GetLastError();
