@@ -3,6 +3,7 @@
 #include <evntrace.h>
 #include <evntcons.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -14,6 +15,7 @@
 #include "client/options.h"
 #include "client/output.h"
 #include "client/requests/answerformat.h"
+#include "client/requests/requesttimes.h"
 #include "client/trace.h"
 #include "interface/serviceidentity.h"
 #include "tests/support/replacedimport.h"
@@ -204,6 +206,18 @@ TEST(AnswersTest, PaddingThatComesBackWasNotOverwrittenAndAnEmptyTextWasRead) {
     EXPECT_EQ(shown(AnswerFormat::kPlain, L"  ", L" "), L"text=\" \"");
     EXPECT_EQ(shown(AnswerFormat::kJson, L"  ", L"  "), L"text\":\"\"}");
     EXPECT_EQ(shown(AnswerFormat::kPlain, L"", L""), L"text=\"\"");
+}
+
+TEST(RequestTimesTest, APercentileIsTheTimeInWhichSoManyRequestsWereDone) {
+    RequestTimes times;
+    for (std::uint32_t time = 200; time > 0; --time) {
+        times.push_back(time);
+    }
+    EXPECT_EQ(Percentile(times, 1), 2U);
+    EXPECT_EQ(Percentile(times, 99), 198U);
+    EXPECT_EQ(Percentile(times, 100), 200U);
+    times = {7, 5};
+    EXPECT_EQ(Percentile(times, 99), 7U);
 }
 
 TEST(TraceTest, OnlyTheEventsOfTheServiceAreShown) {

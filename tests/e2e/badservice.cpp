@@ -93,12 +93,15 @@ extern "C" void __wrap_RemoteRequest(REQUEST_CONTEXT_HANDLE context,
                                      long number,
                                      wchar_t* text) {
     static volatile LONG files = 0;
+    static volatile LONG checks = 0;
     Leak();
     *UseOf(context) = std::byte{1};
     if (std::wcsspn(command, L"ABCDEFGHIJKLMNOPQRSTUVWXYZ_") != std::wcslen(command)) {
         RpcRaiseException(ERROR_NOACCESS);
     }
-    if (Is(command, L"MBNHELPER_CHECKINTERFACE") || Is(command, L"BLEHELPER_SETBLE")) {
+    const bool is_lost =
+        Is(command, L"MBNHELPER_CHECKINTERFACE") && InterlockedIncrement(&checks) % 2 != 0;
+    if (is_lost || Is(command, L"BLEHELPER_SETBLE")) {
         return;
     }
     const std::size_t units = std::wcslen(text);

@@ -31,6 +31,8 @@ for item in requests.echo requests.text requests.connections syntaxes.ndr20 rais
     grep -qE "^FAULT +${item}[ .:]" <<<"$report" || fail "no fault of $item"
 done
 [ "$failures" -eq 0 ] || echo "$report"
+# Of each two answers it loses one.
+expect_part "lost answers" 1 "4 requests, 2 answers" tesselctl MBNHELPER_CHECKINTERFACE --repeat 4 --quiet
 tessel_service -remove >/dev/null
 notebook_modem_remove
 notebook_control_device_unload
