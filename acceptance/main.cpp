@@ -225,6 +225,28 @@ std::wstring Outcome(DWORD status) {
     return status == 0 ? L"done" : ErrorText(status);
 }
 
+void Growth::Report(const wchar_t* item, const std::wstring& what) const {
+    const auto grows = [&](const Usage& from, const Usage& to) {
+        // Each further thread may have a committed stack of 1 MB: seen under Wine.
+        const SIZE_T stacks = SIZE_T{1024} * (std::max(from.threads, to.threads) - from.threads);
+        return to.handles > from.handles + m_count || to.threads > from.threads + m_count ||
+               to.private_kilobytes > from.private_kilobytes + m_kilobytes + stacks;
+    };
+    std::wstring text = what + L":";
+    bool always = true;
+    for (std::size_t i = 0; i < m_stages.size(); ++i) {
+        const Usage& usage = m_stages[i];
+        text += Format(L" %lu handles, %lu threads, %zu kB;", usage.handles, usage.threads,
+                       usage.private_kilobytes);
+        always = always && (i == 0 || grows(m_stages[i - 1], m_stages[i]));
+    }
+    if (m_stages.front().error != 0) {
+        m_run.AddNotHere(item, m_stages.front().error);
+    } else {
+        m_run.Check(!always, Status::kFault, item, text);
+    }
+}
+
 int wmain(int argc, wchar_t** argv) {
     EnableDebugPrivilege();
     const bool is_child = argc > 2 && std::wstring_view(argv[1]) == L"--child";

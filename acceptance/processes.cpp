@@ -4,8 +4,7 @@
 #include <tlhelp32.h>
 
 #include <algorithm>
-
-#include "acceptance/items.h"
+#include <vector>
 
 namespace {
 
@@ -160,31 +159,6 @@ bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds) {
     return ServiceStatus(service).dwCurrentState == state;
 }
 
-std::wstring Usage::Text() const {
-    // Under Wine the number of handles is 0.
-    return Format(L"%lu handles, %lu threads, %zu kB", handles, threads, private_kilobytes);
-}
-
-void Growth::Report(const wchar_t* item, const std::wstring& what) const {
-    const auto grows = [&](const Usage& from, const Usage& to) {
-        // Each further thread may have a committed stack of 1 MB: seen under Wine.
-        const SIZE_T stacks = SIZE_T{1024} * (std::max(from.threads, to.threads) - from.threads);
-        return to.handles > from.handles + m_count || to.threads > from.threads + m_count ||
-               to.private_kilobytes > from.private_kilobytes + m_kilobytes + stacks;
-    };
-    std::wstring text = what + L":";
-    bool always = true;
-    for (std::size_t i = 0; i < m_stages.size(); ++i) {
-        text += L" " + m_stages[i].Text() + L";";
-        always = always && (i == 0 || grows(m_stages[i - 1], m_stages[i]));
-    }
-    if (m_stages.front().error != 0) {
-        m_run.AddNotHere(item, m_stages.front().error);
-    } else {
-        m_run.Check(!always, Status::kFault, item, text);
-    }
-}
-
 Usage ReadUsage() {
     Usage usage;
     const DWORD process_id = ServiceProcessId();
@@ -195,7 +169,7 @@ Usage ReadUsage() {
         K32GetProcessMemoryInfo(process.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
                                 sizeof(memory));
     usage.error = readable ? 0 : GetLastError();
-    // Wine fills in only the second.
+    // Under Wine the number of handles is 0, and only the second of these is filled in.
     usage.private_kilobytes = std::max(memory.PrivateUsage, memory.PagefileUsage) / 1024;
     const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};

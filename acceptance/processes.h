@@ -69,8 +69,6 @@ struct Usage {
     DWORD handles = 0;
     DWORD threads = 0;
     SIZE_T private_kilobytes = 0;
-
-    [[nodiscard]] std::wstring Text() const;
 };
 
 // The usage of the service's process, which it opens for queries only. Calls
