@@ -17,7 +17,8 @@ struct CommandHelp {
 
 inline constexpr CommandHelp kRegistryHelperHelp[] = {
     {L"REGISTRYHELPER_CHECKADDTIONALPENSETTING",
-     L"register the settings app for the pen click if none is; flag = registered"},
+     L"register the settings app for the pen click, unless a value of up to 200 bytes is there; "
+     L"flag = registered"},
     {L"REGISTRYHELPER_GETPENSETTING", L"action of the pen's side button; number, -1 if unset"},
     {L"REGISTRYHELPER_SETPENSETTING", L"set the side button's action to --int; flag = stored",
      Needs::kNumber},
