@@ -125,6 +125,9 @@ notebook_control_device_set Fail 1
 devices '\\.\TesselControl\0\\.\Other'
 check 1
 finds warning modem.state "no SIM card"
+# The first two are read as empty texts, the others come back as they were sent.
+finds warning modem.identity \
+    "none from MBNHELPER_GETSIMICCID MBNHELPER_GETSUBSCRIBERID MBNHELPER_GETHOMEPROVIDERID MBNHELPER_GETHOMEPROVIDERNAME"
 finds fault device '2 are present; the service opens the first and gets no switch'
 # Only one question: each refusal costs the service a handle.
 expect_part "handles" 0 "REG_DWORD    0x1" notebook_run reg query "$NOTEBOOK_CONTROL_DEVICE_KEY" /v OpenHandles
