@@ -12,6 +12,9 @@ TEST_PACKAGES=(googletest mingw-w64-tools mono-mcs mono-runtime)
 LINT_PACKAGES=(clang-format-19 clang-tidy-19 shellcheck)
 FUZZ_PACKAGES=(clang-19 cmake ninja-build libclang-rt-19-dev)
 
+# Clang would look there too, and the linker writes these folders into the symbols.
+unset LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH
+
 # The folder of this project.
 TESSEL_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
